@@ -1,0 +1,71 @@
+#include "app/station.h"
+
+#include "core/zhtext.h"
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+Station::Station(const QString &dataDir, const QStringList &playerOptions, QObject *parent)
+    : QObject(parent), m_dir(dataDir), m_settings(m_dir), m_log(m_dir.playLog(), m_clock),
+      m_player(playerOptions), m_playback(m_player, m_settings, m_log, m_clock),
+      m_store(m_dir, m_settings), m_stopDates(m_dir),
+      m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
+      m_ticker(m_clock)
+{
+    connect(&m_log, &MessageLog::messageAdded, this, &Station::print);
+    connect(&m_scheduler, &Scheduler::statusChanged, this, &Station::print);
+    connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
+    connect(&m_scheduler, &Scheduler::taskStarted, this,
+            [this](const QString &name) { trace(u"start"_s, name); });
+    connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
+    m_player.setTraceSink([this](const QString &event, const QString &detail) { trace(event, detail); });
+}
+
+bool Station::setTraceFile(const QString &path)
+{
+    m_trace.setFileName(path);
+    return m_trace.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
+}
+
+void Station::start()
+{
+    m_log.startUp();
+    m_settings.load();
+    m_playback.restoreChannel();
+    m_stopDates.load();
+    m_scheduler.startDay();
+    if (const int delay = m_settings.startDelaySeconds(); delay > 0) {
+        print(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
+        m_scheduler.delayStart(delay);
+    }
+    m_ticker.start();
+}
+
+void Station::shutDown()
+{
+    m_ticker.stop();
+    m_playback.stop();
+    m_log.flush();
+}
+
+void Station::trace(const QString &event, const QString &detail)
+{
+    if (!m_trace.isOpen())
+        return;
+    const QByteArray line = (QDateTime::currentDateTime().toString(u"yyyy-MM-ddTHH:mm:ss.zzz"_s)
+                             + u' ' + event + u' ' + detail + u'\n')
+                                .toUtf8();
+    m_trace.write(line);
+    m_trace.flush();
+}
+
+void Station::print(const QString &line)
+{
+    std::fprintf(stdout, "%s\n", line.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+} // namespace tav

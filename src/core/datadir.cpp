@@ -1,0 +1,43 @@
+#include "core/datadir.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+QString DataDir::resolve(const QString &explicitDir, QString *error)
+{
+    QString dir = explicitDir;
+    if (dir.isEmpty()) {
+        const QString exeDir = QCoreApplication::applicationDirPath();
+        if (QFileInfo(exeDir).isWritable())
+            dir = exeDir;
+        else
+            dir = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+                  + u"/tavplayer"_s;
+    }
+    dir = QDir(dir).absolutePath();
+    if (!QDir().mkpath(dir) || !QFileInfo(dir).isDir()) {
+        if (error)
+            *error = u"无法创建数据文件夹：%1"_s.arg(dir);
+        return QString();
+    }
+    return dir;
+}
+
+QString DataDir::taskListFile(const QString &taskName) const
+{
+    return file(taskName.trimmed() + u".ini"_s);
+}
+
+QString DataDir::song() const { return file(u"【SONG】.ini"_s); }
+QString DataDir::control() const { return file(u"【CONTROL】.ini"_s); }
+QString DataDir::timerSet() const { return file(u"【TIMERSET】.ini"_s); }
+QString DataDir::stopDates() const { return file(u"【DATE】.ini"_s); }
+QString DataDir::playLog() const { return file(u"【PLAYLOG】.txt"_s); }
+
+} // namespace tav

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+namespace tav {
+
+// The station's data folder: every INI file, the play log and the pictures
+// the operator drops in live here, under the names the original software used.
+class DataDir
+{
+public:
+    explicit DataDir(QString root) : m_root(std::move(root)) {}
+
+    // --data-dir when given, else the executable's folder when writable,
+    // else $XDG_DATA_HOME/tavplayer. Creates the folder when missing.
+    static QString resolve(const QString &explicitDir, QString *error);
+
+    const QString &root() const { return m_root; }
+    QString file(const QString &name) const { return m_root + u'/' + name; }
+    // The list file of a task (or the text file of a voice broadcast).
+    QString taskListFile(const QString &taskName) const;
+
+    QString song() const;
+    QString control() const;
+    QString timerSet() const;
+    QString stopDates() const;
+    QString playLog() const;
+
+private:
+    QString m_root;
+};
+
+} // namespace tav

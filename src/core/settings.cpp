@@ -1,0 +1,174 @@
+#include "core/settings.h"
+
+#include "core/zhtext.h"
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+
+struct Place
+{
+    const char16_t *section;
+    const char16_t *key;
+    bool timerSet = false; // lives in 【TIMERSET】.ini
+};
+
+constexpr const char16_t *kSwitchSection = u"复选控制";
+
+Place placeOf(Switch s)
+{
+    switch (s) {
+    case Switch::UseTaskVolume: return {kSwitchSection, u"是否使用设定的音量"};
+    case Switch::AutoBackList: return {kSwitchSection, u"自动返回列表"};
+    case Switch::ShutdownAtTime: return {kSwitchSection, u"是否执行关机时间"};
+    case Switch::ShutdownOnStopDay: return {kSwitchSection, u"noPlayCloseComputer"};
+    case Switch::StopMonday: return {kSwitchSection, u"周一"};
+    case Switch::StopTuesday: return {kSwitchSection, u"周二"};
+    case Switch::StopWednesday: return {kSwitchSection, u"周三"};
+    case Switch::StopThursday: return {kSwitchSection, u"周四"};
+    case Switch::StopFriday: return {kSwitchSection, u"周五"};
+    case Switch::StopSaturday: return {kSwitchSection, u"周六"};
+    case Switch::StopSunday: return {kSwitchSection, u"周日"};
+    case Switch::Logo: return {kSwitchSection, u"台标LOGO"};
+    case Switch::Pictures: return {kSwitchSection, u"显示图片"};
+    case Switch::ScreenSaver: return {kSwitchSection, u"屏保"};
+    case Switch::Captions: return {kSwitchSection, u"滚动文字"};
+    case Switch::ClockShow: return {kSwitchSection, u"时间显示"};
+    case Switch::Broadcast: return {kSwitchSection, u"播音"};
+    case Switch::PreviewList: return {kSwitchSection, u"预览列表"};
+    case Switch::FullScreen: return {kSwitchSection, u"是否播放时全屏"};
+    case Switch::Aero: return {kSwitchSection, u"Aero"};
+    case Switch::HideStatusBar: return {kSwitchSection, u"是否隐藏状态栏"};
+    case Switch::WorkingHours: return {u"广告时间选项", u"runPic"};
+    case Switch::NetTime: return {u"netTime", u"netTimeOnOff"};
+    }
+    Q_UNREACHABLE();
+}
+
+Place placeOf(Setting s)
+{
+    switch (s) {
+    case Setting::WorkStart: return {u"广告时间选项", u"PicStartTime"};
+    case Setting::WorkEnd: return {u"广告时间选项", u"PicEndTime"};
+    case Setting::StartDelay: return {u"AppRunDelayl", u"AppRunDelayVal"};
+    case Setting::LogoTop: return {u"LOGO顶边", u"LOGOTop"};
+    case Setting::LogoLeft: return {u"LOGO左边", u"LOGOLeft"};
+    case Setting::Channel: return {u"选择声道", u"Channel"};
+    case Setting::PlayHeight: return {u"播放窗口尺寸", u"PlayHeight"};
+    case Setting::PlayWidth: return {u"播放窗口尺寸", u"PlayWidth"};
+    case Setting::PlayTop: return {u"播放窗口尺寸", u"PlayTop"};
+    case Setting::PlayLeft: return {u"播放窗口尺寸", u"PlayLeft"};
+    case Setting::ClockFontName: return {u"时间字体", u"Name"};
+    case Setting::ClockFontSize: return {u"时间字体", u"Size"};
+    case Setting::ClockFontBold: return {u"时间字体", u"Bold"};
+    case Setting::ClockFontItalic: return {u"时间字体", u"Italic"};
+    case Setting::ClockFontUnderline: return {u"时间字体", u"Underline"};
+    case Setting::ClockFontStrikethru: return {u"时间字体", u"FontStrikethru"};
+    case Setting::ClockForeColor: return {u"时间字体", u"ForeColor"};
+    case Setting::Skin: return {kSwitchSection, u"skin"};
+    case Setting::InterfaceColour: return {kSwitchSection, u"界面颜色值"};
+    case Setting::ShutdownTime: return {u"定时器时间设置", u"关机时间", true};
+    }
+    Q_UNREACHABLE();
+}
+
+constexpr Switch kAllSwitches[] = {
+    Switch::UseTaskVolume, Switch::AutoBackList, Switch::ShutdownAtTime, Switch::ShutdownOnStopDay,
+    Switch::StopMonday, Switch::StopTuesday, Switch::StopWednesday, Switch::StopThursday,
+    Switch::StopFriday, Switch::StopSaturday, Switch::StopSunday, Switch::Logo, Switch::Pictures,
+    Switch::ScreenSaver, Switch::Captions, Switch::ClockShow, Switch::Broadcast,
+    Switch::PreviewList, Switch::FullScreen, Switch::Aero, Switch::HideStatusBar,
+    Switch::WorkingHours, Switch::NetTime};
+
+constexpr Setting kAllSettings[] = {
+    Setting::WorkStart, Setting::WorkEnd, Setting::StartDelay, Setting::LogoTop, Setting::LogoLeft,
+    Setting::Channel, Setting::PlayHeight, Setting::PlayWidth, Setting::PlayTop, Setting::PlayLeft,
+    Setting::ClockFontName, Setting::ClockFontSize, Setting::ClockFontBold, Setting::ClockFontItalic,
+    Setting::ClockFontUnderline, Setting::ClockFontStrikethru, Setting::ClockForeColor,
+    Setting::Skin, Setting::InterfaceColour, Setting::ShutdownTime};
+
+// Monday first, as QDate::dayOfWeek counts.
+constexpr Switch kWeekdayStops[] = {Switch::StopMonday, Switch::StopTuesday, Switch::StopWednesday,
+                                    Switch::StopThursday, Switch::StopFriday, Switch::StopSaturday,
+                                    Switch::StopSunday};
+
+} // namespace
+
+Settings::Settings(const DataDir &dir, QObject *parent)
+    : QObject(parent), m_control(dir.control()), m_timerSet(dir.timerSet())
+{
+}
+
+QString Settings::keyOf(Switch s)
+{
+    return QString::fromUtf16(placeOf(s).key);
+}
+
+QString Settings::keyOf(Setting s)
+{
+    return QString::fromUtf16(placeOf(s).key);
+}
+
+void Settings::load()
+{
+    const auto control = m_control.read();
+    const auto timerSet = m_timerSet.read();
+    for (Switch s : kAllSwitches) {
+        const Place p = placeOf(s);
+        m_switches[s] = control->value(QString::fromUtf16(p.section), QString::fromUtf16(p.key)) == u"1";
+    }
+    for (Setting s : kAllSettings) {
+        const Place p = placeOf(s);
+        const auto &doc = p.timerSet ? timerSet : control;
+        m_texts[s] = doc->value(QString::fromUtf16(p.section), QString::fromUtf16(p.key));
+    }
+}
+
+void Settings::setSwitch(Switch s, bool on)
+{
+    m_switches[s] = on;
+    const Place p = placeOf(s);
+    m_control.setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), on ? u"1"_s : u"0"_s);
+    emit switchChanged(s, on);
+}
+
+void Settings::setText(Setting s, const QString &value)
+{
+    m_texts[s] = value;
+    const Place p = placeOf(s);
+    (p.timerSet ? m_timerSet : m_control)
+        .setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), value);
+    emit textChanged(s, value);
+}
+
+int Settings::number(Setting s) const
+{
+    bool ok = false;
+    const int v = text(s).trimmed().toInt(&ok);
+    return ok ? v : 0;
+}
+
+int Settings::timeSetting(Setting s, int fallback) const
+{
+    const int t = zh::secondsOfDay(text(s));
+    return t < 0 ? fallback : t;
+}
+
+int Settings::workStart() const { return timeSetting(Setting::WorkStart, kDefaultWorkStart); }
+int Settings::workEnd() const { return timeSetting(Setting::WorkEnd, kDefaultWorkEnd); }
+int Settings::shutdownTime() const { return timeSetting(Setting::ShutdownTime, kDefaultShutdown); }
+
+void Settings::setShutdownAtTime(bool on, int timeOfDay)
+{
+    setSwitch(Switch::ShutdownAtTime, on);
+    setText(Setting::ShutdownTime, zh::timeText(timeOfDay));
+}
+
+bool Settings::isWeekdayStopped(QDate date) const
+{
+    return date.isValid() && isOn(kWeekdayStops[date.dayOfWeek() - 1]);
+}
+
+} // namespace tav

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+namespace tav {
+
+// The station's one media player. Rules every backend keeps:
+// - open() replaces whatever is loaded and starts playing it; the state
+//   becomes Loading at once and Playing when output has begun.
+// - stop() unloads the item; the state becomes Stopped at once and
+//   stateChanged(Stopped) is emitted if it was not Stopped already.
+// - An item that plays to its end makes the state Stopped and emits
+//   stateChanged(Stopped): that is the "item ended" signal.
+// - An item that cannot be opened or decoded emits errorOccurred(url) and
+//   leaves the state Stopped without emitting stateChanged.
+// - Streams (http, rtsp, mms ...) are passed through as they are.
+class MediaPlayer : public QObject
+{
+    Q_OBJECT
+public:
+    enum class State { Stopped, Loading, Playing, Paused };
+    Q_ENUM(State)
+
+    using QObject::QObject;
+
+    virtual void open(const QString &url) = 0;
+    virtual void play() = 0; // resumes a paused item
+    virtual void pause() = 0;
+    virtual void stop() = 0;
+
+    virtual State state() const = 0;
+    virtual QString currentUrl() const = 0;
+
+    // 0 to 100.
+    virtual void setVolume(int volume) = 0;
+    virtual int volume() const = 0;
+    // Below 0 only the left channel sounds, above 0 only the right, 0 both.
+    virtual void setBalance(int balance) = 0;
+
+signals:
+    void stateChanged(tav::MediaPlayer::State state);
+    void errorOccurred(const QString &url);
+    // Output of an item has begun; name is the item's title or file name.
+    void mediaStarted(const QString &name);
+};
+
+} // namespace tav

@@ -1,0 +1,247 @@
+#include "playback/playbackcontroller.h"
+
+#include "core/clock.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "platform/mediaplayer.h"
+#include "platform/prompt.h"
+
+#include <QFileInfo>
+#include <QRandomGenerator>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+QString playModeName(PlayMode mode)
+{
+    switch (mode) {
+    case PlayMode::Sequential: return u"顺序"_s;
+    case PlayMode::Loop: return u"循环"_s;
+    case PlayMode::Random: return u"随机"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+std::optional<PlayMode> playModeFromName(const QString &name)
+{
+    for (PlayMode m : {PlayMode::Sequential, PlayMode::Loop, PlayMode::Random})
+        if (playModeName(m) == name)
+            return m;
+    return std::nullopt;
+}
+
+PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, MessageLog &log,
+                                       const Clock &clock, QObject *parent)
+    : QObject(parent), m_player(player), m_settings(settings), m_log(log), m_clock(clock),
+      m_random([] { return QRandomGenerator::global()->generateDouble(); })
+{
+    m_timer1.setInterval(1000);
+    connect(&m_timer1, &QTimer::timeout, this, &PlaybackController::nextItemStep);
+    connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
+        if (s == MediaPlayer::State::Stopped)
+            m_timer1.start(); // (re)armed: the step runs one second from now
+    });
+    // The failing item's step runs outside the player's own event handling.
+    connect(&m_player, &MediaPlayer::errorOccurred, this,
+            [this](const QString &url) { QTimer::singleShot(0, this, [this, url] { onError(url); }); });
+}
+
+QString PlaybackController::currentText() const
+{
+    return m_selected >= 0 && m_selected < m_items.size() ? m_items.at(m_selected) : QString();
+}
+
+void PlaybackController::setItems(const QStringList &items)
+{
+    m_items = items;
+    m_selected = -1;
+    emit listChanged();
+    emit selectionChanged(m_selected);
+}
+
+void PlaybackController::select(int index)
+{
+    m_selected = index >= 0 && index < m_items.size() ? index : -1;
+    emit selectionChanged(m_selected);
+}
+
+void PlaybackController::startTask(const QString &modeName, const QStringList &items)
+{
+    m_nowPlaying = true;
+    if (const auto mode = playModeFromName(modeName))
+        setMode(*mode);
+    setItems(items);
+    if (m_items.isEmpty())
+        return;
+    select(m_mode == PlayMode::Random ? randomIndex() : 0);
+    playSong();
+    if (isAudioOnly(currentText()))
+        emit videoVisibilityChanged(!(m_pictureCount && m_pictureCount() > 0));
+}
+
+void PlaybackController::playSong()
+{
+    m_player.open(currentText());
+    emit playKeyChanged(true);
+}
+
+void PlaybackController::stop()
+{
+    m_player.stop();
+    emit playKeyChanged(false);
+}
+
+void PlaybackController::stopAndClear()
+{
+    stop();
+    setItems({});
+}
+
+int PlaybackController::randomIndex() const
+{
+    const double r = m_random();
+    return qBound(0, int(std::floor(r * double(m_items.size()))), int(m_items.size()) - 1);
+}
+
+void PlaybackController::randomStep()
+{
+    if (!currentText().isEmpty()) {
+        select(randomIndex());
+        playSong();
+    }
+    m_timer1.stop();
+}
+
+void PlaybackController::nextItemStep()
+{
+    const MediaPlayer::State state = m_player.state();
+    if (state != MediaPlayer::State::Stopped)
+        return; // a new item is already on its way
+    if (m_mode == PlayMode::Random)
+        randomStep();
+    const int count = int(m_items.size());
+    if (m_selected == count - 1) {
+        m_timer1.stop();
+        if (currentText().isEmpty())
+            return;
+        if (m_mode == PlayMode::Sequential) {
+            stop();
+            emit idle();
+            return;
+        }
+        emit endOfPass();
+        select(0);
+        playSong();
+        return;
+    }
+    select(m_selected + 1);
+    playSong();
+    m_timer1.stop();
+}
+
+void PlaybackController::onError(const QString &url)
+{
+    m_log.append(zh::stampedLine(m_clock.now(), u"文件错误:"_s + url));
+    const int count = int(m_items.size());
+    if (m_selected < count - 1 && count > 1) {
+        select(m_selected + 1);
+        playSong();
+    }
+}
+
+void PlaybackController::setMode(PlayMode mode)
+{
+    m_mode = mode;
+}
+
+void PlaybackController::cycleMode()
+{
+    switch (m_mode) {
+    case PlayMode::Loop: setMode(PlayMode::Random); break;
+    case PlayMode::Random: setMode(PlayMode::Sequential); break;
+    case PlayMode::Sequential: setMode(PlayMode::Loop); break;
+    }
+}
+
+int PlaybackController::playerVolumeFor(int units)
+{
+    // nearbyint rounds halves to the even neighbour.
+    return int(std::nearbyint(double(qBound(0, units, kMaxSlider)) / 655.35));
+}
+
+void PlaybackController::setSlider(int units)
+{
+    m_slider = qBound(0, units, kMaxSlider);
+    setPlayerVolume(playerVolumeFor(m_slider));
+}
+
+void PlaybackController::setPlayerVolume(int volume)
+{
+    m_player.setVolume(qBound(0, volume, 100));
+}
+
+void PlaybackController::toggleMute()
+{
+    if (!m_muted) {
+        m_muted = true;
+        m_savedVolume = m_player.volume();
+        m_player.setVolume(0);
+    } else {
+        m_player.setVolume(m_savedVolume);
+        m_muted = false;
+    }
+}
+
+void PlaybackController::setChannel(int index)
+{
+    if (index < 0 || index > 2)
+        return;
+    m_channel = index;
+    m_player.setBalance(kBalance[index]);
+    m_settings.setText(Setting::Channel, QString::number(kSavedChannel[index]));
+}
+
+void PlaybackController::restoreChannel()
+{
+    m_channel = m_settings.number(Setting::Channel) == 1 ? 1 : 0;
+    m_player.setBalance(kBalance[m_channel]);
+}
+
+bool PlaybackController::isAudioOnly(const QString &path)
+{
+    const QString p = path.toLower();
+    static const QString kAudioEndings[] = {u".mid"_s, u".mp3"_s, u".wav"_s, u".wma"_s, u".ape"_s,
+                                            u".flac"_s};
+    if (p.startsWith(u"mms:"))
+        return true;
+    for (const QString &ending : kAudioEndings)
+        if (p.endsWith(ending))
+            return true;
+    return false;
+}
+
+QString PlaybackController::checkPaths(const QString &taskName, Prompt &prompt)
+{
+    QString report;
+    for (int i = 0; i < m_items.size(); ++i) {
+        const QString path = m_items.at(i).trimmed();
+        // Streams are not files: mms as ever, and any other address with a scheme.
+        if (path.left(3).toLower() == u"mms" || path.contains(u"://"))
+            continue;
+        if (!QFileInfo::exists(path)) {
+            select(i);
+            report += taskName + u"：" + path + u"定时任务的音乐路径错误！  \r\n"_s;
+        }
+    }
+    if (!report.isEmpty()) {
+        prompt.inform(u"Tavrel多媒体定时播放系统"_s, report);
+        m_log.append(zh::stampedLine(m_clock.now(), report.trimmed()));
+    }
+    return report;
+}
+
+} // namespace tav

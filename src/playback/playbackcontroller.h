@@ -1,0 +1,122 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+#include <functional>
+#include <optional>
+
+namespace tav {
+
+class Clock;
+class MediaPlayer;
+class MessageLog;
+class Prompt;
+class Settings;
+
+enum class PlayMode { Sequential = 0, Loop = 1, Random = 2 };
+QString playModeName(PlayMode mode); // "顺序", "循环", "随机"
+std::optional<PlayMode> playModeFromName(const QString &name);
+
+// Turns a task's media list into sound and pictures on the one media player,
+// over the play list shared by the schedule and the operator. Rules:
+// - the selected item of the play list is the item playing;
+// - one second after an item ends the next-item step runs: sequential stops
+//   after the last item, loop starts again at the first, random picks an
+//   item at random and then takes the sequential step from it (so the item
+//   after the pick plays, or the first when the pick was the last);
+// - the step is a repeating one-second timer that waits while something
+//   else is already loading or playing;
+// - a file that cannot be played is logged ("文件错误:" + path) and the list
+//   moves on to the next item, never wrapping from the last;
+// - player volume = slider units (0 to 65535) / 655.35, halves to even.
+class PlaybackController : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr int kMaxSlider = 65535;
+    // Right channel: the player gets 10000, the file keeps 0, so a restart
+    // comes back with both channels.
+    static constexpr int kBalance[3] = {0, -10000, 10000};
+    static constexpr int kSavedChannel[3] = {0, 1, 0};
+
+    PlaybackController(MediaPlayer &player, Settings &settings, MessageLog &log,
+                       const Clock &clock, QObject *parent = nullptr);
+
+    // Play list.
+    const QStringList &items() const { return m_items; }
+    int selectedIndex() const { return m_selected; }
+    QString currentText() const;
+    void setItems(const QStringList &items);
+    void select(int index);
+
+    // The steps of starting a task now: mode, fresh list, first (or a random)
+    // item. The caller sets the volume. An empty list plays nothing.
+    void startTask(const QString &modeName, const QStringList &items);
+    void playSong();
+    void stop();
+    // The task has ended: stop and empty the list.
+    void stopAndClear();
+    void nextItemStep();
+    bool isNextStepArmed() const { return m_timer1.isActive(); }
+    bool nowPlaying() const { return m_nowPlaying; }
+
+    PlayMode mode() const { return m_mode; }
+    void setMode(PlayMode mode);
+    void cycleMode(); // 循环 → 随机 → 顺序 → 循环
+
+    int slider() const { return m_slider; }
+    void setSlider(int units); // moves the slider and applies it to the player
+    void setPlayerVolume(int volume);
+    static int playerVolumeFor(int units);
+    void toggleMute();
+    bool isMuted() const { return m_muted; }
+
+    int channel() const { return m_channel; }
+    void setChannel(int index); // applies and saves
+    void restoreChannel();      // from the saved value at start-up
+
+    // Streams and audio files: nothing to show, so pictures may take the screen.
+    static bool isAudioOnly(const QString &path);
+    // Checks every play-list path; a missing one is selected and reported,
+    // the report shown and logged. Returns the report (empty when all exist).
+    QString checkPaths(const QString &taskName, Prompt &prompt);
+
+    // Number of pictures in the picture panel, asked when an audio item starts.
+    void setPictureCount(std::function<int()> count) { m_pictureCount = std::move(count); }
+    // Source of r in [0, 1) for the random mode.
+    void setRandomSource(std::function<double()> random) { m_random = std::move(random); }
+
+signals:
+    void listChanged();
+    void selectionChanged(int index);
+    void playKeyChanged(bool playing); // the play key shows "pause" while playing
+    void videoVisibilityChanged(bool visible);
+    void endOfPass();                  // a loop starts over at the first item
+    void idle();                       // sequential list done: status back to idle
+
+private:
+    void onError(const QString &url);
+    void randomStep();
+    int randomIndex() const;
+
+    MediaPlayer &m_player;
+    Settings &m_settings;
+    MessageLog &m_log;
+    const Clock &m_clock;
+    QStringList m_items;
+    int m_selected = -1;
+    PlayMode m_mode = PlayMode::Loop;
+    int m_slider = 0;
+    bool m_muted = false;
+    int m_savedVolume = 0;
+    int m_channel = 0;
+    bool m_nowPlaying = false;
+    QTimer m_timer1;
+    std::function<int()> m_pictureCount;
+    std::function<double()> m_random;
+};
+
+} // namespace tav

@@ -1,0 +1,184 @@
+#include "scheduler/scheduler.h"
+
+#include "core/clock.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "platform/prompt.h"
+#include "platform/shutdown.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskstore.h"
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
+                     PlaybackController &playback, MessageLog &log, Shutdown &shutdown,
+                     Prompt &prompt, QObject *parent)
+    : QObject(parent), m_clock(clock), m_settings(settings), m_store(store), m_stopDates(stopDates),
+      m_playback(playback), m_log(log), m_shutdown(shutdown), m_prompt(prompt)
+{
+}
+
+void Scheduler::startDay()
+{
+    m_day = m_clock.now().date();
+    m_store.load(m_day);
+    m_enabled = !stopDayCheck();
+}
+
+void Scheduler::delayStart(int seconds)
+{
+    m_holdUntil = m_clock.now().addSecs(seconds);
+}
+
+void Scheduler::onSecond()
+{
+    const QDateTime now = m_clock.now();
+    if (m_day.isValid() && now.date() != m_day)
+        startDay();
+    if (m_settings.isOn(Switch::ShutdownAtTime) && m_shutdownDone != now.date()
+        && zh::secondsOfDay(now.time()) == m_settings.shutdownTime()) {
+        m_shutdownDone = now.date();
+        endOfDay();
+    }
+    if (m_enabled && !(m_holdUntil.isValid() && now < m_holdUntil))
+        tick();
+}
+
+void Scheduler::tick()
+{
+    const QDateTime now = m_clock.now();
+    const QDate today = now.date();
+    const int t = zh::secondsOfDay(now.time());
+    const bool workingHours = m_settings.isOn(Switch::WorkingHours);
+    const int workStart = m_settings.workStart(), workEnd = m_settings.workEnd();
+    if (workingHours && (t < workStart || t > workEnd))
+        return;
+
+    // A list built before midnight must not be used for the wrong day.
+    const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
+    for (const TodayTask &task : m_store.today())
+        if (task.start == t && TaskStore::playsOn(task.days(), weekday, date))
+            startTask(task, today);
+
+    if (!m_runningEnd.isEmpty()) {
+        const int end = zh::secondsOfDay(m_runningEnd);
+        if (end >= 0 && t > end && t - end < kEndGrace)
+            endTask(today);
+    }
+
+    if (workingHours && m_settings.isOn(Switch::Pictures) && t == workStart)
+        emit idleContentRequested(true);
+    if (workingHours && t + kWorkEndLead == workEnd) {
+        emit idleContentRequested(false);
+        endOfDay();
+    }
+}
+
+void Scheduler::startTask(const TodayTask &task, QDate today)
+{
+    emit playerWindowRequested();
+    m_runningEnd = task.fields.at(3);
+    m_playback.stop();
+    setStatus(u"正在播放："_s + task.name());
+    m_log.append(zh::datedLine(today, u"开播："_s + task.name()));
+    emit taskStarted(task.name());
+    m_playback.startTask(task.fields.at(6), m_store.readMediaList(task.name()));
+    const int units = task.fields.at(4).toInt();
+    if (m_settings.isOn(Switch::UseTaskVolume))
+        m_playback.setSlider(units);
+    else
+        m_playback.setPlayerVolume(PlaybackController::playerVolumeFor(units));
+}
+
+void Scheduler::endTask(QDate today)
+{
+    m_playback.stopAndClear();
+    m_runningEnd.clear();
+    emit taskEnded();
+    if (m_settings.isOn(Switch::Pictures)) {
+        emit idleContentRequested(true);
+        setStatus(u"正在播放广告内容"_s);
+        m_log.append(zh::datedLine(today, u"开播：广告内容"_s));
+    } else {
+        setStatus(u"Tavrel多媒体定时播放系统"_s);
+    }
+}
+
+NextTaskStatus Scheduler::nextTaskStatus() const
+{
+    NextTaskStatus status;
+    const int t = zh::secondsOfDay(m_clock.now().time());
+    const bool workingHours = m_settings.isOn(Switch::WorkingHours);
+    const int workStart = m_settings.workStart(), workEnd = m_settings.workEnd();
+    status.workHours = workingHours ? u"工作时段从"_s + zh::timeText(workStart) + u"至"_s
+                                          + zh::timeText(workEnd)
+                                    : u"当前全天播放,未启用工作时段"_s;
+    if (workingHours && (t < workStart || t > workEnd)) {
+        status.next = u"不在工作时段范围内"_s;
+        return status;
+    }
+    int best = kEndOfDay;
+    const TodayTask *next = nullptr;
+    for (const TodayTask &task : m_store.today()) {
+        if (task.start > t && task.start < best) {
+            best = task.start;
+            next = &task;
+        }
+    }
+    if (!next) {
+        status.next = u"今天的定时节目已经全部播送"_s;
+        return status;
+    }
+    status.next = u"将播:"_s + next->name() + u"  "_s + next->fields.at(2);
+    status.remaining = u"还剩"_s + zh::durationText(best - t);
+    status.lastTen = best - t < 10;
+    return status;
+}
+
+bool Scheduler::stopDayCheck()
+{
+    if (!m_stopDates.isStopDay(m_clock.now().date(), m_settings))
+        return false;
+    endOfDay();
+    setStatus(u"今天停播节目"_s);
+    emit stopDay();
+    return true;
+}
+
+void Scheduler::endOfDay()
+{
+    m_playback.stop();
+    m_runningEnd.clear();
+    m_enabled = false;
+    setStatus(u"提示：今天停播节目或播放时间已结束"_s);
+    if (m_settings.isOn(Switch::ShutdownAtTime) || m_settings.isOn(Switch::ShutdownOnStopDay)) {
+        setStatus(u"正关机倒计时"_s);
+        shutdownStep();
+    }
+}
+
+void Scheduler::shutdownStep()
+{
+    QString error;
+    if (!m_shutdown.schedule(&error)) {
+        m_log.append(zh::stampedLine(m_clock.now(), u"关机失败："_s + error));
+        return;
+    }
+    if (!m_prompt.ask(u"提示"_s, u"“是”表示要关机，“否”表示不要关机"_s, true)
+        && !m_shutdown.cancel(&error))
+        m_log.append(zh::stampedLine(m_clock.now(), u"取消关机失败："_s + error));
+}
+
+void Scheduler::setStatus(const QString &text)
+{
+    if (text == m_status)
+        return;
+    m_status = text;
+    emit statusChanged(text);
+}
+
+} // namespace tav

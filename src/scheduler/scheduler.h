@@ -1,0 +1,98 @@
+#pragma once
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+namespace tav {
+
+class Clock;
+class MessageLog;
+class PlaybackController;
+class Prompt;
+class Settings;
+class Shutdown;
+class StopDates;
+class TaskStore;
+struct TodayTask;
+
+// What the status bar says about the next task and the working hours.
+struct NextTaskStatus
+{
+    QString next;       // "将播:…", "今天的定时节目已经全部播送" or "不在工作时段范围内"
+    QString remaining;  // "还剩hh:mm:ss", empty when no task is ahead
+    bool lastTen = false;
+    QString workHours;  // "工作时段从…至…" or "当前全天播放,未启用工作时段"
+};
+
+// The station's clockwork, run once a second by onSecond():
+// - a task starts on the tick whose time of day equals its start time to
+//   the second; a later task of today's list starting in the same second
+//   replaces an earlier one; a missed second is a missed start;
+// - a running task ends on the first tick that is after its end time and
+//   less than 50 seconds past it;
+// - outside working hours (when they are on) the tick does nothing;
+// - a stop day or the end of the working day stops playback and the
+//   schedule, and powers the PC off when a shutdown switch is on;
+// - at midnight today's list is rebuilt and the stop-day check runs again.
+class Scheduler : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr int kEndGrace = 50;
+    static constexpr int kWorkEndLead = 5;
+    static constexpr int kEndOfDay = 23 * 3600 + 59 * 60 + 59;
+
+    Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
+              PlaybackController &playback, MessageLog &log, Shutdown &shutdown, Prompt &prompt,
+              QObject *parent = nullptr);
+
+    // Loads today's list and runs the stop-day check; the schedule runs
+    // (setEnabled) unless today is a stop day.
+    void startDay();
+    // The first ticks wait this long after start-up; midnight and the
+    // shutdown time are still watched meanwhile.
+    void delayStart(int seconds);
+    void onSecond();
+
+    void tick();
+    NextTaskStatus nextTaskStatus() const;
+    bool isEnabled() const { return m_enabled; }
+    void setEnabled(bool on) { m_enabled = on; }
+    // Returns true when today is a stop day (the end-of-day handler has run).
+    bool stopDayCheck();
+    void endOfDay();
+    const QString &runningEnd() const { return m_runningEnd; }
+    const QString &status() const { return m_status; }
+
+signals:
+    void statusChanged(const QString &text);
+    void taskStarted(const QString &name);
+    void taskEnded();
+    void playerWindowRequested();
+    void idleContentRequested(bool run); // the advertising slideshow
+    void stopDay();                      // the voice broadcast stays quiet today
+
+private:
+    void startTask(const TodayTask &task, QDate today);
+    void endTask(QDate today);
+    void shutdownStep();
+    void setStatus(const QString &text);
+
+    const Clock &m_clock;
+    Settings &m_settings;
+    TaskStore &m_store;
+    StopDates &m_stopDates;
+    PlaybackController &m_playback;
+    MessageLog &m_log;
+    Shutdown &m_shutdown;
+    Prompt &m_prompt;
+    bool m_enabled = false;
+    QString m_runningEnd;
+    QString m_status;
+    QDate m_day;
+    QDateTime m_holdUntil;
+    QDate m_shutdownDone; // the daily shutdown time fires once a day
+};
+
+} // namespace tav

@@ -1,0 +1,209 @@
+#include "scheduler/taskstore.h"
+
+#include "core/ini.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "platform/prompt.h"
+
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+const QString TaskStore::kFieldSeparator = u"<分>"_s;
+const QString TaskStore::kRecordSeparator = u"<分隔>"_s;
+
+namespace {
+
+constexpr int kReadBuffer = 100;
+const QString kSectionPrefix = u"FileInfo"_s;
+const QString kKeys[] = {u"Name"_s, u"Time"_s, u"Duration"_s, u"Type"_s,
+                         u"Device"_s, u"Recurrence"_s, u"Remind"_s};
+
+// Contains `date` as a whole date: "2026/11/2" is not in "指定 2026/11/21".
+bool containsDate(const QString &days, const QString &date)
+{
+    for (qsizetype at = days.indexOf(date); at >= 0; at = days.indexOf(date, at + 1)) {
+        const qsizetype after = at + date.size();
+        const bool digitBefore = at > 0 && days.at(at - 1).isDigit();
+        const bool digitAfter = after < days.size() && days.at(after).isDigit();
+        if (!digitBefore && !digitAfter)
+            return true;
+    }
+    return false;
+}
+
+void writeRecord(IniDocument &doc, int number, const TaskRecord &r)
+{
+    const QString section = kSectionPrefix + QString::number(number);
+    const QStringList values = r.columns();
+    for (int k = 0; k < 7; ++k)
+        doc.setValue(section, kKeys[k], values.at(k));
+}
+
+// A list holds at most what a list box can (a hostile count must not spin).
+int countOf(const IniDocument &doc, const QString &key)
+{
+    return qBound(0, doc.value(u"多媒体文件数量"_s, key).toInt(), 32767);
+}
+
+} // namespace
+
+TaskStore::TaskStore(const DataDir &dir, const Settings &settings)
+    : m_dir(dir), m_settings(settings)
+{
+}
+
+bool TaskStore::playsOn(const QString &days, QDate date)
+{
+    return playsOn(days, zh::weekdayChar(date), zh::shortDate(date));
+}
+
+bool TaskStore::playsOn(const QString &days, const QString &weekdayChar, const QString &dateText)
+{
+    return days.contains(u"每天") || days.contains(weekdayChar) || containsDate(days, dateText);
+}
+
+bool TaskStore::dueToday(const TaskRecord &r, QDate today) const
+{
+    if (!playsOn(r.days, today) || r.remind != u"开")
+        return false;
+    if (!m_settings.isOn(Switch::WorkingHours))
+        return true;
+    const int start = zh::secondsOfDay(r.start), end = zh::secondsOfDay(r.end);
+    return start >= 0 && end >= 0 && m_settings.workStart() <= start && end <= m_settings.workEnd();
+}
+
+void TaskStore::load(QDate today, bool rewriteFile)
+{
+    const auto doc = IniFile(m_dir.song()).read();
+    // Sections are read by number up to one past the count the profile
+    // block reports; a task numbered beyond that is not seen.
+    const int n = int(profileSectionNames(*doc).size());
+    bool gap = false;
+    m_rows.clear();
+    for (int i = 1; i <= n + 1; ++i) {
+        const QString section = kSectionPrefix + QString::number(i);
+        TaskRecord r;
+        r.name = profileString(*doc, section, kKeys[0], kReadBuffer);
+        if (r.name.isEmpty()) {
+            gap = gap || i <= n;
+            continue;
+        }
+        r.section = i;
+        r.start = profileString(*doc, section, kKeys[1], kReadBuffer);
+        r.end = profileString(*doc, section, kKeys[2], kReadBuffer);
+        r.volume = profileString(*doc, section, kKeys[3], kReadBuffer);
+        r.days = profileString(*doc, section, kKeys[4], kReadBuffer);
+        r.mode = profileString(*doc, section, kKeys[5], kReadBuffer);
+        r.remind = profileString(*doc, section, kKeys[6], kReadBuffer);
+        m_rows.append(r);
+    }
+
+    QString joined;
+    for (qsizetype row = 0; row < m_rows.size(); ++row) {
+        const TaskRecord &r = m_rows[row];
+        if (dueToday(r, today))
+            joined += QString::number(row + 1) + kFieldSeparator + r.columns().join(kFieldSeparator)
+                      + kRecordSeparator;
+    }
+    m_todayRecords = joined.split(kRecordSeparator);
+    m_today.clear();
+    for (const QString &record : std::as_const(m_todayRecords)) {
+        if (record.isEmpty())
+            continue;
+        TodayTask t;
+        t.fields = record.split(kFieldSeparator);
+        t.start = zh::secondsOfDay(t.fields.at(2));
+        t.end = zh::secondsOfDay(t.fields.at(3));
+        m_today.append(t);
+    }
+    m_listDate = today;
+
+    if (rewriteFile || gap)
+        rewrite();
+}
+
+TaskRecord TaskStore::defaultRecord()
+{
+    TaskRecord r;
+    r.section = 1;
+    r.name = u"服务厅大屏视频演示"_s;
+    r.start = u"9:00:00"_s;
+    r.end = u"17:30:00"_s;
+    r.volume = u"50000"_s;
+    r.days = u"每天"_s;
+    r.mode = u"循环"_s;
+    r.remind = u"开"_s;
+    return r;
+}
+
+bool TaskStore::writeDefaultRecord()
+{
+    const IniFile file(m_dir.song());
+    IniDocument doc = *file.read();
+    writeRecord(doc, 1, defaultRecord());
+    return file.write(doc);
+}
+
+bool TaskStore::rewrite()
+{
+    IniDocument doc;
+    for (qsizetype row = 0; row < m_rows.size(); ++row) {
+        m_rows[row].section = int(row + 1);
+        writeRecord(doc, int(row + 1), m_rows[row]);
+    }
+    return IniFile(m_dir.song()).write(doc);
+}
+
+TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDate today)
+{
+    if (row < 0 || row >= m_rows.size())
+        return DeleteResult::Declined;
+    const IniFile file(m_dir.song());
+    if (profileSectionNames(*file.read()).size() < 2) {
+        prompt.inform(u"提示"_s, u"至少应保留一条任务"_s);
+        return DeleteResult::KeepOne;
+    }
+    const TaskRecord task = m_rows.at(row);
+    if (!prompt.ask(u"提示"_s, u"确定要删除“"_s + task.name + u"”这个任务吗？"_s, false))
+        return DeleteResult::Declined;
+    file.removeSection(kSectionPrefix + QString::number(task.section));
+    const QString listFile = m_dir.taskListFile(task.name);
+    if (!IniFile(listFile).value(u"多媒体文件数量"_s, u"数量"_s).isEmpty())
+        QFile::remove(listFile);
+    load(today);
+    return DeleteResult::Deleted;
+}
+
+QStringList TaskStore::readMediaList(const QString &taskName) const
+{
+    const auto doc = IniFile(m_dir.taskListFile(taskName)).read();
+    QStringList paths;
+    const int count = countOf(*doc, u"数量"_s);
+    for (int i = 0; i < count; ++i) {
+        const QString path = doc->value(u"歌曲"_s, u"歌曲名称"_s + QString::number(i));
+        if (!path.isEmpty())
+            paths.append(path);
+    }
+    return paths;
+}
+
+PictureList TaskStore::readPictureList(const QString &taskName) const
+{
+    const auto doc = IniFile(m_dir.taskListFile(taskName)).read();
+    PictureList list;
+    const int count = countOf(*doc, u"图片总数量"_s);
+    for (int i = 0; i < count; ++i) {
+        const QString path = doc->value(u"图片"_s, u"图片路径"_s + QString::number(i));
+        if (!path.isEmpty())
+            list.paths.append(path);
+    }
+    list.mode = doc->value(u"图片播放模式"_s, u"模式"_s);
+    const QString interval = doc->value(u"时间"_s, u"图片切换时间"_s);
+    list.intervalSeconds = interval.isEmpty() ? 3 : interval.toInt();
+    return list;
+}
+
+} // namespace tav

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "core/datadir.h"
+
+#include <QDate>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace tav {
+
+class Prompt;
+class Settings;
+
+// One section "FileInfo<n>" of "【SONG】.ini". The key names do not say what
+// they hold (Type is the volume, Device the play days, Duration the end
+// time); that mapping is the file format.
+struct TaskRecord
+{
+    int section = 0;      // n of "FileInfo<n>" the record was loaded from
+    QString name;         // Name
+    QString start;        // Time, "9:00:00"
+    QString end;          // Duration, an end time of day
+    QString volume;       // Type, 0 to 65535
+    QString days;         // Device: "每天", "每…" with weekday characters, or "指定 <date>"
+    QString mode;         // Recurrence: "顺序", "循环" or "随机"
+    QString remind;       // Remind: "开" = timed
+
+    // Grid columns 1 to 7.
+    QStringList columns() const { return {name, start, end, volume, days, mode, remind}; }
+};
+
+// A task due today, as the scheduler walks it: the grid row's columns 0 to 7
+// joined with "<分>", split once, with its times in seconds (-1 when not a time).
+struct TodayTask
+{
+    QStringList fields; // 0 row number, 1 name, 2 start, 3 end, 4 volume, 5 days, 6 mode, 7 timed
+    int start = -1;
+    int end = -1;
+
+    const QString &name() const { return fields.at(1); }
+    const QString &days() const { return fields.at(5); }
+};
+
+struct PictureList
+{
+    QStringList paths;
+    QString mode;         // "1" or "0"
+    int intervalSeconds;  // 3 when the file leaves it empty
+};
+
+// The scheduled tasks: "【SONG】.ini" loaded as the task grid's rows, and
+// from them the list of tasks due today.
+class TaskStore
+{
+public:
+    static const QString kFieldSeparator;  // "<分>"
+    static const QString kRecordSeparator; // "<分隔>"
+
+    TaskStore(const DataDir &dir, const Settings &settings);
+
+    // Fills the rows from the file and rebuilds today's list for `today`.
+    // The file is rewritten gapless when `rewrite` is set or a section
+    // number within the count was empty.
+    void load(QDate today, bool rewrite = false);
+
+    const QList<TaskRecord> &rows() const { return m_rows; }
+    const QList<TodayTask> &today() const { return m_today; }
+    // Today's list as the record array: every record followed by "<分隔>",
+    // split again, so the array ends with one empty element.
+    const QStringList &todayRecords() const { return m_todayRecords; }
+    QDate listDate() const { return m_listDate; }
+
+    // The play days include the date: "每天", its weekday character or its date text.
+    static bool playsOn(const QString &days, QDate date);
+    static bool playsOn(const QString &days, const QString &weekdayChar, const QString &dateText);
+
+    static TaskRecord defaultRecord();
+    bool writeDefaultRecord();
+    // Rewrites "【SONG】.ini" from the rows in their order, one atomic replace.
+    bool rewrite();
+
+    enum class DeleteResult { KeepOne, Declined, Deleted };
+    // Deletes the task of row `row` after the operator confirms, then reloads.
+    DeleteResult deleteTask(qsizetype row, Prompt &prompt, QDate today);
+
+    QStringList readMediaList(const QString &taskName) const;
+    PictureList readPictureList(const QString &taskName) const;
+
+private:
+    bool dueToday(const TaskRecord &r, QDate today) const;
+
+    DataDir m_dir;
+    const Settings &m_settings;
+    QList<TaskRecord> m_rows;
+    QList<TodayTask> m_today;
+    QStringList m_todayRecords;
+    QDate m_listDate;
+};
+
+} // namespace tav

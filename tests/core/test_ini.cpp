@@ -1,0 +1,205 @@
+#include "core/ini.h"
+#include "fakes/fakes.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using tav::Class1;
+using tav::test::DataFolder;
+
+namespace {
+
+Class1 specified(const DataFolder &d, const QString &name)
+{
+    Class1 ini(d.path());
+    ini.SpecifyIni(d.file(name));
+    return ini;
+}
+
+} // namespace
+
+TEST(Class1, UnspecifiedFileFailsWithMessageAndWritesNothing)
+{
+    DataFolder d;
+    Class1 ini(d.path());
+    EXPECT_EQ(ini.ReadString(u"a"_s, u"b"_s, 100), QString());
+    EXPECT_EQ(ini.lastError(), u"没有指定 ini 文件");
+    EXPECT_FALSE(ini.WriteString(u"a"_s, u"b"_s, u"c"_s));
+    QStringList names{u"untouched"_s};
+    EXPECT_EQ(ini.getSectionsName(names), -1);
+    EXPECT_EQ(names, QStringList{u"untouched"_s});
+    ini.SpecifyIni(u"   "_s + d.file(u"x.ini"_s) + u"  "_s);
+    EXPECT_EQ(ini.fileName(), d.file(u"x.ini"_s));
+}
+
+TEST(Class1, ReadIntTellsMissingFromZeroOnlyByTheMessage)
+{
+    DataFolder d;
+    d.write(u"n.ini"_s, u"[s]\nzero=0\none=1\nword=abc\nneg=-7\n"_s);
+    Class1 ini = specified(d, u"n.ini"_s);
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"zero"_s), 0);
+    EXPECT_TRUE(ini.lastError().isEmpty());
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"one"_s), 1);
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"neg"_s), -7);
+    EXPECT_TRUE(ini.lastError().isEmpty());
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"missing"_s), 0);
+    EXPECT_EQ(ini.lastError(), u"不能读取");
+    // A later success does not clear the message.
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"one"_s), 1);
+    EXPECT_EQ(ini.lastError(), u"不能读取");
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"word"_s), 0);
+}
+
+TEST(Class1, SectionNamesInFileOrderWithTrailingEmptyElement)
+{
+    DataFolder d;
+    Class1 ini = specified(d, u"s.ini"_s);
+    QStringList names;
+    EXPECT_EQ(ini.getSectionsName(names), -1); // missing file
+    d.write(u"s.ini"_s, QString());
+    EXPECT_EQ(ini.getSectionsName(names), -1); // empty file
+    d.write(u"s.ini"_s, u"[歌曲]\nk=v\n[B]\n[c]\n"_s);
+    EXPECT_EQ(ini.getSectionsName(names), 2);
+    EXPECT_EQ(names, (QStringList{u"歌曲"_s, u"B"_s, u"c"_s, QString()}));
+}
+
+TEST(Class1, SectionNamesStopAtTheBlockSize)
+{
+    DataFolder d;
+    QString text;
+    for (int i = 1; i <= 300; ++i)
+        text += u"[FileInfo%1]\nName=t%1\n"_s.arg(i);
+    d.write(u"big.ini"_s, text);
+    Class1 ini = specified(d, u"big.ini"_s);
+    QStringList names;
+    const int last = ini.getSectionsName(names);
+    // 9 names of 10 bytes, 90 of 11, then 12 each, within 2019 bytes.
+    EXPECT_EQ(last, 9 + 90 + (2019 - 90 - 990) / 12 - 1);
+    EXPECT_EQ(names.at(last), u"FileInfo%1"_s.arg(last + 1));
+}
+
+TEST(Class1, ReadStringCutsToBufferOnCharacterBoundary)
+{
+    DataFolder d;
+    d.write(u"c.ini"_s, u"[s]\nascii=abcdefghij\nzh=服务厅大屏\n"_s);
+    Class1 ini = specified(d, u"c.ini"_s);
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"ascii"_s, 5), u"abcd");
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"zh"_s, 6), u"服务"); // 5 bytes: the third character would be split
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"zh"_s, 7), u"服务厅");
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"zh"_s, 100), u"服务厅大屏");
+}
+
+TEST(Class1, WriteCreatesFileSectionAndKeyInGbkWithCrlf)
+{
+    DataFolder d;
+    Class1 ini = specified(d, u"【SONG】.ini"_s);
+    ASSERT_TRUE(ini.WriteString(u"FileInfo1"_s, u"Name"_s, u"服务厅大屏视频演示"_s));
+    ASSERT_TRUE(ini.WriteString(u"FileInfo1"_s, u"Time"_s, u"9:00:00"_s));
+    ASSERT_TRUE(ini.WriteString(u"FileInfo2"_s, u"Name"_s, u"b"_s));
+    const QByteArray expected = "[FileInfo1]\r\nName=" + tav::toGbk(u"服务厅大屏视频演示"_s)
+                                + "\r\nTime=9:00:00\r\n[FileInfo2]\r\nName=b\r\n";
+    EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), expected);
+}
+
+TEST(Class1, DeleteSectionAndKeyFromAppProFileName)
+{
+    DataFolder d;
+    d.write(u"t.ini"_s, u"[a]\nx=1\n[b]\ny=2\nz=3\n"_s);
+    Class1 ini = specified(d, u"t.ini"_s);
+    ini.DelIniSec(u"A"_s);
+    EXPECT_EQ(d.text(u"t.ini"_s), u"[b]\r\ny=2\r\nz=3\r\n");
+    // DelIniKey forms its path from the stored name as a bare name.
+    ini.SpecifyIni(u"t"_s);
+    EXPECT_EQ(ini.AppProFileName(u" t "_s), d.path() + u"/t.ini"_s);
+    ini.DelIniKey(u"b"_s, u"Y"_s);
+    EXPECT_EQ(d.text(u"t.ini"_s), u"[b]\r\nz=3\r\n");
+}
+
+TEST(IniFormat, CaseInsensitiveFirstMatchTrimmedAndUnquoted)
+{
+    const auto doc = tav::IniDocument::fromBytes(
+        "; comment\r\n[Sec]\r\n  Key  =  first value  \r\nkey=second\r\nq=\"quoted \"\r\n"
+        "[sec]\r\nother=x\r\n");
+    EXPECT_EQ(doc.value(u"SEC"_s, u"KEY"_s), u"first value");
+    EXPECT_EQ(doc.value(u"sec"_s, u"q"_s), u"quoted ");
+    EXPECT_FALSE(doc.find(u"sec"_s, u"other"_s)); // only the first [sec] counts
+    EXPECT_FALSE(doc.find(u"nope"_s, u"key"_s));
+}
+
+TEST(IniFormat, EditsKeepEveryOtherLineByteForByte)
+{
+    const QByteArray original = "; keep me\r\n[a]\r\nK=1\r\n\r\n   odd line\r\n[b]\r\nx=2\r\n";
+    auto doc = tav::IniDocument::fromBytes(original);
+    doc.setValue(u"A"_s, u"k"_s, u"9"_s);    // replaces in place, keeps the key's spelling
+    doc.setValue(u"a"_s, u"new"_s, u"n"_s);  // goes after the last non-blank line of [a]
+    doc.setValue(u"c"_s, u"y"_s, u"3"_s);    // new section at the end
+    EXPECT_EQ(doc.toBytes(), QByteArray("; keep me\r\n[a]\r\nK=9\r\n\r\n   odd line\r\nnew=n\r\n"
+                                        "[b]\r\nx=2\r\n[c]\r\ny=3\r\n"));
+    // Lone LF files read the same and come back with CRLF.
+    EXPECT_EQ(tav::IniDocument::fromBytes("[a]\nk=v").toBytes(), QByteArray("[a]\r\nk=v\r\n"));
+}
+
+TEST(IniFormat, GbkTrailBytesThatLookLikeBracketsOrEquals)
+{
+    // "乚" is 0x81 0x5D: its trail byte is "]"; "乕" ends in "[".
+    const QString name = u"乚乕"_s;
+    ASSERT_EQ(tav::toGbk(name).at(1), ']');
+    auto doc = tav::IniDocument::fromBytes(tav::toGbk(u"["_s + name + u"]\r\n"_s + name + u"=值"_s));
+    EXPECT_EQ(doc.sectionNames(), QStringList{name});
+    EXPECT_EQ(doc.value(name, name), u"值");
+}
+
+TEST(IniFile, ReadsNeverServeStaleContent)
+{
+    DataFolder d;
+    tav::IniFile file(d.file(u"c.ini"_s));
+    d.write(u"c.ini"_s, u"[s]\nk=aaaa\n"_s);
+    EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"aaaa");
+    // Rewritten in place by another program: same size, same second.
+    d.write(u"c.ini"_s, u"[s]\nk=bbbb\n"_s);
+    EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"bbbb");
+    QFile::remove(d.file(u"c.ini"_s));
+    EXPECT_EQ(file.value(u"s"_s, u"k"_s), QString());
+}
+
+TEST(IniFile, HostileFilesNeverCrashALoad)
+{
+    DataFolder d;
+    QByteArray garbage;
+    for (int i = 0; i < 200000; ++i)
+        garbage.append(char((i * 7919) % 256));
+    QFile g(d.file(u"g.ini"_s));
+    ASSERT_TRUE(g.open(QIODevice::WriteOnly));
+    g.write(garbage);
+    g.close();
+    tav::IniFile(d.file(u"g.ini"_s)).read()->sectionNames();
+
+    QByteArray invalid = "[s]\r\nk=\xff\xfe\x81\r\n[\x81]\r\n";
+    QByteArray longLine = "[s]\r\nlong=" + QByteArray(10 * 1024 * 1024, 'x') + "\r\nafter=1\r\n";
+    for (const QByteArray &bytes : {invalid, longLine}) {
+        QFile f(d.file(u"h.ini"_s));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(bytes);
+        f.close();
+        Class1 ini = specified(d, u"h.ini"_s);
+        ini.ReadString(u"s"_s, u"k"_s, 100);
+        EXPECT_EQ(ini.ReadString(u"s"_s, u"long"_s, 100).size(), bytes == longLine ? 99 : 0);
+        if (bytes == longLine) {
+            EXPECT_EQ(ini.ReadInt(u"s"_s, u"after"_s), 1);
+        }
+    }
+
+    // A folder where a file should be, and a file that cannot be read.
+    QDir(d.path()).mkdir(u"dir.ini"_s);
+    EXPECT_TRUE(tav::IniFile(d.file(u"dir.ini"_s)).read()->sectionNames().isEmpty());
+    d.write(u"locked.ini"_s, u"[s]\nk=v\n"_s);
+    ::chmod(QFile::encodeName(d.file(u"locked.ini"_s)).constData(), 0);
+    if (::geteuid() != 0) { // root reads it anyway
+        EXPECT_EQ(tav::IniFile(d.file(u"locked.ini"_s)).value(u"s"_s, u"k"_s), QString());
+    }
+}

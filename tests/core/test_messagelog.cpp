@@ -1,0 +1,102 @@
+#include "core/messagelog.h"
+#include "core/ini.h"
+#include "fakes/fakes.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::MessageLog;
+using tav::test::at;
+
+class MessageLogTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::test::FakeClock clock{at("2026-11-21 09:00:00")};
+    QString path() const { return d.file(u"【PLAYLOG】.txt"_s); }
+    QString fileText() const { return d.text(u"【PLAYLOG】.txt"_s); }
+};
+
+TEST_F(MessageLogTest, ClearsItselfPastOneThousandMessages)
+{
+    MessageLog log(path(), clock);
+    for (int i = 1; i <= 1000; ++i)
+        log.append(u"m"_s);
+    EXPECT_EQ(log.count(), 1000);
+    EXPECT_EQ(log.caption(), u"消息共1000条");
+    log.append(u"m"_s);
+    EXPECT_EQ(log.count(), 0);
+    EXPECT_EQ(log.caption(), u"消息");
+    EXPECT_EQ(log.text(), u"[2026/11/21 9:00:00]消息已超出1000条或字符数已超出60000个，所以自动清空");
+    log.flush();
+    EXPECT_EQ(fileText(), log.text() + u"\r\n"_s);
+}
+
+TEST_F(MessageLogTest, SixtyThousandCharactersKeptOneMoreClears)
+{
+    MessageLog log(path(), clock);
+    log.append(QString(60000, u'x'));
+    EXPECT_EQ(log.text().size(), 60000);
+    log.clear();
+    log.append(QString(60001, u'x'));
+    EXPECT_EQ(log.count(), 0);
+    EXPECT_TRUE(log.text().endsWith(u"所以自动清空"));
+}
+
+TEST_F(MessageLogTest, RestartRecountsJoinsFirstMessageAndAddsOneLineBreak)
+{
+    {
+        MessageLog log(path(), clock);
+        log.startUp();
+        log.append(u"一"_s);
+        log.append(u"二"_s);
+    } // the destructor saves
+    EXPECT_EQ(fileText(), u"一\r\n二\r\n");
+
+    MessageLog log(path(), clock);
+    log.startUp();
+    EXPECT_EQ(log.count(), 2); // the line breaks of the loaded text
+    QCoreApplication::processEvents(); // the load itself rewrites the file
+    EXPECT_EQ(fileText(), u"一\r\n二\r\n\r\n");
+    log.append(u"三"_s);
+    EXPECT_EQ(log.text(), u"一\r\n二\r\n三");
+    log.append(u"四"_s);
+    EXPECT_EQ(log.text(), u"一\r\n二\r\n三\r\n四");
+    EXPECT_EQ(log.caption(), u"消息共4条");
+    log.flush();
+    EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), tav::toGbk(u"一\r\n二\r\n三\r\n四\r\n"_s));
+}
+
+TEST_F(MessageLogTest, OperatorClearTruncatesAndMissingFileIsQuiet)
+{
+    MessageLog log(path(), clock);
+    log.startUp(); // no file yet: nothing happens
+    EXPECT_EQ(log.text(), QString());
+    log.append(u"a"_s);
+    log.flush();
+    log.clear();
+    EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), QByteArray());
+    EXPECT_EQ(log.caption(), u"消息");
+    log.append(u"b"_s); // empty log: no leading line break
+    EXPECT_EQ(log.text(), u"b");
+}
+
+TEST_F(MessageLogTest, Utf8LogFromAnotherToolIsReadAsUtf8)
+{
+    QFile f(path());
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(u"开播：早操\r\n"_s.toUtf8());
+    f.close();
+    MessageLog log(path(), clock);
+    log.startUp();
+    EXPECT_EQ(log.text(), u"开播：早操\r\n");
+    // and the station's own GBK log is still read as GBK
+    f.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    f.write(tav::toGbk(u"开播：早操\r\n"_s));
+    f.close();
+    MessageLog again(path(), clock);
+    again.startUp();
+    EXPECT_EQ(again.text(), u"开播：早操\r\n");
+}

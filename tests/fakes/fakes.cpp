@@ -1,0 +1,66 @@
+#include "fakes/fakes.h"
+
+#include "core/ini.h"
+
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
+namespace tav::test {
+
+void FakePlayer::open(const QString &url)
+{
+    m_url = url;
+    opened.append(url);
+    setState(State::Loading);
+}
+
+void FakePlayer::fail()
+{
+    m_state = State::Stopped;
+    emit errorOccurred(m_url);
+}
+
+void FakePlayer::setState(State s)
+{
+    if (s == m_state)
+        return;
+    m_state = s;
+    emit stateChanged(s);
+}
+
+bool ScriptedPrompt::ask(const QString &title, const QString &text, bool defaultAnswer)
+{
+    shown.append(title + u'|' + text);
+    return answers.isEmpty() ? defaultAnswer : answers.takeFirst();
+}
+
+DataFolder::DataFolder() = default;
+
+void DataFolder::write(const QString &name, const QString &text) const
+{
+    QFile f(file(name));
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        QString crlf = text;
+        crlf.replace(u"\r\n"_s, u"\n"_s).replace(u'\n', u"\r\n"_s);
+        f.write(toGbk(crlf));
+    }
+}
+
+QByteArray DataFolder::bytes(const QString &name) const
+{
+    QFile f(file(name));
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QString DataFolder::text(const QString &name) const
+{
+    return fromGbk(bytes(name));
+}
+
+QDateTime at(const char *text)
+{
+    return QDateTime::fromString(QString::fromLatin1(text), u"yyyy-MM-dd HH:mm:ss"_s);
+}
+
+} // namespace tav::test

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "core/clock.h"
+#include "platform/mediaplayer.h"
+#include "platform/prompt.h"
+#include "platform/shutdown.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace tav::test {
+
+class FakeClock final : public Clock
+{
+public:
+    explicit FakeClock(QDateTime t) : m_now(std::move(t)) {}
+    QDateTime now() const override { return m_now; }
+    void set(const QDateTime &t) { m_now = t; }
+    void advance(int seconds) { m_now = m_now.addSecs(seconds); }
+
+private:
+    QDateTime m_now;
+};
+
+// Records what it was told to play; the test decides when items end or fail.
+class FakePlayer final : public MediaPlayer
+{
+public:
+    void open(const QString &url) override;
+    void play() override { setState(State::Playing); }
+    void pause() override { setState(State::Paused); }
+    void stop() override { setState(State::Stopped); }
+    State state() const override { return m_state; }
+    QString currentUrl() const override { return m_url; }
+    void setVolume(int v) override { m_volume = v; }
+    int volume() const override { return m_volume; }
+    void setBalance(int b) override { m_balance = b; }
+
+    // The current item plays to its end / cannot be played / starts sounding.
+    void finish() { setState(State::Stopped); }
+    void fail();
+    void begin() { setState(State::Playing); }
+
+    QStringList opened;
+    int balance() const { return m_balance; }
+
+private:
+    void setState(State s);
+    State m_state = State::Stopped;
+    QString m_url;
+    int m_volume = 100;
+    int m_balance = 0;
+};
+
+class ScriptedPrompt final : public Prompt
+{
+public:
+    void inform(const QString &title, const QString &text) override { shown.append(title + u'|' + text); }
+    bool ask(const QString &title, const QString &text, bool defaultAnswer) override;
+
+    QList<bool> answers; // taken in order; the default when none is left
+    QStringList shown;   // "title|text" of every message and question
+};
+
+class FakeShutdown final : public Shutdown
+{
+public:
+    bool schedule(QString *) override { ++scheduled; return true; }
+    bool cancel(QString *) override { ++cancelled; return true; }
+    int scheduled = 0;
+    int cancelled = 0;
+};
+
+// A data folder for one test, with helpers to lay GBK files into it.
+class DataFolder
+{
+public:
+    DataFolder();
+    QString path() const { return m_dir.path(); }
+    QString file(const QString &name) const { return m_dir.filePath(name); }
+    // Writes text (CRLF line ends are added) as GBK.
+    void write(const QString &name, const QString &text) const;
+    QByteArray bytes(const QString &name) const;
+    QString text(const QString &name) const; // decoded from GBK
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// A local date and time from "yyyy-MM-dd HH:mm:ss".
+QDateTime at(const char *text);
+
+} // namespace tav::test

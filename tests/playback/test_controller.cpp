@@ -1,0 +1,188 @@
+#include "core/ini.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::PlaybackController;
+using tav::PlayMode;
+using tav::test::at;
+
+class ControllerTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
+    tav::test::FakePlayer player;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    PlaybackController pc{player, settings, log, clock};
+    const QStringList three{u"/m/1.mp3"_s, u"/m/2.mp4"_s, u"/m/3.wav"_s};
+
+    // The current item plays to its end and the one-second step runs.
+    void itemEnds()
+    {
+        player.finish();
+        ASSERT_TRUE(pc.isNextStepArmed());
+        pc.nextItemStep();
+    }
+    void randomDraws(std::initializer_list<double> draws)
+    {
+        auto queue = std::make_shared<QList<double>>(draws);
+        pc.setRandomSource([queue] { return queue->takeFirst(); });
+    }
+};
+
+TEST_F(ControllerTest, SequentialPlaysInOrderAndStopsAfterTheLast)
+{
+    QSignalSpy idle(&pc, &PlaybackController::idle);
+    pc.startTask(u"顺序"_s, three);
+    itemEnds();
+    itemEnds();
+    EXPECT_EQ(player.opened, three);
+    itemEnds();
+    EXPECT_EQ(player.opened.size(), 3);
+    EXPECT_EQ(idle.count(), 1);
+    EXPECT_FALSE(pc.isNextStepArmed());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+}
+
+TEST_F(ControllerTest, LoopStartsOverAndOneItemRepeats)
+{
+    QSignalSpy pass(&pc, &PlaybackController::endOfPass);
+    pc.startTask(u"循环"_s, {u"/m/only.mp3"_s});
+    itemEnds();
+    itemEnds();
+    EXPECT_EQ(player.opened, QStringList(3, u"/m/only.mp3"_s));
+    EXPECT_EQ(pass.count(), 2);
+}
+
+TEST_F(ControllerTest, RandomPlaysTheItemAfterThePick)
+{
+    randomDraws({0.5, 0.4, 0.9});
+    pc.startTask(u"随机"_s, three);
+    EXPECT_EQ(player.opened.last(), three[1]); // floor(0.5 * 3)
+    itemEnds();                                // picks 1, then steps to 2
+    EXPECT_EQ(player.opened.last(), three[2]);
+    itemEnds();                                // picks the last: wraps to the first
+    EXPECT_EQ(player.opened.last(), three[0]);
+    EXPECT_EQ(pc.selectedIndex(), 0);
+
+    randomDraws({0.0, 0.7});
+    pc.startTask(u"随机"_s, {u"/m/one.mp3"_s}); // one item: the pick is also the last
+    itemEnds();
+    EXPECT_EQ(player.opened.last(), u"/m/one.mp3");
+    EXPECT_EQ(pc.selectedIndex(), 0);
+}
+
+TEST_F(ControllerTest, StepWaitsWhileAnotherItemIsOnItsWay)
+{
+    pc.startTask(u"顺序"_s, three);
+    player.finish();
+    player.begin(); // something else started meanwhile
+    pc.nextItemStep();
+    EXPECT_EQ(player.opened.size(), 1);
+    EXPECT_TRUE(pc.isNextStepArmed()); // the timer keeps waiting
+
+    pc.stopAndClear(); // a task that ended: the armed step finds nothing to do
+    pc.nextItemStep();
+    EXPECT_EQ(player.opened.size(), 1);
+    EXPECT_FALSE(pc.isNextStepArmed());
+}
+
+TEST_F(ControllerTest, EmptyListPlaysNothingButMarksNowPlaying)
+{
+    pc.startTask(u"循环"_s, {});
+    EXPECT_TRUE(player.opened.isEmpty());
+    EXPECT_TRUE(pc.nowPlaying());
+}
+
+TEST_F(ControllerTest, FileErrorIsLoggedAndSkippedButNeverWraps)
+{
+    pc.startTask(u"循环"_s, three);
+    player.fail();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(log.text(), u"[2026/11/23 10:00:00]文件错误:/m/1.mp3");
+    EXPECT_EQ(player.opened.last(), three[1]);
+    EXPECT_FALSE(pc.isNextStepArmed());
+    pc.select(2);
+    player.fail();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(player.opened.size(), 2);
+    EXPECT_EQ(pc.selectedIndex(), 2);
+}
+
+TEST_F(ControllerTest, VolumeRoundsHalvesToEvenAndMuteRestores)
+{
+    EXPECT_EQ(PlaybackController::playerVolumeFor(65535), 100);
+    EXPECT_EQ(PlaybackController::playerVolumeFor(327), 0);
+    EXPECT_EQ(PlaybackController::playerVolumeFor(328), 1);
+    EXPECT_EQ(PlaybackController::playerVolumeFor(50000), 76);
+    pc.setSlider(32768);
+    EXPECT_EQ(player.volume(), 50);
+    pc.toggleMute();
+    EXPECT_EQ(player.volume(), 0);
+    EXPECT_TRUE(pc.isMuted());
+    pc.toggleMute();
+    EXPECT_EQ(player.volume(), 50);
+}
+
+TEST_F(ControllerTest, RightChannelComesBackAsBothAfterARestart)
+{
+    pc.setChannel(2);
+    EXPECT_EQ(player.balance(), 10000);
+    EXPECT_EQ(tav::IniFile(dir.control()).value(u"选择声道"_s, u"Channel"_s), u"0");
+    PlaybackController restarted(player, settings, log, clock);
+    restarted.restoreChannel();
+    EXPECT_EQ(restarted.channel(), 0);
+    EXPECT_EQ(player.balance(), 0);
+
+    pc.setChannel(1);
+    restarted.restoreChannel();
+    EXPECT_EQ(restarted.channel(), 1);
+    EXPECT_EQ(player.balance(), -10000);
+}
+
+TEST_F(ControllerTest, ModeButtonCyclesLoopRandomSequential)
+{
+    pc.setMode(PlayMode::Loop);
+    pc.cycleMode();
+    EXPECT_EQ(pc.mode(), PlayMode::Random);
+    pc.cycleMode();
+    EXPECT_EQ(pc.mode(), PlayMode::Sequential);
+    pc.cycleMode();
+    EXPECT_EQ(pc.mode(), PlayMode::Loop);
+    EXPECT_EQ(tav::playModeFromName(u"随机"_s), PlayMode::Random);
+    EXPECT_FALSE(tav::playModeFromName(u"shuffle"_s));
+}
+
+TEST_F(ControllerTest, AudioOnlyItemsHideTheVideoWhenThereArePictures)
+{
+    EXPECT_TRUE(PlaybackController::isAudioOnly(u"MMS://radio/live"_s));
+    EXPECT_TRUE(PlaybackController::isAudioOnly(u"/m/SONG.FLAC"_s));
+    EXPECT_FALSE(PlaybackController::isAudioOnly(u"/m/film.mpeg"_s));
+    QSignalSpy visible(&pc, &PlaybackController::videoVisibilityChanged);
+    pc.setPictureCount([] { return 2; });
+    pc.startTask(u"顺序"_s, {u"/m/a.mp3"_s});
+    ASSERT_EQ(visible.count(), 1);
+    EXPECT_FALSE(visible.at(0).at(0).toBool());
+}
+
+TEST_F(ControllerTest, PathCheckReportsMissingFilesAndSkipsStreams)
+{
+    d.write(u"here.mp3"_s, u"x"_s);
+    tav::test::ScriptedPrompt prompt;
+    pc.setItems({d.file(u"here.mp3"_s), u"mms://radio"_s, u"http://s/live"_s, u" /m/gone.mp3 "_s, d.path()});
+    const QString report = pc.checkPaths(u"早操"_s, prompt);
+    EXPECT_EQ(report, u"早操：/m/gone.mp3定时任务的音乐路径错误！  \r\n");
+    EXPECT_EQ(pc.selectedIndex(), 3);
+    EXPECT_EQ(prompt.shown.size(), 1);
+    EXPECT_TRUE(log.text().endsWith(u"/m/gone.mp3定时任务的音乐路径错误！"));
+}

@@ -1,0 +1,221 @@
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/scheduler.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskstore.h"
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::Switch;
+using tav::test::at;
+
+// A station with fake player, clock, prompt and shutdown on a temporary folder.
+class SchedulerTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 08:59:58")}; // a Monday
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{player, settings, log, clock};
+    tav::TaskStore store{dir, settings};
+    tav::StopDates stopDates{dir};
+    tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};
+
+    void addTask(int n, const QString &name, const QString &start, const QString &end,
+                 const QString &volume = u"50000"_s)
+    {
+        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
+                     .arg(n).arg(name, start, end, volume);
+        d.write(u"【SONG】.ini"_s, songs);
+        d.write(name + u".ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/%1-a.mp3\n歌曲名称1=/m/%1-b.mp3\n"_s.arg(name));
+    }
+    void startAt(const char *when)
+    {
+        clock.set(at(when));
+        settings.load();
+        stopDates.load();
+        scheduler.startDay();
+    }
+    // Runs the once-a-second work at each of the given seconds.
+    void secondsAt(std::initializer_list<const char *> times)
+    {
+        for (const char *t : times) {
+            clock.set(at(t));
+            scheduler.onSecond();
+        }
+    }
+    QString songs;
+};
+
+TEST_F(SchedulerTest, TaskStartsOnItsSecondOnlyAndEndsWithinTheGrace)
+{
+    addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
+    startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 08:59:59"});
+    EXPECT_TRUE(player.opened.isEmpty());
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_EQ(player.opened, QStringList{u"/m/早操-a.mp3"_s});
+    EXPECT_EQ(scheduler.status(), u"正在播放：早操");
+    EXPECT_EQ(log.text(), u"[2026/11/23]开播：早操");
+    EXPECT_EQ(player.volume(), 76); // 50000 / 655.35
+    secondsAt({"2026-11-23 09:00:01", "2026-11-23 09:30:00"});
+    EXPECT_EQ(player.opened.size(), 1);
+    EXPECT_EQ(scheduler.runningEnd(), u"9:30:00");
+    secondsAt({"2026-11-23 09:30:01"});
+    EXPECT_TRUE(scheduler.runningEnd().isEmpty());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_TRUE(playback.items().isEmpty());
+    EXPECT_EQ(scheduler.status(), u"Tavrel多媒体定时播放系统");
+}
+
+TEST_F(SchedulerTest, MissedSecondsMissTheStartAndALateTickMissesTheEnd)
+{
+    addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
+    startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 08:59:59", "2026-11-23 09:00:01"}); // busy through 9:00:00
+    EXPECT_TRUE(player.opened.isEmpty());
+
+    addTask(2, u"课间"_s, u"9:10:00"_s, u"9:20:00"_s);
+    store.load(clock.now().date());
+    secondsAt({"2026-11-23 09:10:00", "2026-11-23 09:20:49"});
+    EXPECT_TRUE(scheduler.runningEnd().isEmpty()); // 49 seconds past: ended
+    secondsAt({"2026-11-23 09:10:00", "2026-11-23 09:20:50"});
+    EXPECT_EQ(scheduler.runningEnd(), u"9:20:00"); // 50 seconds past: plays on
+}
+
+TEST_F(SchedulerTest, LaterTaskInTheListWinsTheSameSecond)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:10:00"_s);
+    addTask(2, u"乙"_s, u"9:00:00"_s, u"9:20:00"_s);
+    startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_EQ(player.currentUrl(), u"/m/乙-a.mp3");
+    EXPECT_EQ(scheduler.runningEnd(), u"9:20:00");
+    EXPECT_EQ(log.text(), u"[2026/11/23]开播：甲\r\n[2026/11/23]开播：乙");
+}
+
+TEST_F(SchedulerTest, TaskVolumeSwitchChoosesSliderOrPlayerVolume)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, u"32768"_s);
+    startAt("2026-11-23 08:59:58");
+    playback.setSlider(65535);
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_EQ(player.volume(), 50);
+    EXPECT_EQ(playback.slider(), 65535);
+
+    settings.setSwitch(Switch::UseTaskVolume, true);
+    secondsAt({"2026-11-24 09:00:00"}); // next day, same task
+    EXPECT_EQ(playback.slider(), 32768);
+    EXPECT_EQ(player.volume(), 50);
+}
+
+TEST_F(SchedulerTest, EndHandsOverToPicturesWhenSwitchedOn)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:00:10"_s);
+    settings.setSwitch(Switch::Pictures, true);
+    startAt("2026-11-23 08:59:58");
+    int adverts = 0;
+    QObject::connect(&scheduler, &tav::Scheduler::idleContentRequested, [&](bool run) { adverts += run; });
+    secondsAt({"2026-11-23 09:00:00", "2026-11-23 09:00:11"});
+    EXPECT_EQ(adverts, 1);
+    EXPECT_EQ(scheduler.status(), u"正在播放广告内容");
+    EXPECT_TRUE(log.text().endsWith(u"[2026/11/23]开播：广告内容"));
+}
+
+TEST_F(SchedulerTest, WorkingHoursGateTheTickAndEndTheDayFiveSecondsEarly)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);
+    settings.setSwitch(Switch::WorkingHours, true);
+    settings.setText(tav::Setting::WorkStart, u"8:00:00"_s);
+    settings.setText(tav::Setting::WorkEnd, u"9:20:00"_s); // the task ends after the window
+    startAt("2026-11-23 08:59:58");
+    EXPECT_TRUE(store.today().isEmpty());
+    EXPECT_EQ(scheduler.nextTaskStatus().workHours, u"工作时段从8:00:00至9:20:00");
+
+    settings.setText(tav::Setting::WorkEnd, u"10:00:00"_s);
+    startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_EQ(player.opened.size(), 1);
+    secondsAt({"2026-11-23 09:59:54"});
+    EXPECT_TRUE(scheduler.isEnabled());
+    secondsAt({"2026-11-23 09:59:55"});
+    EXPECT_FALSE(scheduler.isEnabled());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_EQ(scheduler.status(), u"提示：今天停播节目或播放时间已结束");
+    EXPECT_EQ(shutdown.scheduled, 0);
+    clock.set(at("2026-11-23 10:00:01"));
+    EXPECT_EQ(scheduler.nextTaskStatus().next, u"不在工作时段范围内");
+}
+
+TEST_F(SchedulerTest, StopDayStopsTheScheduleAndMidnightBringsItBack)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);
+    settings.setSwitch(Switch::StopMonday, true);
+    startAt("2026-11-23 08:59:58");
+    EXPECT_FALSE(scheduler.isEnabled());
+    EXPECT_EQ(scheduler.status(), u"今天停播节目");
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_TRUE(player.opened.isEmpty());
+
+    secondsAt({"2026-11-24 00:00:00", "2026-11-24 09:00:00"}); // Tuesday
+    EXPECT_TRUE(scheduler.isEnabled());
+    EXPECT_EQ(player.opened.size(), 1);
+}
+
+TEST_F(SchedulerTest, StopDayShutdownAsksAndCancelsOnNo)
+{
+    tav::test::ScriptedPrompt dates;
+    stopDates.load();
+    dates.answers = {true};
+    ASSERT_EQ(stopDates.add(QDate(2026, 11, 23), dates), tav::StopDates::AddResult::Added);
+    settings.setSwitch(Switch::ShutdownOnStopDay, true);
+    prompt.answers = {false};
+    startAt("2026-11-23 07:00:00");
+    EXPECT_EQ(shutdown.scheduled, 1);
+    EXPECT_EQ(shutdown.cancelled, 1);
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
+}
+
+TEST_F(SchedulerTest, DailyShutdownTimeFiresOnceWithTheDefaultYes)
+{
+    settings.setShutdownAtTime(true, 17 * 3600 + 30 * 60);
+    startAt("2026-11-23 17:29:59");
+    secondsAt({"2026-11-23 17:30:00"});
+    EXPECT_EQ(shutdown.scheduled, 1);
+    EXPECT_EQ(shutdown.cancelled, 0);
+    EXPECT_FALSE(scheduler.isEnabled());
+    scheduler.onSecond(); // the same second again
+    EXPECT_EQ(shutdown.scheduled, 1);
+}
+
+TEST_F(SchedulerTest, NextTaskStatusCountsDown)
+{
+    addTask(1, u"午"_s, u"12:00:00"_s, u"12:10:00"_s);
+    addTask(2, u"早"_s, u"9:00:00"_s, u"9:10:00"_s);
+    addTask(3, u"末"_s, u"23:59:59"_s, u"23:59:59"_s);
+    startAt("2026-11-23 08:59:51");
+    auto s = scheduler.nextTaskStatus();
+    EXPECT_EQ(s.next, u"将播:早  9:00:00");
+    EXPECT_EQ(s.remaining, u"还剩00:00:09");
+    EXPECT_TRUE(s.lastTen);
+    EXPECT_EQ(s.workHours, u"当前全天播放,未启用工作时段");
+    clock.set(at("2026-11-23 12:00:00"));
+    EXPECT_EQ(scheduler.nextTaskStatus().next, u"今天的定时节目已经全部播送");
+}
+
+TEST_F(SchedulerTest, StartDelayHoldsBackTheFirstTicks)
+{
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);
+    startAt("2026-11-23 08:59:58");
+    scheduler.delayStart(5);
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_TRUE(player.opened.isEmpty());
+}
