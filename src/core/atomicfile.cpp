@@ -78,7 +78,8 @@ bool writeFileAtomically(const QString &path, const QByteArray &bytes, QString *
 
 bool readWholeFile(const QString &path, QByteArray *out)
 {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking: a fifo or device in place of a data file must not hang the reader.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return false;
     struct stat st {};

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QMutex>
 #include <QStringDecoder>
@@ -283,10 +284,13 @@ ParsedCache &cache()
 
 } // namespace
 
-std::shared_ptr<const IniDocument> IniFile::read() const
+std::shared_ptr<const IniDocument> IniFile::read(bool *readable) const
 {
     QByteArray bytes;
-    if (!readWholeFile(m_path, &bytes))
+    const bool ok = readWholeFile(m_path, &bytes);
+    if (readable)
+        *readable = ok || !QFileInfo::exists(m_path);
+    if (!ok)
         return std::make_shared<const IniDocument>();
     if (auto doc = cache().lookup(m_path, bytes))
         return doc;
@@ -309,29 +313,42 @@ QString IniFile::value(const QString &section, const QString &key) const
     return read()->value(section, key);
 }
 
+template<typename Edit>
+bool IniFile::edit(Edit &&change) const
+{
+    bool readable = true;
+    IniDocument doc = *read(&readable);
+    if (!readable || !change(doc))
+        return readable;
+    return write(doc);
+}
+
 bool IniFile::setValue(const QString &section, const QString &key, const QString &value) const
 {
-    IniDocument doc = *read();
-    doc.setValue(section, key, value);
-    return write(doc);
+    return edit([&](IniDocument &doc) {
+        doc.setValue(section, key, value);
+        return true;
+    });
 }
 
 bool IniFile::removeSection(const QString &section) const
 {
-    IniDocument doc = *read();
-    if (!doc.hasSection(section))
+    return edit([&](IniDocument &doc) {
+        if (!doc.hasSection(section))
+            return false;
+        doc.removeSection(section);
         return true;
-    doc.removeSection(section);
-    return write(doc);
+    });
 }
 
 bool IniFile::removeKey(const QString &section, const QString &key) const
 {
-    IniDocument doc = *read();
-    if (!doc.find(section, key))
+    return edit([&](IniDocument &doc) {
+        if (!doc.find(section, key))
+            return false;
+        doc.removeKey(section, key);
         return true;
-    doc.removeKey(section, key);
-    return write(doc);
+    });
 }
 
 // --- Class1 --------------------------------------------------------------

@@ -65,14 +65,16 @@ private:
 // One INI file on disk. Reads see the file's current bytes every time: the
 // parsed form is reused only while the file holds exactly the bytes it was
 // parsed from. Writes replace the file atomically. A missing or unreadable
-// file reads as an empty one.
+// file reads as an empty one, but a file that exists and cannot be read is
+// never replaced by an edit: that would lose everything else in it.
 class IniFile
 {
 public:
     explicit IniFile(QString path) : m_path(std::move(path)) {}
     const QString &path() const { return m_path; }
 
-    std::shared_ptr<const IniDocument> read() const;
+    // `readable` is false when the file exists but could not be read.
+    std::shared_ptr<const IniDocument> read(bool *readable = nullptr) const;
     bool write(const IniDocument &doc, QString *error = nullptr) const;
 
     QString value(const QString &section, const QString &key) const;
@@ -81,6 +83,9 @@ public:
     bool removeKey(const QString &section, const QString &key) const;
 
 private:
+    template<typename Edit>
+    bool edit(Edit &&change) const;
+
     QString m_path;
 };
 

@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -165,6 +166,17 @@ TEST(IniFile, ReadsNeverServeStaleContent)
     EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"bbbb");
     QFile::remove(d.file(u"c.ini"_s));
     EXPECT_EQ(file.value(u"s"_s, u"k"_s), QString());
+}
+
+TEST(IniFile, FileThatCannotBeReadIsNeverReplacedByAnEdit)
+{
+    DataFolder d;
+    const QString path = d.file(u"【CONTROL】.ini"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(path).constData(), 0644), 0);
+    Class1 ini = specified(d, u"【CONTROL】.ini"_s);
+    EXPECT_FALSE(ini.WriteString(u"复选控制"_s, u"周一"_s, u"1"_s));
+    EXPECT_EQ(ini.lastError(), u"写入失败");
+    EXPECT_FALSE(QFileInfo(path).isFile()); // still the fifo
 }
 
 TEST(IniFile, HostileFilesNeverCrashALoad)

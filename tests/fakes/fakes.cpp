@@ -49,7 +49,12 @@ void DataFolder::write(const QString &name, const QString &text) const
 
 QByteArray DataFolder::bytes(const QString &name) const
 {
-    QFile f(file(name));
+    return readAll(file(name));
+}
+
+QByteArray DataFolder::readAll(const QString &path)
+{
+    QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 

@@ -86,6 +86,7 @@ public:
     void write(const QString &name, const QString &text) const;
     QByteArray bytes(const QString &name) const;
     QString text(const QString &name) const; // decoded from GBK
+    static QByteArray readAll(const QString &path);
 
 private:
     QTemporaryDir m_dir;

@@ -147,3 +147,17 @@ TEST_F(TaskStoreTest, DefaultRecordAndListReaders)
     d.write(u"x.ini"_s, u"[多媒体文件数量]\n数量=2000000000\n"_s);
     EXPECT_TRUE(store.readMediaList(u"x"_s).isEmpty());
 }
+
+TEST_F(TaskStoreTest, GarbageTaskFileLoadsNothingAndIsLeftAlone)
+{
+    QByteArray garbage("\x81\xff[FileInfo\x00\x01=\r\n\xfe", 14);
+    for (int i = 0; i < 5000; ++i)
+        garbage.append(char(i * 131 % 256));
+    QFile f(dir.song());
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(garbage);
+    f.close();
+    store.load(kMonday);
+    EXPECT_TRUE(store.rows().isEmpty());
+    EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), garbage);
+}

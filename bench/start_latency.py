@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+"""Start accuracy of the headless station, from its millisecond trace.
+
+Lays out a data folder with N tasks starting two seconds apart, runs
+`tavplayer --headless` with a trace, and reports for each start how long after
+its second's boundary (a) the scheduler decided to start it and (b) the media
+engine reported output, as p50 and p95. Aim: decision within 20 ms, sound
+within 100 ms.
+
+usage: bench/start_latency.py [--bin build/src/app/tavplayer] [--starts 24] [--ao null]
+"""
+import argparse, datetime as dt, os, signal, statistics, subprocess, sys, tempfile, time
+
+
+def gbk_ini(path, sections):
+    lines = []
+    for name, keys in sections:
+        lines.append(f"[{name}]")
+        lines += [f"{k}={v}" for k, v in keys]
+    with open(path, "wb") as f:
+        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
+
+
+def hms(t):
+    return f"{t.hour}:{t.minute:02d}:{t.second:02d}"
+
+
+def percentile(values, p):
+    values = sorted(values)
+    k = (len(values) - 1) * p / 100
+    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
+    return values[lo] + (values[hi] - values[lo]) * (k - lo)
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--bin", default="build/src/app/tavplayer")
+    ap.add_argument("--starts", type=int, default=24)
+    ap.add_argument("--ao", default="null", help="audio output: null, pcm, or a real device driver")
+    args = ap.parse_args()
+
+    data = tempfile.mkdtemp(prefix="tav-latency-")
+    tone = os.path.join(data, "tone.wav")
+    subprocess.run(["sox", "-n", "-r", "44100", "-c", "2", tone, "synth", "0.5", "sine", "440"], check=True)
+    first = (dt.datetime.now() + dt.timedelta(seconds=6)).replace(microsecond=0)
+    starts = [first + dt.timedelta(seconds=2 * i) for i in range(args.starts)]
+    tasks = []
+    for i, s in enumerate(starts, 1):
+        name = f"测速{i}"
+        tasks.append((f"FileInfo{i}", [("Name", name), ("Time", hms(s)), ("Duration", hms(s + dt.timedelta(seconds=1))),
+                                       ("Type", "50000"), ("Device", "每天"), ("Recurrence", "顺序"), ("Remind", "开")]))
+        gbk_ini(os.path.join(data, f"{name}.ini"), [("多媒体文件数量", [("数量", "1")]), ("歌曲", [("歌曲名称0", tone)])])
+    gbk_ini(os.path.join(data, "【SONG】.ini"), tasks)
+
+    trace = os.path.join(data, "trace.txt")
+    opts = ["--player-option", f"ao={args.ao}"]
+    if args.ao == "pcm":
+        opts += ["--player-option", "ao-pcm-file=" + os.path.join(data, "out.pcm")]
+    proc = subprocess.Popen([args.bin, "--headless", "--data-dir", data, "--trace", trace] + opts,
+                            stdout=subprocess.DEVNULL)
+    time.sleep((starts[-1] - dt.datetime.now()).total_seconds() + 3)
+    proc.send_signal(signal.SIGTERM)
+    proc.wait(timeout=10)
+
+    decisions, sounds = [], []
+    pending = None  # boundary of the start second awaiting output
+    for line in open(trace, encoding="utf-8"):
+        stamp, event = line.split(" ", 2)[:2]
+        t = dt.datetime.strptime(stamp, "%Y-%m-%dT%H:%M:%S.%f")
+        if event == "start":
+            pending = t.replace(microsecond=0)
+            decisions.append((t - pending).total_seconds() * 1000)
+        elif event == "playing" and pending is not None:
+            sounds.append((t - pending).total_seconds() * 1000)
+            pending = None
+    if len(decisions) < args.starts or len(sounds) < args.starts:
+        print(f"only {len(decisions)} starts and {len(sounds)} outputs of {args.starts} in {trace}", file=sys.stderr)
+        return 1
+    for label, v in (("decision", decisions), ("sound", sounds)):
+        print(f"{label:8s} after the second: p50 {percentile(v, 50):6.1f} ms  p95 {percentile(v, 95):6.1f} ms"
+              f"  max {max(v):6.1f} ms  (n={len(v)})")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

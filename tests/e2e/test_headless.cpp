@@ -1,0 +1,219 @@
+// The real binary, headless, on temporary data folders, with the media
+// engine writing raw PCM: what plays, in which order, and when it stops.
+#include "core/ini.h"
+#include "core/zhtext.h"
+#include "fakes/fakes.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kRate = 44100;
+
+void makeTone(const QString &path, int hz, double seconds)
+{
+    QProcess sox;
+    sox.start(u"sox"_s, {u"-n"_s, u"-r"_s, QString::number(kRate), u"-c"_s, u"2"_s, path, u"synth"_s,
+                         QString::number(seconds), u"sine"_s, QString::number(hz)});
+    ASSERT_TRUE(sox.waitForFinished(10000));
+    ASSERT_EQ(sox.exitCode(), 0) << sox.readAllStandardError().toStdString();
+}
+
+QString timeText(const QDateTime &t)
+{
+    return tav::zh::timeText(tav::zh::secondsOfDay(t.time()));
+}
+
+// Pitches heard in s16le stereo PCM, in order, each run of one pitch once.
+QList<int> pitches(const QByteArray &pcm, const QList<int> &candidates)
+{
+    const auto *s = reinterpret_cast<const qint16 *>(pcm.constData());
+    const qsizetype frames = pcm.size() / 4;
+    const qsizetype window = kRate / 10;
+    QList<int> heard;
+    for (qsizetype w = 0; w + window <= frames; w += window) {
+        int crossings = 0;
+        for (qsizetype i = w + 1; i < w + window; ++i)
+            crossings += (s[2 * (i - 1)] < 0) != (s[2 * i] < 0);
+        const double hz = crossings / 2.0 * 10.0;
+        for (int c : candidates)
+            if (std::abs(hz - c) < c * 0.1 && (heard.isEmpty() || heard.last() != c))
+                heard.append(c);
+    }
+    return heard;
+}
+
+struct Station
+{
+    tav::test::DataFolder data;
+    QProcess process;
+    QString pcm() const { return data.file(u"out.pcm"_s); }
+    QString trace() const { return data.file(u"trace.txt"_s); }
+
+    void start()
+    {
+        // A stand-in shutdown command: the test machine must never power off.
+        QDir(data.path()).mkdir(u"bin"_s);
+        QFile fake(data.file(u"bin/shutdown"_s));
+        fake.open(QIODevice::WriteOnly);
+        fake.write("#!/bin/sh\necho \"$@\" >> \"$(dirname \"$0\")/shutdown.calls\"\n");
+        fake.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        fake.close();
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(u"PATH"_s, data.file(u"bin"_s) + u':' + env.value(u"PATH"_s));
+        process.setProcessEnvironment(env);
+        process.start(QString::fromUtf8(TAVPLAYER_BIN),
+                      {u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace(),
+                       u"--player-option"_s, u"ao=pcm"_s, u"--player-option"_s, u"ao-pcm-file="_s + pcm(),
+                       u"--player-option"_s, u"ao-pcm-append=yes"_s, u"--player-option"_s,
+                       u"ao-pcm-waveheader=no"_s, u"--player-option"_s, u"audio-format=s16"_s,
+                       u"--player-option"_s, u"audio-samplerate=44100"_s, u"--player-option"_s,
+                       u"audio-channels=stereo"_s});
+        ASSERT_TRUE(process.waitForStarted(5000));
+    }
+    QByteArray traceText() const { return tav::test::DataFolder::readAll(trace()); }
+    // Ends the station as an operator's Ctrl+C does; it must exit cleanly.
+    void stop(int signal = SIGTERM)
+    {
+        ::kill(pid_t(process.processId()), signal);
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    }
+    void writeTask(int n, const QString &name, const QString &start, const QString &end,
+                   const QString &remind = u"开"_s, const QString &mode = u"循环"_s)
+    {
+        const tav::IniFile song(data.file(u"【SONG】.ini"_s));
+        auto doc = *song.read();
+        const QString sec = u"FileInfo"_s + QString::number(n);
+        for (const auto &[k, v] : {std::pair{u"Name"_s, name}, {u"Time"_s, start}, {u"Duration"_s, end}, {u"Type"_s, u"65535"_s},
+                                   {u"Device"_s, u"每天"_s}, {u"Recurrence"_s, mode}, {u"Remind"_s, remind}})
+            doc.setValue(sec, k, v);
+        song.write(doc);
+    }
+    void writeList(const QString &name, const QStringList &files)
+    {
+        tav::IniDocument doc;
+        doc.setValue(u"多媒体文件数量"_s, u"数量"_s, QString::number(files.size()));
+        for (int i = 0; i < files.size(); ++i)
+            doc.setValue(u"歌曲"_s, u"歌曲名称"_s + QString::number(i), files[i]);
+        tav::IniFile(data.file(name + u".ini"_s)).write(doc);
+    }
+};
+
+bool waitFor(const std::function<bool()> &done, int ms)
+{
+    for (int waited = 0; waited < ms; waited += 50) {
+        if (done())
+            return true;
+        QThread::msleep(50);
+    }
+    return done();
+}
+
+// Far enough from midnight that start and end fall on the same day.
+bool nearMidnight()
+{
+    return QTime::currentTime() > QTime(23, 59, 30);
+}
+
+} // namespace
+
+TEST(Headless, TaskPlaysItsFilesInOrderFromItsSecondAndStopsAtItsEnd)
+{
+    if (nearMidnight())
+        GTEST_SKIP() << "too close to midnight";
+    Station st;
+    const QList<int> hz{440, 660, 880};
+    QStringList files;
+    for (int pitch : hz) {
+        files.append(st.data.file(u"tone%1.wav"_s.arg(pitch)));
+        makeTone(files.last(), pitch, 0.4);
+    }
+    const QDateTime start = QDateTime::currentDateTime().addSecs(4);
+    const QDateTime end = start.addSecs(4);
+    const QString name = u"服务厅大屏视频演示"_s;
+    st.writeTask(1, name, timeText(start), timeText(end));
+    st.writeList(name, files);
+    st.start();
+
+    ASSERT_TRUE(waitFor([&] { return st.traceText().contains(" end "); }, 20000))
+        << st.traceText().toStdString();
+    const qint64 pcmAtEnd = QFileInfo(st.pcm()).size();
+    QThread::msleep(2500); // a loop would have played the next item by now
+    EXPECT_EQ(QFileInfo(st.pcm()).size(), pcmAtEnd);
+    st.stop();
+
+    const QString trace = QString::fromUtf8(st.traceText());
+    const qsizetype at = trace.indexOf(u" start "_s + name);
+    ASSERT_GE(at, 0) << trace.toStdString();
+    const QDateTime started = QDateTime::fromString(trace.mid(at - 23, 23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+    EXPECT_EQ(started.toSecsSinceEpoch(), start.toSecsSinceEpoch()) << trace.toStdString();
+    const qsizetype endAt = trace.indexOf(u" end \n"_s);
+    const QDateTime ended = QDateTime::fromString(trace.mid(endAt - 23, 23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+    EXPECT_GT(ended.toSecsSinceEpoch(), end.toSecsSinceEpoch());
+    EXPECT_LT(ended.toSecsSinceEpoch(), end.toSecsSinceEpoch() + 50);
+
+    // Looping in the task's order: 440, 660, 880, 440, ...
+    const QList<int> heard = pitches(tav::test::DataFolder::readAll(st.pcm()), hz);
+    ASSERT_GE(heard.size(), 3) << "heard " << heard.size();
+    for (qsizetype i = 0; i < heard.size(); ++i)
+        EXPECT_EQ(heard[i], hz[i % 3]) << "item " << i;
+
+    const QString log = tav::fromGbk(tav::test::DataFolder::readAll(st.data.file(u"【PLAYLOG】.txt"_s)));
+    EXPECT_TRUE(log.contains(tav::zh::datedLine(start.date(), u"开播："_s + name))) << log.toStdString();
+}
+
+TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
+{
+    if (nearMidnight())
+        GTEST_SKIP() << "too close to midnight";
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime start = now.addSecs(3);
+
+    // A holiday today: the task would otherwise play.
+    Station holiday;
+    makeTone(holiday.data.file(u"a.wav"_s), 440, 0.3);
+    holiday.writeTask(1, u"节日"_s, timeText(start), timeText(start.addSecs(30)));
+    holiday.writeList(u"节日"_s, {holiday.data.file(u"a.wav"_s)});
+    tav::IniDocument dates;
+    dates.setValue(u"Holiday"_s, u"Date0"_s, tav::zh::shortDate(now.date()));
+    dates.setValue(u"The number of Date"_s, u"quantity"_s, u"1"_s);
+    tav::IniFile(holiday.data.file(u"【DATE】.ini"_s)).write(dates);
+
+    // Working hours that end before the second task does; the first is not timed.
+    Station quiet;
+    makeTone(quiet.data.file(u"a.wav"_s), 440, 0.3);
+    quiet.writeTask(1, u"不定时"_s, timeText(start), timeText(start.addSecs(5)), u"关"_s);
+    quiet.writeTask(2, u"超时段"_s, timeText(start), timeText(now.addSecs(120)));
+    for (const QString &n : {u"不定时"_s, u"超时段"_s})
+        quiet.writeList(n, {quiet.data.file(u"a.wav"_s)});
+    tav::IniDocument control;
+    control.setValue(u"广告时间选项"_s, u"runPic"_s, u"1"_s);
+    control.setValue(u"广告时间选项"_s, u"PicStartTime"_s, timeText(now.addSecs(-60)));
+    control.setValue(u"广告时间选项"_s, u"PicEndTime"_s, timeText(now.addSecs(60)));
+    tav::IniFile(quiet.data.file(u"【CONTROL】.ini"_s)).write(control);
+
+    holiday.start();
+    quiet.start();
+    QThread::msleep(5000);
+    holiday.stop(SIGINT);
+    quiet.stop();
+
+    EXPECT_TRUE(holiday.process.readAllStandardOutput().contains(u"今天停播节目"_s.toUtf8()));
+    for (Station *st : {&holiday, &quiet}) {
+        EXPECT_FALSE(st->traceText().contains(" start ")) << st->traceText().toStdString();
+        EXPECT_FALSE(QFile::exists(st->pcm()) && QFileInfo(st->pcm()).size() > 0);
+        EXPECT_FALSE(QFile::exists(st->data.file(u"bin/shutdown.calls"_s)));
+    }
+}
