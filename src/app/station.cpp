@@ -18,6 +18,7 @@ Station::Station(const QString &dataDir, const QStringList &playerOptions, QObje
     connect(&m_log, &MessageLog::messageAdded, this, &Station::print);
     connect(&m_scheduler, &Scheduler::statusChanged, this, &Station::print);
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
+    connect(&m_ticker, &SecondTicker::second, this, &Station::printNextTask);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
@@ -49,6 +50,18 @@ void Station::shutDown()
     m_ticker.stop();
     m_playback.stop();
     m_log.flush();
+}
+
+// The status bar's next-task line, printed when it changes (not the countdown).
+void Station::printNextTask()
+{
+    if (!m_scheduler.isEnabled())
+        return;
+    const NextTaskStatus status = m_scheduler.nextTaskStatus();
+    if (status.next != m_nextTask) {
+        m_nextTask = status.next;
+        print(status.next);
+    }
 }
 
 void Station::trace(const QString &event, const QString &detail)

@@ -37,6 +37,7 @@ public:
 
 private:
     void trace(const QString &event, const QString &detail);
+    void printNextTask();
     static void print(const QString &line);
 
     SystemClock m_clock;
@@ -52,6 +53,7 @@ private:
     Scheduler m_scheduler;
     SecondTicker m_ticker;
     QFile m_trace;
+    QString m_nextTask; // last "将播:" line printed
 };
 
 } // namespace tav

@@ -42,10 +42,20 @@ void writeRecord(IniDocument &doc, int number, const TaskRecord &r)
         doc.setValue(section, kKeys[k], values.at(k));
 }
 
-// A list holds at most what a list box can (a hostile count must not spin).
-int countOf(const IniDocument &doc, const QString &key)
+// The values of keys prefix0 … prefix<count - 1> of a section of a task's
+// list file, the count kept under "多媒体文件数量". A list holds at most what
+// a list box can, so a hostile count does not spin.
+QStringList countedList(const IniDocument &doc, const QString &countKey, const QString &section,
+                        const QString &keyPrefix)
 {
-    return qBound(0, doc.value(u"多媒体文件数量"_s, key).toInt(), 32767);
+    const int count = qBound(0, doc.value(u"多媒体文件数量"_s, countKey).toInt(), 32767);
+    QStringList values;
+    for (int i = 0; i < count; ++i) {
+        const QString value = doc.value(section, keyPrefix + QString::number(i));
+        if (!value.isEmpty())
+            values.append(value);
+    }
+    return values;
 }
 
 } // namespace
@@ -179,27 +189,15 @@ TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDa
 
 QStringList TaskStore::readMediaList(const QString &taskName) const
 {
-    const auto doc = IniFile(m_dir.taskListFile(taskName)).read();
-    QStringList paths;
-    const int count = countOf(*doc, u"数量"_s);
-    for (int i = 0; i < count; ++i) {
-        const QString path = doc->value(u"歌曲"_s, u"歌曲名称"_s + QString::number(i));
-        if (!path.isEmpty())
-            paths.append(path);
-    }
-    return paths;
+    return countedList(*IniFile(m_dir.taskListFile(taskName)).read(), u"数量"_s, u"歌曲"_s,
+                       u"歌曲名称"_s);
 }
 
 PictureList TaskStore::readPictureList(const QString &taskName) const
 {
     const auto doc = IniFile(m_dir.taskListFile(taskName)).read();
     PictureList list;
-    const int count = countOf(*doc, u"图片总数量"_s);
-    for (int i = 0; i < count; ++i) {
-        const QString path = doc->value(u"图片"_s, u"图片路径"_s + QString::number(i));
-        if (!path.isEmpty())
-            list.paths.append(path);
-    }
+    list.paths = countedList(*doc, u"图片总数量"_s, u"图片"_s, u"图片路径"_s);
     list.mode = doc->value(u"图片播放模式"_s, u"模式"_s);
     const QString interval = doc->value(u"时间"_s, u"图片切换时间"_s);
     list.intervalSeconds = interval.isEmpty() ? 3 : interval.toInt();

@@ -15,7 +15,7 @@ using tav::test::DataFolder;
 
 namespace {
 
-Class1 specified(const DataFolder &d, const QString &name)
+Class1 iniOn(const DataFolder &d, const QString &name)
 {
     Class1 ini(d.path());
     ini.SpecifyIni(d.file(name));
@@ -42,7 +42,7 @@ TEST(Class1, ReadIntTellsMissingFromZeroOnlyByTheMessage)
 {
     DataFolder d;
     d.write(u"n.ini"_s, u"[s]\nzero=0\none=1\nword=abc\nneg=-7\n"_s);
-    Class1 ini = specified(d, u"n.ini"_s);
+    Class1 ini = iniOn(d, u"n.ini"_s);
     EXPECT_EQ(ini.ReadInt(u"s"_s, u"zero"_s), 0);
     EXPECT_TRUE(ini.lastError().isEmpty());
     EXPECT_EQ(ini.ReadInt(u"s"_s, u"one"_s), 1);
@@ -59,7 +59,7 @@ TEST(Class1, ReadIntTellsMissingFromZeroOnlyByTheMessage)
 TEST(Class1, SectionNamesInFileOrderWithTrailingEmptyElement)
 {
     DataFolder d;
-    Class1 ini = specified(d, u"s.ini"_s);
+    Class1 ini = iniOn(d, u"s.ini"_s);
     QStringList names;
     EXPECT_EQ(ini.getSectionsName(names), -1); // missing file
     d.write(u"s.ini"_s, QString());
@@ -76,7 +76,7 @@ TEST(Class1, SectionNamesStopAtTheBlockSize)
     for (int i = 1; i <= 300; ++i)
         text += u"[FileInfo%1]\nName=t%1\n"_s.arg(i);
     d.write(u"big.ini"_s, text);
-    Class1 ini = specified(d, u"big.ini"_s);
+    Class1 ini = iniOn(d, u"big.ini"_s);
     QStringList names;
     const int last = ini.getSectionsName(names);
     // 9 names of 10 bytes, 90 of 11, then 12 each, within 2019 bytes.
@@ -88,7 +88,7 @@ TEST(Class1, ReadStringCutsToBufferOnCharacterBoundary)
 {
     DataFolder d;
     d.write(u"c.ini"_s, u"[s]\nascii=abcdefghij\nzh=服务厅大屏\n"_s);
-    Class1 ini = specified(d, u"c.ini"_s);
+    Class1 ini = iniOn(d, u"c.ini"_s);
     EXPECT_EQ(ini.ReadString(u"s"_s, u"ascii"_s, 5), u"abcd");
     EXPECT_EQ(ini.ReadString(u"s"_s, u"zh"_s, 6), u"服务"); // 5 bytes: the third character would be split
     EXPECT_EQ(ini.ReadString(u"s"_s, u"zh"_s, 7), u"服务厅");
@@ -98,7 +98,7 @@ TEST(Class1, ReadStringCutsToBufferOnCharacterBoundary)
 TEST(Class1, WriteCreatesFileSectionAndKeyInGbkWithCrlf)
 {
     DataFolder d;
-    Class1 ini = specified(d, u"【SONG】.ini"_s);
+    Class1 ini = iniOn(d, u"【SONG】.ini"_s);
     ASSERT_TRUE(ini.WriteString(u"FileInfo1"_s, u"Name"_s, u"服务厅大屏视频演示"_s));
     ASSERT_TRUE(ini.WriteString(u"FileInfo1"_s, u"Time"_s, u"9:00:00"_s));
     ASSERT_TRUE(ini.WriteString(u"FileInfo2"_s, u"Name"_s, u"b"_s));
@@ -111,7 +111,7 @@ TEST(Class1, DeleteSectionAndKeyFromAppProFileName)
 {
     DataFolder d;
     d.write(u"t.ini"_s, u"[a]\nx=1\n[b]\ny=2\nz=3\n"_s);
-    Class1 ini = specified(d, u"t.ini"_s);
+    Class1 ini = iniOn(d, u"t.ini"_s);
     ini.DelIniSec(u"A"_s);
     EXPECT_EQ(d.text(u"t.ini"_s), u"[b]\r\ny=2\r\nz=3\r\n");
     // DelIniKey forms its path from the stored name as a bare name.
@@ -173,7 +173,7 @@ TEST(IniFile, FileThatCannotBeReadIsNeverReplacedByAnEdit)
     DataFolder d;
     const QString path = d.file(u"【CONTROL】.ini"_s);
     ASSERT_EQ(::mkfifo(QFile::encodeName(path).constData(), 0644), 0);
-    Class1 ini = specified(d, u"【CONTROL】.ini"_s);
+    Class1 ini = iniOn(d, u"【CONTROL】.ini"_s);
     EXPECT_FALSE(ini.WriteString(u"复选控制"_s, u"周一"_s, u"1"_s));
     EXPECT_EQ(ini.lastError(), u"写入失败");
     EXPECT_FALSE(QFileInfo(path).isFile()); // still the fifo
@@ -198,7 +198,7 @@ TEST(IniFile, HostileFilesNeverCrashALoad)
         ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
         f.write(bytes);
         f.close();
-        Class1 ini = specified(d, u"h.ini"_s);
+        Class1 ini = iniOn(d, u"h.ini"_s);
         ini.ReadString(u"s"_s, u"k"_s, 100);
         EXPECT_EQ(ini.ReadString(u"s"_s, u"long"_s, 100).size(), bytes == longLine ? 99 : 0);
         if (bytes == longLine) {

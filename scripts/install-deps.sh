@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building, running and testing tavplayer
+# need. Does nothing (and needs no root) when all of them are installed.
+set -euo pipefail
+
+packages=(
+  # build
+  build-essential cmake ninja-build pkg-config git
+  qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libmpv-dev
+  # run: the media engine, iconv (in libc-bin) for the GBK data files
+  mpv libc-bin
+  # tests and benchmarks
+  libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
+  xvfb xauth imagemagick fonts-noto-cjk python3
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f='${Status}\n' "$package" 2>/dev/null || true)
+  if ! grep -q '^install ok installed$' <<<"$status"; then
+    missing+=("$package")
+  fi
+done
+
+if ((${#missing[@]} == 0)); then
+  echo "install-deps: all ${#packages[@]} packages are installed"
+  exit 0
+fi
+
+if ((EUID == 0)); then
+  as_root=()
+elif command -v sudo >/dev/null 2>&1; then
+  as_root=(sudo)
+else
+  echo "install-deps: run as root or install sudo; missing packages: ${missing[*]}" >&2
+  exit 1
+fi
+
+echo "install-deps: installing ${missing[*]}"
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y "${missing[@]}"

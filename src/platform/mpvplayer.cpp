@@ -1,0 +1,452 @@
+#include "platform/mpvplayer.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QMetaObject>
+#include <QPointer>
+#include <QUrl>
+#include <QtDebug>
+
+#include <mpv/client.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstring>
+
+#if MPV_CLIENT_API_VERSION < MPV_MAKE_VERSION(2, 0)
+#error "tavplayer needs libmpv 0.35 or newer (client API 2.0)"
+#endif
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+
+// Our filter carries a label so that it can sit behind filters the options
+// set up. aformat brings mono and multichannel sources to stereo first, so the
+// pan always has a left and a right channel to keep or silence.
+constexpr const char kLeftOnly[] =
+    "@tavbalance:lavfi=[aformat=channel_layouts=stereo,pan=stereo|c0=c0|c1=0*c1]";
+constexpr const char kRightOnly[] =
+    "@tavbalance:lavfi=[aformat=channel_layouts=stereo,pan=stereo|c0=0*c0|c1=c1]";
+
+// Quiet, keyboard-less and headless unless the options say otherwise.
+constexpr const char *kDefaults[][2] = {
+    {"idle", "yes"},
+    {"terminal", "no"},
+    {"input-default-bindings", "no"},
+    {"input-vo-keyboard", "no"},
+    {"osc", "no"},
+    {"ytdl", "no"},
+    {"force-window", "no"},
+    {"audio-display", "no"},
+    {"keep-open", "no"},
+    {"vo", "null"},
+    {"config", "no"},
+};
+
+QString takeMpvString(char *text)
+{
+    if (!text)
+        return QString();
+    QString result = QString::fromUtf8(text);
+    mpv_free(text);
+    return result;
+}
+
+QString mpvError(int code)
+{
+    return QString::fromUtf8(mpv_error_string(code));
+}
+
+} // namespace
+
+// What drainEvents() keeps of an mpv event: mpv reuses the event's memory at
+// the next mpv_wait_event(), which a slot spinning an event loop may cause.
+struct MpvPlayer::Event
+{
+    mpv_event_id id = MPV_EVENT_NONE;
+    int error = 0;
+    std::uint64_t userdata = 0;
+    std::int64_t entry = -1; // start-file, end-file, and the loadfile reply
+    int reason = -1;         // end-file
+    std::int64_t insertId = 0;
+    int insertCount = 0;
+};
+
+MpvPlayer::MpvPlayer(const QStringList &options, QObject *parent)
+    : MediaPlayer(parent)
+{
+    if (!QCoreApplication::instance()) {
+        m_error = u"the media player needs the application object to exist first"_s;
+        return;
+    }
+    // QCoreApplication has applied the user's locale, whose decimal comma
+    // libmpv cannot live with.
+    std::setlocale(LC_NUMERIC, "C");
+
+    mpv_handle *mpv = mpv_create();
+    if (!mpv) {
+        m_error = u"mpv could not be created"_s;
+        return;
+    }
+    for (const auto &option : kDefaults) {
+        const int rc = mpv_set_option_string(mpv, option[0], option[1]);
+        // An mpv built without an optional part (osc, say) lacks its option.
+        if (rc < 0 && rc != MPV_ERROR_OPTION_NOT_FOUND)
+            qWarning("mpv refused its default %s=%s: %s", option[0], option[1], mpv_error_string(rc));
+    }
+    for (const QString &option : options) {
+        QString text = option.trimmed();
+        if (text.startsWith(u"--"))
+            text.remove(0, 2);
+        const qsizetype eq = text.indexOf(u'=');
+        if (eq <= 0) {
+            m_error = u"player option \"%1\" is not of the form NAME=VALUE"_s.arg(option);
+            mpv_terminate_destroy(mpv);
+            return;
+        }
+        const QByteArray name = text.left(eq).trimmed().toUtf8();
+        const QByteArray value = text.mid(eq + 1).toUtf8();
+        const int rc = mpv_set_option_string(mpv, name.constData(), value.constData());
+        if (rc < 0) {
+            const QString why = rc == MPV_ERROR_OPTION_NOT_FOUND
+                ? u"mpv has no option \"%1\""_s.arg(QString::fromUtf8(name))
+                : u"mpv rejects the value \"%1\" for option \"%2\" (%3)"_s.arg(
+                      QString::fromUtf8(value), QString::fromUtf8(name), mpvError(rc));
+            m_error = u"player option \"%1\": %2"_s.arg(option, why);
+            mpv_terminate_destroy(mpv);
+            return;
+        }
+    }
+    if (const int rc = mpv_initialize(mpv); rc < 0) {
+        m_error = u"mpv failed to start with the player options given: %1"_s.arg(mpvError(rc));
+        mpv_terminate_destroy(mpv);
+        return;
+    }
+    m_mpv = mpv;
+
+    // Errors only: why a file cannot be opened is worth a line on stderr.
+    mpv_request_log_messages(m_mpv, "error");
+    double volume = 100;
+    if (mpv_get_property(m_mpv, "volume", MPV_FORMAT_DOUBLE, &volume) >= 0)
+        m_volume = std::clamp(qRound(volume), 0, 100);
+    m_baseFilters = takeMpvString(mpv_get_property_string(m_mpv, "af"));
+
+    mpv_set_wakeup_callback(m_mpv, &MpvPlayer::wakeup, this);
+    wakeup(this);
+}
+
+MpvPlayer::~MpvPlayer()
+{
+    if (!m_mpv)
+        return;
+    // Once this returns mpv calls wakeup() no more; the calls it already
+    // posted die with this QObject.
+    mpv_set_wakeup_callback(m_mpv, nullptr, nullptr);
+    mpv_terminate_destroy(m_mpv);
+}
+
+void MpvPlayer::wakeup(void *context)
+{
+    // Any mpv thread. One queued drain at a time is enough: it takes every
+    // event there is.
+    auto *self = static_cast<MpvPlayer *>(context);
+    if (!self->m_drainQueued.exchange(true))
+        QMetaObject::invokeMethod(self, &MpvPlayer::drainEvents, Qt::QueuedConnection);
+}
+
+void MpvPlayer::drainEvents()
+{
+    m_drainQueued.store(false);
+    if (!m_mpv || m_coreGone)
+        return;
+    const QPointer<MpvPlayer> alive(this);
+    for (;;) {
+        const mpv_event *raw = mpv_wait_event(m_mpv, 0);
+        if (raw->event_id == MPV_EVENT_NONE)
+            return;
+        if (raw->event_id == MPV_EVENT_SHUTDOWN) {
+            // mpv quit (idle=no among the options does that once its
+            // playlist is done): the current item is lost, and every later
+            // one fails at once instead of waiting forever.
+            m_coreGone = true;
+            if (!m_entries.isEmpty() || m_awaitingReply) {
+                m_awaitingReply = false;
+                finish(false);
+            }
+            return;
+        }
+        Event event;
+        event.id = raw->event_id;
+        event.error = raw->error;
+        event.userdata = raw->reply_userdata;
+        switch (raw->event_id) {
+        case MPV_EVENT_LOG_MESSAGE: {
+            const auto *log = static_cast<const mpv_event_log_message *>(raw->data);
+            qWarning("mpv %s: %s", log->prefix,
+                     QByteArray(log->text).trimmed().constData());
+            continue;
+        }
+        case MPV_EVENT_START_FILE:
+            event.entry = static_cast<const mpv_event_start_file *>(raw->data)->playlist_entry_id;
+            break;
+        case MPV_EVENT_END_FILE: {
+            const auto *end = static_cast<const mpv_event_end_file *>(raw->data);
+            event.entry = end->playlist_entry_id;
+            event.reason = end->reason;
+            event.insertId = end->playlist_insert_id;
+            event.insertCount = end->playlist_insert_num_entries;
+            break;
+        }
+        case MPV_EVENT_COMMAND_REPLY: {
+            const mpv_node &result = static_cast<const mpv_event_command *>(raw->data)->result;
+            if (result.format == MPV_FORMAT_NODE_MAP) {
+                const mpv_node_list *map = result.u.list;
+                for (int i = 0; i < map->num; ++i) {
+                    if (std::strcmp(map->keys[i], "playlist_entry_id") == 0
+                        && map->values[i].format == MPV_FORMAT_INT64)
+                        event.entry = map->values[i].u.int64;
+                }
+            }
+            break;
+        }
+        default:
+            break;
+        }
+        handle(event);
+        if (!alive) // a slot deleted us
+            return;
+    }
+}
+
+void MpvPlayer::handle(const Event &event)
+{
+    switch (event.id) {
+    case MPV_EVENT_COMMAND_REPLY:
+        // Only loadfile replies carry a non-zero number.
+        if (event.userdata != 0 && event.userdata == m_generation && m_awaitingReply)
+            loadReplied(event);
+        break;
+    case MPV_EVENT_START_FILE:
+        m_coreEntry = event.entry;
+        m_loaded = false;
+        break;
+    case MPV_EVENT_FILE_LOADED:
+        m_loaded = true;
+        break;
+    case MPV_EVENT_PLAYBACK_RESTART:
+        // Also sent after seeks and filter changes; only the first one after
+        // our entry loaded means that output began.
+        if (m_loaded && !m_outputBegan && m_entries.contains(m_coreEntry))
+            outputBegan();
+        break;
+    case MPV_EVENT_END_FILE:
+        entryEnded(event);
+        break;
+    default:
+        break;
+    }
+}
+
+void MpvPlayer::loadReplied(const Event &event)
+{
+    m_awaitingReply = false;
+    if (event.error < 0) {
+        qWarning("mpv cannot load %s: %s", qUtf8Printable(m_url), mpv_error_string(event.error));
+        finish(false);
+    } else if (event.entry < 0) {
+        qWarning("mpv did not say which playlist entry it made for %s", qUtf8Printable(m_url));
+        finish(false);
+    } else {
+        // The loadfile reply comes before any event of the entry it made.
+        m_entries = {event.entry};
+    }
+}
+
+void MpvPlayer::entryEnded(const Event &event)
+{
+    // Entries of replaced or stopped items are not in the list any more:
+    // their end (reason "stop") is none of our business.
+    const qsizetype at = m_entries.indexOf(event.entry);
+    if (at < 0)
+        return;
+    if (event.reason == MPV_END_FILE_REASON_REDIRECT) {
+        // A playlist (an .m3u stream, say): mpv put its entries in its place.
+        m_entries.remove(at);
+        for (int i = event.insertCount - 1; i >= 0; --i)
+            m_entries.insert(at, event.insertId + i);
+        if (m_entries.isEmpty())
+            finish(false);
+        return;
+    }
+    m_entries.remove(at);
+    if (!m_entries.isEmpty())
+        return; // mpv goes on with the next entry of the playlist
+    // A stop we did not ask for leaves the item over just the same.
+    finish(event.reason != MPV_END_FILE_REASON_ERROR);
+}
+
+void MpvPlayer::outputBegan()
+{
+    m_outputBegan = true;
+    if (m_state == State::Paused)
+        return; // play() announces it
+    const std::uint64_t generation = m_generation;
+    setState(State::Playing);
+    if (generation == m_generation)
+        announce();
+}
+
+void MpvPlayer::announce()
+{
+    m_announced = true;
+    const QString name = itemName();
+    trace(u"playing"_s, name);
+    emit mediaStarted(name);
+}
+
+void MpvPlayer::finish(bool ended)
+{
+    m_entries.clear();
+    m_state = State::Stopped;
+    const QString url = m_url;
+    if (ended) {
+        trace(u"ended"_s, url);
+        emit stateChanged(State::Stopped);
+    } else {
+        trace(u"error"_s, url);
+        emit errorOccurred(url);
+    }
+}
+
+void MpvPlayer::failLater(const QString &url)
+{
+    m_awaitingReply = false;
+    m_entries.clear();
+    m_state = State::Stopped;
+    const std::uint64_t generation = m_generation;
+    // Never from inside open(): the caller may answer the error with open().
+    QMetaObject::invokeMethod(this, [this, url, generation] {
+        if (generation != m_generation)
+            return;
+        trace(u"error"_s, url);
+        emit errorOccurred(url);
+    }, Qt::QueuedConnection);
+}
+
+void MpvPlayer::open(const QString &url)
+{
+    ++m_generation;
+    m_url = url;
+    m_entries.clear();
+    m_outputBegan = false;
+    m_announced = false;
+    trace(u"open"_s, url);
+    if (!m_mpv || m_coreGone) {
+        failLater(url);
+        return;
+    }
+    // The pause flag outlives the file in mpv; a new item always plays.
+    int no = 0;
+    mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &no);
+    const QByteArray path = url.toUtf8();
+    const char *command[] = {"loadfile", path.constData(), "replace", nullptr};
+    if (mpv_command_async(m_mpv, m_generation, command) < 0) {
+        failLater(url);
+        return;
+    }
+    m_awaitingReply = true;
+    setState(State::Loading);
+}
+
+void MpvPlayer::play()
+{
+    if (m_state != State::Paused || !m_mpv)
+        return;
+    int no = 0;
+    mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &no);
+    const std::uint64_t generation = m_generation;
+    setState(m_outputBegan ? State::Playing : State::Loading);
+    if (m_outputBegan && !m_announced && generation == m_generation)
+        announce();
+}
+
+void MpvPlayer::pause()
+{
+    if ((m_state != State::Loading && m_state != State::Playing) || !m_mpv)
+        return;
+    int yes = 1;
+    mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &yes);
+    setState(State::Paused);
+}
+
+void MpvPlayer::stop()
+{
+    ++m_generation;
+    m_awaitingReply = false;
+    m_entries.clear();
+    if (m_mpv) {
+        const char *command[] = {"stop", nullptr};
+        mpv_command_async(m_mpv, 0, command);
+    }
+    trace(u"stop"_s, m_url);
+    setState(State::Stopped);
+}
+
+void MpvPlayer::setVolume(int volume)
+{
+    m_volume = std::clamp(volume, 0, 100);
+    if (!m_mpv)
+        return;
+    double value = m_volume;
+    mpv_set_property_async(m_mpv, 0, "volume", MPV_FORMAT_DOUBLE, &value);
+}
+
+void MpvPlayer::setBalance(int balance)
+{
+    const int side = balance < 0 ? -1 : balance > 0 ? 1 : 0;
+    if (side == m_balanceSide || !m_mpv)
+        return; // setting the same chain again would only cause a gap
+    m_balanceSide = side;
+    QByteArray chain = m_baseFilters.toUtf8();
+    if (side != 0) {
+        if (!chain.isEmpty())
+            chain += ',';
+        chain += side < 0 ? kLeftOnly : kRightOnly;
+    }
+    const char *value = chain.constData();
+    mpv_set_property_async(m_mpv, 0, "af", MPV_FORMAT_STRING, &value);
+}
+
+void MpvPlayer::setState(State state)
+{
+    if (state == m_state)
+        return;
+    m_state = state;
+    emit stateChanged(state);
+}
+
+void MpvPlayer::trace(const QString &event, const QString &detail) const
+{
+    if (m_trace)
+        m_trace(event, detail);
+}
+
+QString MpvPlayer::itemName() const
+{
+    // mpv's title (tags, a stream's name, else the file name) when it still
+    // describes our item; by now mpv may have finished a short one.
+    const QString path = takeMpvString(mpv_get_property_string(m_mpv, "path"));
+    const QString title = takeMpvString(mpv_get_property_string(m_mpv, "media-title"));
+    if (path == m_url && !title.isEmpty())
+        return title;
+    if (m_url.contains(u"://")) {
+        const QString name = QUrl(m_url).fileName();
+        return name.isEmpty() ? m_url : name;
+    }
+    return QFileInfo(m_url).fileName();
+}
+
+} // namespace tav

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "platform/mediaplayer.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+
+struct mpv_handle;
+
+namespace tav {
+
+// The station's player on libmpv. It owns the mpv handle and its events and
+// knows nothing of windows: video is decoded without output (vo=null) unless
+// the options say otherwise.
+//
+// Construct it after the Q(Core)Application: it switches LC_NUMERIC to "C"
+// (libmpv refuses to start under another numeric locale), and the
+// application's constructor would switch it back. It must live and be used
+// in the thread that runs the event loop; mpv's wakeups only post a call to
+// that thread, where all pending events are handled in order.
+//
+// Each open() is tied to the mpv playlist entry it created, so events of an
+// item that was already replaced or stopped are never mistaken for the
+// current one.
+class MpvPlayer final : public MediaPlayer
+{
+    Q_OBJECT
+public:
+    // options: "name=value" strings handed to mpv before it starts; they
+    // override this player's defaults (e.g. "ao=pcm", "vo=null").
+    explicit MpvPlayer(const QStringList &options, QObject *parent = nullptr);
+    ~MpvPlayer() override;
+
+    // False when mpv could not be created or refused an option; errorString()
+    // then says why, naming the option.
+    bool isValid() const { return m_mpv != nullptr; }
+    QString errorString() const { return m_error; }
+
+    // Called with "open", "playing", "ended", "error" and "stop" as they
+    // happen, to time the start of output.
+    using TraceSink = std::function<void(const QString &event, const QString &detail)>;
+    void setTraceSink(TraceSink sink) { m_trace = std::move(sink); }
+
+    void open(const QString &url) override;
+    void play() override;
+    void pause() override;
+    void stop() override;
+
+    State state() const override { return m_state; }
+    QString currentUrl() const override { return m_url; }
+
+    void setVolume(int volume) override;
+    int volume() const override { return m_volume; }
+    void setBalance(int balance) override;
+
+private:
+    struct Event;
+
+    static void wakeup(void *context);
+    void drainEvents();
+    void handle(const Event &event);
+    void loadReplied(const Event &event);
+    void entryEnded(const Event &event);
+    void outputBegan();
+    void announce();
+    void finish(bool ended);
+    void failLater(const QString &url);
+    void setState(State state);
+    void trace(const QString &event, const QString &detail) const;
+    QString itemName() const;
+
+    mpv_handle *m_mpv = nullptr;
+    QString m_error;
+    TraceSink m_trace;
+    std::atomic<bool> m_drainQueued{false};
+    bool m_coreGone = false; // mpv shut down under us
+
+    State m_state = State::Stopped;
+    QString m_url;
+    // Bumped by every open() and stop(); a loadfile reply carrying an older
+    // number belongs to an item that is gone.
+    std::uint64_t m_generation = 0;
+    bool m_awaitingReply = false;
+    // mpv playlist entries that make up the current item, in play order: one
+    // for a file or stream, several when mpv expanded a playlist. Empty when
+    // no item is current.
+    QList<std::int64_t> m_entries;
+    std::int64_t m_coreEntry = -1; // entry mpv started most recently
+    bool m_loaded = false;         // m_coreEntry has loaded
+    bool m_outputBegan = false;
+    bool m_announced = false;
+
+    int m_volume = 100;
+    int m_balanceSide = 0; // -1 left only, 0 both, 1 right only
+    QString m_baseFilters; // audio filters given in the options
+};
+
+} // namespace tav
