@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, makes a fresh sample data folder in
-# ./sample-data and runs the station on it. Ctrl+C stops it. Arguments are
-# passed on to tavplayer (e.g. --player-option ao=null --trace trace.log).
+# ./sample-data and runs the station on it: in its window where a display
+# exists, headless otherwise. Ctrl+C stops it. Arguments are passed on to
+# tavplayer (e.g. --headless, --player-option ao=null, --trace trace.log).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -9,4 +10,4 @@ scripts/install-deps.sh
 scripts/build.sh
 rm -rf ./sample-data
 scripts/make-sample-data.sh ./sample-data
-exec build/src/app/tavplayer --headless --data-dir ./sample-data "$@"
+exec build/src/app/tavplayer --data-dir ./sample-data "$@"

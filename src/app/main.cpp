@@ -1,13 +1,23 @@
-#include "app/station.h"
 #include "core/datadir.h"
+#include "core/clock.h"
+#include "platform/mpvplayer.h"
+#include "platform/prompt.h"
+#include "platform/shutdown.h"
+#include "shell/autostart.h"
+#include "shell/mainform1.h"
+#include "shell/messageboxprompt.h"
+#include "shell/singleinstance.h"
+#include "shell/station.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QSocketNotifier>
 
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,7 +34,9 @@ void onSignal(int)
 }
 
 // SIGINT and SIGTERM end the event loop cleanly: the handler only writes a
-// byte, the loop reads it.
+// byte, the loop reads it. exit() rather than quit(): quit() first asks every
+// window to close, and the console would put its exit question to a system
+// that is shutting down.
 void quitOnSignals(QCoreApplication &app)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
@@ -33,7 +45,7 @@ void quitOnSignals(QCoreApplication &app)
     QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
         char c;
         [[maybe_unused]] const auto n = ::read(signalPipe[0], &c, 1);
-        app.quit();
+        QCoreApplication::exit(0);
     });
     struct sigaction sa {};
     sa.sa_handler = onSignal;
@@ -48,11 +60,23 @@ void fail(const QString &message)
     std::fprintf(stderr, "tavplayer: %s\n", message.toUtf8().constData());
 }
 
+// The window needs a display; --headless, or none, runs the schedule alone.
+bool wantsWindow(int argc, char *argv[])
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--headless") == 0)
+            return false;
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+           || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    const bool windowed = wantsWindow(argc, argv);
+    std::unique_ptr<QCoreApplication> app(windowed ? new QApplication(argc, argv)
+                                                   : new QCoreApplication(argc, argv));
     QCoreApplication::setApplicationName(u"tavplayer"_s);
     // The media engine parses numbers the C way whatever the locale.
     std::setlocale(LC_NUMERIC, "C");
@@ -67,10 +91,7 @@ int main(int argc, char *argv[])
                                           u"NAME=VALUE"_s);
     const QCommandLineOption trace(u"trace"_s, u"Append timing events to FILE."_s, u"FILE"_s);
     parser.addOptions({headless, dataDir, playerOption, trace});
-    parser.process(app);
-
-    if (!parser.isSet(headless))
-        fail(u"no window is built yet; running without windows"_s);
+    parser.process(*app);
 
     QString error;
     const QString dir = tav::DataDir::resolve(parser.value(dataDir), &error);
@@ -85,18 +106,50 @@ int main(int argc, char *argv[])
         }
     }
 
-    tav::Station station(dir, parser.values(playerOption));
-    if (!station.isValid()) {
-        fail(station.errorString());
+    std::unique_ptr<tav::Prompt> prompt;
+    if (windowed)
+        prompt = std::make_unique<tav::MessageBoxPrompt>(nullptr);
+    else
+        prompt = std::make_unique<tav::HeadlessPrompt>();
+
+    // One station per data folder: a second start brings the first to the front.
+    const QString instanceName = tav::SingleInstance::serverNameFor(dir);
+    if (tav::SingleInstance::activateRunning(instanceName)) {
+        prompt->inform(u"Tavrel多媒体定时播放系统"_s, u"程序已经运行！"_s);
+        return 0;
+    }
+    tav::SingleInstance instance;
+    instance.listen(instanceName);
+
+    tav::MpvPlayer player(parser.values(playerOption));
+    if (!player.isValid()) {
+        fail(player.errorString());
         return 1;
     }
+    tav::SystemClock clock;
+    tav::SystemShutdown shutdown;
+    tav::Station station(dir, player, *prompt, clock, shutdown);
+    player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
     if (parser.isSet(trace) && !station.setTraceFile(parser.value(trace))) {
         fail(u"cannot write the trace file %1"_s.arg(parser.value(trace)));
         return 1;
     }
-    quitOnSignals(app);
-    station.start();
-    const int rc = app.exec();
+    quitOnSignals(*app);
+
+    std::unique_ptr<tav::AutoStart> autoStart;
+    std::unique_ptr<tav::MainForm1> window;
+    if (windowed) {
+        autoStart = std::make_unique<tav::AutoStart>();
+        window = std::make_unique<tav::MainForm1>(station, *autoStart);
+        QObject::connect(&instance, &tav::SingleInstance::activationRequested, window.get(),
+                         &tav::MainForm1::bringToFront);
+        window->show();
+        window->startUp();
+    } else {
+        station.printToConsole();
+        station.start();
+    }
+    const int rc = app->exec();
     station.shutDown();
     return rc;
 }

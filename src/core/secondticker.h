@@ -19,6 +19,7 @@ public:
     explicit SecondTicker(const Clock &clock, QObject *parent = nullptr);
     void start();
     void stop() { m_timer.stop(); }
+    bool isActive() const { return m_timer.isActive(); }
 
 signals:
     void second();

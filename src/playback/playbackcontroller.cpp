@@ -39,6 +39,8 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     : QObject(parent), m_player(player), m_settings(settings), m_log(log), m_clock(clock),
       m_random([] { return QRandomGenerator::global()->generateDouble(); })
 {
+    // The slider starts where the player's own volume is.
+    m_slider = qBound(0, int(std::lround(m_player.volume() * 655.35)), kMaxSlider);
     m_timer1.setInterval(1000);
     connect(&m_timer1, &QTimer::timeout, this, &PlaybackController::nextItemStep);
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
@@ -156,6 +158,7 @@ void PlaybackController::onError(const QString &url)
 void PlaybackController::setMode(PlayMode mode)
 {
     m_mode = mode;
+    emit modeChanged(mode);
 }
 
 void PlaybackController::cycleMode()
@@ -177,6 +180,7 @@ void PlaybackController::setSlider(int units)
 {
     m_slider = qBound(0, units, kMaxSlider);
     setPlayerVolume(playerVolumeFor(m_slider));
+    emit sliderChanged(m_slider);
 }
 
 void PlaybackController::setPlayerVolume(int volume)

@@ -95,6 +95,8 @@ signals:
     void playKeyChanged(bool playing); // the play key shows "pause" while playing
     void videoVisibilityChanged(bool visible);
     void endOfPass();                  // a loop starts over at the first item
+    void sliderChanged(int units);
+    void modeChanged(tav::PlayMode mode);
     void idle();                       // sequential list done: status back to idle
 
 private:

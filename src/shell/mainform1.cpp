@@ -1,1 +1,735 @@
-// placeholder
+#include "shell/mainform1.h"
+
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "platform/prompt.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/formaddtask.h"
+#include "scheduler/scheduler.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskfilter.h"
+#include "shell/autostart.h"
+#include "shell/helpwindow.h"
+#include "shell/skins.h"
+#include "shell/station.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QSlider>
+#include <QStatusBar>
+#include <QStyle>
+#include <QSystemTrayIcon>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTimeEdit>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+
+const QString kTitle = u"Tavrel多媒体定时播放系统"_s;
+const QString kTimeFormat = u"H:mm:ss"_s;
+// Start-up delays offered, in seconds.
+const QStringList kDelays{u"0"_s, u"5"_s, u"10"_s, u"15"_s, u"20"_s, u"30"_s,
+                          u"45"_s, u"60"_s, u"90"_s, u"120"_s, u"180"_s, u"300"_s};
+
+template<typename W>
+W *named(W *widget, const char *name)
+{
+    widget->setObjectName(QString::fromLatin1(name));
+    return widget;
+}
+
+QPushButton *button(const char *name, const QString &text, const QString &tip = QString())
+{
+    auto *b = named(new QPushButton(text), name);
+    if (!tip.isEmpty())
+        b->setToolTip(tip);
+    return b;
+}
+
+QTimeEdit *timeEdit(const char *name)
+{
+    auto *t = named(new QTimeEdit, name);
+    t->setDisplayFormat(kTimeFormat);
+    return t;
+}
+
+QTime timeOf(int seconds)
+{
+    return QTime(0, 0).addSecs(seconds);
+}
+
+} // namespace
+
+MainForm1::MainForm1(Station &station, AutoStart &autoStart, QWidget *parent)
+    : QMainWindow(parent), m_station(station), m_autoStart(autoStart)
+{
+    setObjectName(u"MainForm1"_s);
+    setWindowTitle(kTitle);
+    resize(1024, 720);
+
+    auto *central = new QWidget;
+    auto *layout = new QVBoxLayout(central);
+    auto *title = named(new QLabel(kTitle), "lblTitle");
+    QFont titleFont = title->font();
+    titleFont.setPointSize(titleFont.pointSize() + 8);
+    titleFont.setBold(true);
+    title->setFont(titleFont);
+    m_clock = named(new QLabel, "lblClock");
+    m_clock->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    auto *header = named(new QWidget, "picTitle");
+    auto *headerRow = new QHBoxLayout(header);
+    headerRow->addWidget(title, 1);
+    headerRow->addWidget(m_clock);
+    layout->addWidget(header);
+
+    m_tabs = named(new QTabWidget, "SSTab1");
+    m_tabs->addTab(buildTaskPage(), u"定时任务"_s);
+    m_tabs->addTab(buildPlayListPage(), u"播放列表"_s);
+    m_tabs->addTab(buildSettingsPage(), u"系统设置"_s);
+    m_tabs->addTab(buildStopPage(), u"停播与关机"_s);
+    layout->addWidget(m_tabs, 3);
+
+    m_messages = named(new QGroupBox(u"消息"_s), "Frame11");
+    auto *messageLayout = new QHBoxLayout(m_messages);
+    m_information = named(new QPlainTextEdit, "txtInformation");
+    m_information->setReadOnly(true);
+    messageLayout->addWidget(m_information, 1);
+    auto *messageButtons = new QVBoxLayout;
+    auto *clear = button("cmdTipsClear", u"清空"_s);
+    auto *hide = button("cmdTipsHide", u"隐藏"_s);
+    messageButtons->addWidget(clear);
+    messageButtons->addWidget(hide);
+    messageButtons->addStretch();
+    messageLayout->addLayout(messageButtons);
+    connect(clear, &QPushButton::clicked, &m_station.log(), &MessageLog::clear);
+    connect(hide, &QPushButton::clicked, m_messages, &QWidget::hide);
+    layout->addWidget(m_messages, 1);
+    setCentralWidget(central);
+
+    buildMenus();
+    buildStatusBar();
+    buildTray();
+    wireStation();
+
+    m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
+    connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
+}
+
+MainForm1::~MainForm1() = default;
+
+QWidget *MainForm1::buildTaskPage()
+{
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    auto *filters = new QHBoxLayout;
+    auto *day = button("cmdThis_task", u"本日"_s, u"显示当天内的任务"_s);
+    auto *week = button("cmdWeekOK", u"本周"_s, u"显示未来7天内的任务"_s);
+    auto *month = button("cmdMonth", u"本月"_s, u"显示未来30天内的任务"_s);
+    auto *all = button("cmd_ShowAllTaskOK", u"全部"_s, u"显示全部任务"_s);
+    for (QPushButton *b : {day, week, month, all})
+        filters->addWidget(b);
+    filters->addStretch();
+    layout->addLayout(filters);
+    connect(day, &QPushButton::clicked, this, [this] {
+        showTasks(TaskFilter::thisDay(m_station.dataDir(), m_station.clock().now().date()));
+    });
+    connect(week, &QPushButton::clicked, this, [this] {
+        showTasks(TaskFilter::thisWeek(m_station.dataDir(), m_station.clock().now().date()));
+    });
+    connect(month, &QPushButton::clicked, this, [this] {
+        showTasks(TaskFilter::thisMonth(m_station.dataDir(), m_station.clock().now().date()));
+    });
+    connect(all, &QPushButton::clicked, this, &MainForm1::reloadTasks);
+
+    m_grid = named(new QTableWidget(0, 9), "MSHFlexGrid1");
+    m_grid->setHorizontalHeaderLabels({u"序号"_s, u"   播放任务名称"_s, u"开始时间"_s, u"结束时间"_s,
+                                       u"音量"_s, u"   播放日期"_s, u"模式"_s, u"定时"_s, QString()});
+    m_grid->setColumnHidden(kVolumeColumn, true);
+    m_grid->setColumnHidden(kSectionColumn, true);
+    m_grid->verticalHeader()->hide();
+    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_grid->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_grid->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
+    m_grid->horizontalHeader()->setSectionResizeMode(5, QHeaderView::Stretch);
+    m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_grid, &QTableWidget::cellDoubleClicked, this, &MainForm1::modifyTask);
+    layout->addWidget(m_grid, 1);
+
+    auto *actions = new QHBoxLayout;
+    auto *add = button("cmdNewAddTaskOK", u"新增任务"_s);
+    auto *modify = button("cmd_mainModiOK", u"修改任务"_s);
+    auto *remove = button("cmdDelTask", u"删除任务"_s);
+    auto *play = button("cmdPlayOne", u"立即播放"_s);
+    for (QPushButton *b : {add, modify, remove, play})
+        actions->addWidget(b);
+    actions->addStretch();
+    layout->addLayout(actions);
+    connect(add, &QPushButton::clicked, this, &MainForm1::newTask);
+    connect(modify, &QPushButton::clicked, this, &MainForm1::modifyTask);
+    connect(remove, &QPushButton::clicked, this, &MainForm1::deleteTask);
+    connect(play, &QPushButton::clicked, this, &MainForm1::playOne);
+    return page;
+}
+
+QWidget *MainForm1::buildPlayListPage()
+{
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    m_playingName = named(new QLabel, "txtPlayingName");
+    layout->addWidget(m_playingName);
+    m_playList = named(new QListWidget, "ListManualPlayFile");
+    layout->addWidget(m_playList, 1);
+
+    PlaybackController &playback = m_station.playback();
+    auto *controls = new QHBoxLayout;
+    controls->addWidget(new QLabel(u"音量"_s));
+    m_volume = named(new QSlider(Qt::Horizontal), "Slider1");
+    m_volume->setRange(0, PlaybackController::kMaxSlider);
+    m_volume->setPageStep(PlaybackController::kMaxSlider / 20);
+    controls->addWidget(m_volume, 1);
+    connect(m_volume, &QSlider::sliderMoved, &playback, &PlaybackController::setSlider);
+    connect(m_volume, &QSlider::actionTriggered, this, [this](int action) {
+        if (action != QAbstractSlider::SliderMove)
+            m_station.playback().setSlider(m_volume->sliderPosition());
+    });
+    m_playMode = button("cmdPlayMode", playModeName(playback.mode()));
+    connect(m_playMode, &QPushButton::clicked, &playback, &PlaybackController::cycleMode);
+    controls->addWidget(m_playMode);
+    auto *mute = button("cmdMute", u"静音"_s);
+    m_muted = named(new QCheckBox(u"已静音"_s), "chkVolume");
+    m_muted->setEnabled(false);
+    connect(mute, &QPushButton::clicked, this, [this] {
+        m_station.playback().toggleMute();
+        m_muted->setChecked(m_station.playback().isMuted());
+    });
+    controls->addWidget(mute);
+    controls->addWidget(m_muted);
+    const QString channelNames[3] = {u"双声道"_s, u"左声道"_s, u"右声道"_s};
+    for (int i = 0; i < 3; ++i) {
+        m_channels[i] = new QRadioButton(channelNames[i]);
+        m_channels[i]->setObjectName(u"Optchannel%1"_s.arg(i));
+        connect(m_channels[i], &QRadioButton::clicked, this, [this, i] { m_station.playback().setChannel(i); });
+        controls->addWidget(m_channels[i]);
+    }
+    layout->addLayout(controls);
+    return page;
+}
+
+QCheckBox *MainForm1::switchBox(const char *name, const QString &text, Switch s)
+{
+    auto *box = named(new QCheckBox(text), name);
+    box->setProperty("switch", int(s));
+    connect(box, &QCheckBox::clicked, this, [this, s](bool on) {
+        m_station.settings().setSwitch(s, on);
+        if (s == Switch::WorkingHours)
+            reloadTasks(); // today's list leaves out tasks outside the hours
+    });
+    m_switchBoxes.append(box);
+    return box;
+}
+
+QWidget *MainForm1::buildSettingsPage()
+{
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    auto *play = new QGroupBox(u"播放选项"_s);
+    auto *grid = new QGridLayout(play);
+    const QList<QCheckBox *> boxes{
+        switchBox("checkVoiceValue", u"按任务设定的音量播放"_s, Switch::UseTaskVolume),
+        switchBox("chkAutoBackList", u"播放结束后返回任务列表"_s, Switch::AutoBackList),
+        switchBox("chkPic", u"任务间隔显示图片"_s, Switch::Pictures),
+        switchBox("chkLogo", u"显示台标"_s, Switch::Logo),
+        switchBox("chkPingBao", u"屏保图片"_s, Switch::ScreenSaver),
+        switchBox("chkScrollOpen", u"滚动字幕"_s, Switch::Captions),
+        switchBox("chkTimeShow", u"显示时间"_s, Switch::ClockShow),
+        switchBox("chkTTS", u"语音播报"_s, Switch::Broadcast),
+        switchBox("chkViewList", u"预览列表"_s, Switch::PreviewList),
+        switchBox("chkFullScreen", u"播放时全屏"_s, Switch::FullScreen),
+        switchBox("chkNetTime", u"网络校时"_s, Switch::NetTime)};
+    for (int i = 0; i < boxes.size(); ++i)
+        grid->addWidget(boxes[i], i / 3, i % 3);
+    layout->addWidget(play);
+
+    auto *start = new QGroupBox(u"启动"_s);
+    auto *startRow = new QHBoxLayout(start);
+    m_autoRun = named(new QCheckBox(u"开机自动启动"_s), "chkAutoRun");
+    startRow->addWidget(m_autoRun);
+    startRow->addSpacing(24);
+    startRow->addWidget(new QLabel(u"启动延时（秒）"_s));
+    m_delay = named(new QComboBox, "cboDelayRun");
+    m_delay->addItems(kDelays);
+    startRow->addWidget(m_delay);
+    startRow->addStretch();
+    connect(m_delay, &QComboBox::textActivated, this,
+            [this](const QString &text) { m_station.settings().setText(Setting::StartDelay, text); });
+    layout->addWidget(start);
+
+    auto *look = new QGroupBox(u"界面"_s);
+    auto *lookRow = new QHBoxLayout(look);
+    lookRow->addWidget(new QLabel(u"界面颜色"_s));
+    m_colour = named(new QSlider(Qt::Horizontal), "Slider3");
+    m_colour->setRange(-180, 180);
+    lookRow->addWidget(m_colour, 1);
+    connect(m_colour, &QSlider::valueChanged, this, [this](int hue) {
+        m_station.settings().setText(Setting::InterfaceColour, QString::number(hue));
+        Skins::apply(*qApp, Skins::fromSetting(m_station.settings().text(Setting::Skin)), hue);
+    });
+    layout->addWidget(look);
+    layout->addStretch();
+    return page;
+}
+
+QWidget *MainForm1::buildStopPage()
+{
+    auto *page = new QWidget;
+    auto *layout = new QGridLayout(page);
+
+    auto *dates = new QGroupBox(u"停播日期"_s);
+    auto *datesLayout = new QVBoxLayout(dates);
+    m_stopDates = named(new QListWidget, "ListDateNoPlay");
+    datesLayout->addWidget(m_stopDates, 1);
+    auto *dateRow = new QHBoxLayout;
+    m_stopDate = named(new QDateEdit, "DTPNoPlayDate");
+    m_stopDate->setDisplayFormat(u"yyyy/M/d"_s);
+    m_stopDate->setCalendarPopup(true);
+    auto *add = button("cmdAddNoPlayDate", u"添加"_s);
+    auto *remove = button("cmdDelNoPlayDate", u"删除"_s);
+    dateRow->addWidget(m_stopDate, 1);
+    dateRow->addWidget(add);
+    dateRow->addWidget(remove);
+    datesLayout->addLayout(dateRow);
+    connect(add, &QPushButton::clicked, this, &MainForm1::addStopDate);
+    connect(remove, &QPushButton::clicked, this, [this] {
+        m_station.stopDates().remove(m_stopDates->currentRow());
+        refreshStopDates();
+    });
+    layout->addWidget(dates, 0, 0, 3, 1);
+
+    auto *weekdays = new QGroupBox(u"每周停播"_s);
+    auto *weekRow = new QHBoxLayout(weekdays);
+    weekRow->addWidget(switchBox("chkMonday", u"周一"_s, Switch::StopMonday));
+    weekRow->addWidget(switchBox("ChkTuesday", u"周二"_s, Switch::StopTuesday));
+    weekRow->addWidget(switchBox("ChkWednesday", u"周三"_s, Switch::StopWednesday));
+    weekRow->addWidget(switchBox("ChkThursday", u"周四"_s, Switch::StopThursday));
+    weekRow->addWidget(switchBox("ChkFriday", u"周五"_s, Switch::StopFriday));
+    weekRow->addWidget(switchBox("ChkSaturday", u"周六"_s, Switch::StopSaturday));
+    weekRow->addWidget(switchBox("chkSund", u"周日"_s, Switch::StopSunday));
+    layout->addWidget(weekdays, 0, 1);
+
+    auto *hours = new QGroupBox(u"工作时段"_s);
+    auto *hoursRow = new QHBoxLayout(hours);
+    hoursRow->addWidget(switchBox("chkWorkTime", u"启用工作时段"_s, Switch::WorkingHours));
+    m_workStart = timeEdit("DTPicStartTime");
+    m_workEnd = timeEdit("DTPicEndTime");
+    hoursRow->addWidget(new QLabel(u"从"_s));
+    hoursRow->addWidget(m_workStart);
+    hoursRow->addWidget(new QLabel(u"至"_s));
+    hoursRow->addWidget(m_workEnd);
+    hoursRow->addStretch();
+    for (auto [edit, setting] : {std::pair{m_workStart, Setting::WorkStart}, {m_workEnd, Setting::WorkEnd}}) {
+        connect(edit, &QTimeEdit::editingFinished, this, [this, edit = edit, setting = setting] {
+            m_station.settings().setText(setting, edit->time().toString(kTimeFormat));
+            reloadTasks();
+        });
+    }
+    layout->addWidget(hours, 1, 1);
+
+    auto *shutdown = new QGroupBox(u"关机"_s);
+    auto *shutdownRow = new QHBoxLayout(shutdown);
+    m_closeComputer = named(new QCheckBox(u"定时关机"_s), "chkCloseComputer");
+    m_closeTime = timeEdit("DTPCloseTime");
+    auto *stopDayOff = switchBox("chkclsRetime", u"停播日立即关机"_s, Switch::ShutdownOnStopDay);
+    stopDayOff->setToolTip(u"当天是停播日期立即关机"_s);
+    shutdownRow->addWidget(m_closeComputer);
+    shutdownRow->addWidget(m_closeTime);
+    shutdownRow->addSpacing(24);
+    shutdownRow->addWidget(stopDayOff);
+    shutdownRow->addStretch();
+    const auto saveShutdown = [this] {
+        m_station.settings().setShutdownAtTime(m_closeComputer->isChecked(),
+                                               zh::secondsOfDay(m_closeTime->time()));
+    };
+    connect(m_closeComputer, &QCheckBox::clicked, this, saveShutdown);
+    connect(m_closeTime, &QTimeEdit::editingFinished, this, saveShutdown);
+    layout->addWidget(shutdown, 2, 1);
+    layout->setColumnStretch(0, 1);
+    layout->setColumnStretch(1, 2);
+    return page;
+}
+
+void MainForm1::buildMenus()
+{
+    const auto action = [this](QMenu *menu, const char *name, const QString &text) {
+        QAction *a = menu->addAction(text);
+        a->setObjectName(QString::fromLatin1(name));
+        return a;
+    };
+    QMenu *tasks = menuBar()->addMenu(u"任务(&T)"_s);
+    connect(action(tasks, "mnuTaskAdd", u"新增任务"_s), &QAction::triggered, this, &MainForm1::newTask);
+    connect(action(tasks, "mnuTaskModi", u"修改任务"_s), &QAction::triggered, this, &MainForm1::modifyTask);
+    connect(action(tasks, "mnuTaskDele", u"删除任务"_s), &QAction::triggered, this, &MainForm1::deleteTask);
+    tasks->addSeparator();
+    connect(action(tasks, "mnuPlayOne", u"立即播放"_s), &QAction::triggered, this, &MainForm1::playOne);
+
+    QMenu *settings = menuBar()->addMenu(u"设置(&S)"_s);
+    m_autoRunAction = action(settings, "mnuAutoRun", u"开机自动启动"_s);
+    m_autoRunAction->setCheckable(true);
+    QMenu *skins = settings->addMenu(u"界面风格"_s);
+    skins->setObjectName(u"mnuSkin"_s);
+    m_skins = new QActionGroup(this);
+    const std::pair<const char *, QString> skinItems[] = {{"mnuWindow", u"系统默认"_s},
+                                                          {"mnuQQ08", u"经典蓝"_s},
+                                                          {"mnuQQ09", u"夜色"_s},
+                                                          {"mnuVista", u"玻璃"_s}};
+    for (int i = 0; i < 4; ++i) {
+        QAction *a = action(skins, skinItems[i].first, skinItems[i].second);
+        a->setCheckable(true);
+        a->setData(i);
+        m_skins->addAction(a);
+        connect(a, &QAction::triggered, this, [this, i] { applySkin(i); });
+    }
+    settings->addSeparator();
+    connect(action(settings, "mnuSetAero", u"开启透明效果"_s), &QAction::triggered, this, [this] {
+        Skins::setAero(*this, true);
+        m_station.settings().setSwitch(Switch::Aero, true);
+    });
+    connect(action(settings, "mnuNoAero", u"关闭透明效果"_s), &QAction::triggered, this, [this] {
+        Skins::setAero(*this, false);
+        m_station.settings().setSwitch(Switch::Aero, false);
+    });
+    m_statusBarAction = action(settings, "mnuStatusBar", u"显示状态栏"_s);
+    m_statusBarAction->setCheckable(true);
+    connect(m_statusBarAction, &QAction::triggered, this, [this](bool shown) {
+        statusBar()->setVisible(shown);
+        m_station.settings().setSwitch(Switch::HideStatusBar, !shown);
+    });
+
+    const auto setAutoRun = [this](bool on) {
+        const bool ok = m_autoStart.setEnabled(on, QCoreApplication::applicationFilePath(),
+                                               m_station.dataDir().root());
+        if (!ok)
+            m_station.prompt().inform(u"提示"_s, u"无法设置开机自动启动："_s + m_autoStart.errorString());
+        const bool now = m_autoStart.isEnabled();
+        m_autoRun->setChecked(now);
+        m_autoRunAction->setChecked(now);
+    };
+    connect(m_autoRun, &QCheckBox::clicked, this, setAutoRun);
+    connect(m_autoRunAction, &QAction::triggered, this, setAutoRun);
+
+    QMenu *help = menuBar()->addMenu(u"帮助(&H)"_s);
+    connect(action(help, "mnuSoftwareInstructions", u"帮助说明"_s), &QAction::triggered, this, [this] {
+        if (!m_help)
+            m_help = new HelpWindow(m_station.dataDir().root(), this);
+        m_help->show();
+        m_help->raise();
+    });
+
+    // The grid's own menu.
+    auto *popup = new QMenu(this);
+    connect(action(popup, "mnuAddTast", u"新增任务"_s), &QAction::triggered, this, &MainForm1::newTask);
+    connect(action(popup, "mnuChange", u"修改任务"_s), &QAction::triggered, this, &MainForm1::modifyTask);
+    connect(action(popup, "mnuDelTask", u"删除任务"_s), &QAction::triggered, this, &MainForm1::deleteTask);
+    connect(m_grid, &QWidget::customContextMenuRequested, this,
+            [this, popup](const QPoint &at) { popup->popup(m_grid->viewport()->mapToGlobal(at)); });
+}
+
+void MainForm1::buildStatusBar()
+{
+    QStatusBar *bar = statusBar();
+    bar->setObjectName(u"StatusBar1"_s);
+    m_status = named(new QLabel(kTitle), "lblStatus");
+    m_nextTask = named(new QLabel, "lblNextTask");
+    m_remaining = named(new QLabel, "lblRemain");
+    m_workHours = named(new QLabel, "lblWorkHours");
+    bar->addWidget(m_status, 2);
+    bar->addWidget(m_nextTask, 2);
+    bar->addWidget(m_remaining, 1);
+    bar->addPermanentWidget(m_workHours);
+}
+
+void MainForm1::buildTray()
+{
+    m_tray = new QSystemTrayIcon(style()->standardIcon(QStyle::SP_MediaPlay), this);
+    m_tray->setObjectName(u"trayIcon"_s);
+    m_tray->setToolTip(kTitle);
+    auto *menu = new QMenu(this);
+    QAction *show = menu->addAction(u"显示主窗口"_s);
+    show->setObjectName(u"mnuPopShow"_s);
+    QAction *exit = menu->addAction(u"退出"_s);
+    exit->setObjectName(u"mnuPopExit"_s);
+    connect(show, &QAction::triggered, this, &MainForm1::bringToFront);
+    connect(exit, &QAction::triggered, this, &MainForm1::requestExit);
+    m_tray->setContextMenu(menu);
+    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason why) {
+        if (why == QSystemTrayIcon::Trigger || why == QSystemTrayIcon::DoubleClick)
+            bringToFront();
+    });
+    if (QSystemTrayIcon::isSystemTrayAvailable())
+        m_tray->show();
+}
+
+void MainForm1::wireStation()
+{
+    MessageLog &log = m_station.log();
+    connect(&log, &MessageLog::changed, this, &MainForm1::showLog);
+
+    Scheduler &scheduler = m_station.scheduler();
+    connect(&scheduler, &Scheduler::statusChanged, m_status, &QLabel::setText);
+    connect(&scheduler, &Scheduler::taskStarted, this, [this](const QString &name) {
+        m_tabs->setCurrentIndex(1);
+        m_playingName->setText(u"正在播放："_s + name);
+    });
+    connect(&scheduler, &Scheduler::taskEnded, this, [this] {
+        m_playingName->clear();
+        if (m_station.settings().isOn(Switch::AutoBackList))
+            m_tabs->setCurrentIndex(0);
+    });
+    connect(&m_station, &Station::startDelayed, m_status, &QLabel::setText);
+    connect(&m_station.ticker(), &SecondTicker::second, this, &MainForm1::onSecond);
+
+    PlaybackController &playback = m_station.playback();
+    connect(&playback, &PlaybackController::listChanged, this,
+            [this] { m_playList->clear(); m_playList->addItems(m_station.playback().items()); });
+    connect(&playback, &PlaybackController::selectionChanged, this,
+            [this](int index) { m_playList->setCurrentRow(index); });
+    connect(&playback, &PlaybackController::sliderChanged, m_volume, &QSlider::setValue);
+    connect(&playback, &PlaybackController::modeChanged, this,
+            [this](PlayMode mode) { m_playMode->setText(playModeName(mode)); });
+}
+
+void MainForm1::startUp()
+{
+    // An auto-start entry left by an older copy of the program elsewhere.
+    const QString exe = QCoreApplication::applicationFilePath();
+    const QString registered = m_autoStart.registeredPath();
+    if (!registered.isEmpty() && registered != exe
+        && m_station.prompt().ask(u"提示"_s, u"发现旧自动启动路径，是否更新为"_s + exe, true)) {
+        m_autoStart.setEnabled(false, exe, m_station.dataDir().root());
+        m_autoStart.setEnabled(true, exe, m_station.dataDir().root());
+        m_station.log().append(zh::datedLine(m_station.clock().now().date(), u"自动启动路径已更新"_s));
+    }
+    m_station.start();
+    loadControls();
+    showTasks(m_station.tasks().rows());
+    refreshStopDates();
+    m_stopDate->setDate(m_station.clock().now().date());
+    showLog();
+    onSecond();
+
+    // The station's own background picture, when the operator put one in.
+    for (const QString &name : {u"BG800X600.JPG"_s, u"BG800X600.jpg"_s}) {
+        const QString path = m_station.dataDir().file(name);
+        if (QFileInfo::exists(path)) {
+            findChild<QWidget *>(u"picTitle"_s)->setStyleSheet(
+                u"#picTitle { border-image: url(\"%1\") 0 0 0 0 stretch stretch; }"_s.arg(path));
+            break;
+        }
+    }
+}
+
+void MainForm1::loadControls()
+{
+    const Settings &s = m_station.settings();
+    for (QCheckBox *box : std::as_const(m_switchBoxes))
+        box->setChecked(s.isOn(Switch(box->property("switch").toInt())));
+    const int delay = m_delay->findText(QString::number(s.startDelaySeconds()));
+    m_delay->setCurrentIndex(delay >= 0 ? delay : 0);
+    m_workStart->setTime(timeOf(s.workStart()));
+    m_workEnd->setTime(timeOf(s.workEnd()));
+    m_closeComputer->setChecked(s.isOn(Switch::ShutdownAtTime));
+    m_closeTime->setTime(timeOf(s.shutdownTime()));
+    m_channels[m_station.playback().channel()]->setChecked(true);
+    m_volume->setValue(m_station.playback().slider());
+    m_playMode->setText(playModeName(m_station.playback().mode()));
+    m_autoRun->setChecked(m_autoStart.isEnabled());
+    m_autoRunAction->setChecked(m_autoStart.isEnabled());
+
+    const int skin = int(Skins::fromSetting(s.text(Setting::Skin)));
+    m_colour->blockSignals(true);
+    m_colour->setValue(s.number(Setting::InterfaceColour));
+    m_colour->blockSignals(false);
+    m_skins->actions().at(skin)->setChecked(true);
+    Skins::apply(*qApp, Skins::Skin(skin), m_colour->value());
+    Skins::setAero(*this, s.isOn(Switch::Aero));
+    statusBar()->setVisible(!s.isOn(Switch::HideStatusBar));
+    m_statusBarAction->setChecked(!s.isOn(Switch::HideStatusBar));
+}
+
+void MainForm1::applySkin(int skin)
+{
+    Skins::apply(*qApp, Skins::Skin(skin), m_colour->value());
+    m_station.settings().setText(Setting::Skin, Skins::toSetting(Skins::Skin(skin)));
+}
+
+void MainForm1::showTasks(const QList<TaskRecord> &rows)
+{
+    m_grid->setRowCount(int(rows.size()));
+    for (int i = 0; i < rows.size(); ++i) {
+        const QStringList columns = QStringList{QString::number(i + 1)} + rows[i].columns()
+                                    + QStringList{QString::number(rows[i].section)};
+        for (int c = 0; c < columns.size(); ++c)
+            m_grid->setItem(i, c, new QTableWidgetItem(columns[c]));
+    }
+    m_grid->resizeColumnToContents(0);
+}
+
+void MainForm1::reloadTasks()
+{
+    m_station.tasks().load(m_station.clock().now().date());
+    showTasks(m_station.tasks().rows());
+}
+
+int MainForm1::selectedSection() const
+{
+    const int row = m_grid->currentRow();
+    if (row < 0 || !m_grid->item(row, kSectionColumn))
+        return -1;
+    return m_grid->item(row, kSectionColumn)->text().toInt();
+}
+
+void MainForm1::newTask()
+{
+    m_editor->openNew();
+}
+
+void MainForm1::modifyTask()
+{
+    const int section = selectedSection();
+    const auto &rows = m_station.tasks().rows();
+    if (section < 0 && rows.size() <= 1) {
+        // A fresh station: start it with the sample task.
+        m_station.prompt().inform(u"提示"_s, u"任务标题为空，开始初始化列表内容！"_s);
+        m_station.tasks().writeDefaultRecord();
+        reloadTasks();
+        return;
+    }
+    for (const TaskRecord &r : rows) {
+        if (r.section == section) {
+            m_editor->openModify(r);
+            return;
+        }
+    }
+}
+
+void MainForm1::deleteTask()
+{
+    const int section = selectedSection();
+    const auto &rows = m_station.tasks().rows();
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        if (rows[i].section == section) {
+            if (m_station.tasks().deleteTask(i, m_station.prompt(), m_station.clock().now().date())
+                == TaskStore::DeleteResult::Deleted)
+                showTasks(m_station.tasks().rows());
+            return;
+        }
+    }
+}
+
+void MainForm1::playOne()
+{
+    const int section = selectedSection();
+    for (const TaskRecord &r : m_station.tasks().rows()) {
+        if (r.section != section)
+            continue;
+        PlaybackController &playback = m_station.playback();
+        playback.setSlider(r.volume.toInt());
+        playback.startTask(r.mode, m_station.tasks().readMediaList(r.name));
+        m_playingName->setText(u"正在播放："_s + r.name);
+        m_tabs->setCurrentIndex(1);
+        return;
+    }
+}
+
+void MainForm1::addStopDate()
+{
+    m_station.stopDates().add(m_stopDate->date(), m_station.prompt());
+    refreshStopDates();
+}
+
+void MainForm1::refreshStopDates()
+{
+    m_stopDates->clear();
+    m_stopDates->addItems(m_station.stopDates().dates());
+}
+
+void MainForm1::showLog()
+{
+    const MessageLog &log = m_station.log();
+    m_messages->setTitle(log.caption());
+    if (m_information->toPlainText() != log.text()) {
+        m_information->setPlainText(log.text());
+        m_information->verticalScrollBar()->setValue(m_information->verticalScrollBar()->maximum());
+    }
+}
+
+void MainForm1::onSecond()
+{
+    m_clock->setText(zh::dateTime(m_station.clock().now()) + u"  "_s
+                     + zh::weekdayName(m_station.clock().now().date()));
+    const Scheduler &scheduler = m_station.scheduler();
+    if (!scheduler.isEnabled())
+        return; // the next-task display rests with the schedule
+    const NextTaskStatus status = scheduler.nextTaskStatus();
+    m_nextTask->setText(status.next);
+    m_remaining->setText(status.remaining);
+    m_remaining->setStyleSheet(status.lastTen ? u"color: #c00000; font-weight: bold;"_s : QString());
+    m_workHours->setText(status.workHours);
+}
+
+void MainForm1::bringToFront()
+{
+    showNormal();
+    raise();
+    activateWindow();
+}
+
+void MainForm1::requestExit()
+{
+    if (!m_station.prompt().ask(u"提示"_s, u"确定退出软件吗?"_s, false))
+        return;
+    m_exiting = true;
+    m_tray->hide();
+    m_station.shutDown();
+    QCoreApplication::quit();
+}
+
+void MainForm1::closeEvent(QCloseEvent *event)
+{
+    // Closing the window keeps the station running in the tray; exit asks first.
+    if (m_exiting) {
+        event->accept();
+        return;
+    }
+    event->ignore();
+    if (m_tray->isVisible())
+        hide();
+    else
+        requestExit();
+}
+
+} // namespace tav

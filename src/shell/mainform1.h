@@ -1,1 +1,121 @@
 #pragma once
+
+#include "scheduler/taskstore.h"
+
+#include <QMainWindow>
+
+class QAction;
+class QActionGroup;
+class QCheckBox;
+class QComboBox;
+class QDateEdit;
+class QGroupBox;
+class QLabel;
+class QListWidget;
+class QPlainTextEdit;
+class QPushButton;
+class QRadioButton;
+class QSlider;
+class QSystemTrayIcon;
+class QTabWidget;
+class QTableWidget;
+class QTimeEdit;
+
+namespace tav {
+
+class AutoStart;
+class FormAddTask;
+class HelpWindow;
+class Station;
+enum class Switch;
+
+// The station console. Thin: every control shows or sets the station's own
+// state, and every option is written the moment it is clicked. Each control
+// carries its name as objectName.
+class MainForm1 : public QMainWindow
+{
+    Q_OBJECT
+public:
+    // Grid columns: 0 row number, 1 to 7 the task's keys, 8 (hidden) its section number.
+    static constexpr int kSectionColumn = 8;
+    static constexpr int kVolumeColumn = 4;
+
+    MainForm1(Station &station, AutoStart &autoStart, QWidget *parent = nullptr);
+    ~MainForm1() override;
+
+    // Start-up after the window exists: the auto-start path check, the
+    // station's own start, then every control from the settings.
+    void startUp();
+    // A second copy asked for this one.
+    void bringToFront();
+
+    // The grid's task rows, as shown.
+    void showTasks(const QList<TaskRecord> &rows);
+    void reloadTasks(); // the whole task file, and today's list again
+
+    // Toolbar and menu actions.
+    void newTask();
+    void modifyTask();
+    void deleteTask();
+    void playOne();
+    void requestExit();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    QWidget *buildTaskPage();
+    QWidget *buildPlayListPage();
+    QWidget *buildSettingsPage();
+    QWidget *buildStopPage();
+    void buildMenus();
+    void buildTray();
+    void buildStatusBar();
+    void wireStation();
+    void loadControls();
+    QCheckBox *switchBox(const char *name, const QString &text, Switch s);
+    int selectedSection() const;
+    void onSecond();
+    void applySkin(int skin);
+    void addStopDate();
+    void refreshStopDates();
+    void showLog();
+
+    Station &m_station;
+    AutoStart &m_autoStart;
+    FormAddTask *m_editor = nullptr;
+    HelpWindow *m_help = nullptr;
+    bool m_exiting = false;
+
+    QTabWidget *m_tabs = nullptr;
+    QTableWidget *m_grid = nullptr;
+    QListWidget *m_playList = nullptr;
+    QLabel *m_playingName = nullptr;
+    QSlider *m_volume = nullptr;
+    QPushButton *m_playMode = nullptr;
+    QCheckBox *m_muted = nullptr;
+    QRadioButton *m_channels[3] = {};
+    QGroupBox *m_messages = nullptr;
+    QPlainTextEdit *m_information = nullptr;
+    QComboBox *m_delay = nullptr;
+    QTimeEdit *m_workStart = nullptr;
+    QTimeEdit *m_workEnd = nullptr;
+    QTimeEdit *m_closeTime = nullptr;
+    QCheckBox *m_closeComputer = nullptr;
+    QCheckBox *m_autoRun = nullptr;
+    QSlider *m_colour = nullptr;
+    QListWidget *m_stopDates = nullptr;
+    QDateEdit *m_stopDate = nullptr;
+    QLabel *m_clock = nullptr;
+    QLabel *m_status = nullptr;
+    QLabel *m_nextTask = nullptr;
+    QLabel *m_remaining = nullptr;
+    QLabel *m_workHours = nullptr;
+    QAction *m_autoRunAction = nullptr;
+    QAction *m_statusBarAction = nullptr;
+    QActionGroup *m_skins = nullptr;
+    QSystemTrayIcon *m_tray = nullptr;
+    QList<QCheckBox *> m_switchBoxes;
+};
+
+} // namespace tav

@@ -217,3 +217,18 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
         EXPECT_FALSE(QFile::exists(st->data.file(u"bin/shutdown.calls"_s)));
     }
 }
+
+TEST(Headless, SecondCopyOnTheSameFolderIsRefusedAndTheFirstRunsOn)
+{
+    Station first;
+    first.start();
+    QThread::msleep(700); // let it take its place
+    QProcess second;
+    second.start(QString::fromUtf8(TAVPLAYER_BIN),
+                 {u"--headless"_s, u"--data-dir"_s, first.data.path(), u"--player-option"_s, u"ao=null"_s});
+    ASSERT_TRUE(second.waitForFinished(10000));
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_TRUE(second.readAllStandardError().contains(u"程序已经运行！"_s.toUtf8()));
+    EXPECT_EQ(first.process.state(), QProcess::Running);
+    first.stop();
+}

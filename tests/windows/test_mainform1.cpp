@@ -1,1 +1,204 @@
-// placeholder
+#include "core/ini.h"
+#include "fakes/fakes.h"
+#include "shell/autostart.h"
+#include "shell/mainform1.h"
+#include "shell/station.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QDateEdit>
+#include <QGroupBox>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTimeEdit>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+// The console on a Monday morning, on a temporary data folder.
+class MainWindowTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    tav::test::DataFolder autostartDir;
+    tav::AutoStart autoStart{autostartDir.path()};
+    std::unique_ptr<tav::Station> station;
+    std::unique_ptr<tav::MainForm1> window;
+
+    // Starts (or restarts) the program on the folder.
+    void start()
+    {
+        window.reset();
+        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        window = std::make_unique<tav::MainForm1>(*station, autoStart);
+        window->startUp();
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const
+    {
+        W *w = window->findChild<W *>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    QStringList gridNames() const
+    {
+        auto *grid = get<QTableWidget>("MSHFlexGrid1");
+        QStringList names;
+        for (int r = 0; r < grid->rowCount(); ++r)
+            names.append(grid->item(r, 1)->text());
+        return names;
+    }
+    void selectTask(const QString &name)
+    {
+        auto *grid = get<QTableWidget>("MSHFlexGrid1");
+        for (int r = 0; r < grid->rowCount(); ++r)
+            if (grid->item(r, 1)->text() == name)
+                grid->setCurrentCell(r, 1);
+    }
+    void writeTasks(const QStringList &nameAndDays)
+    {
+        QString song;
+        for (int i = 0; i < nameAndDays.size(); ++i) {
+            const QStringList nd = nameAndDays[i].split(u'|');
+            song += u"[FileInfo%1]\nName=%2\nTime=11:00:00\nDuration=11:10:00\nType=50000\nDevice=%3\n"
+                    "Recurrence=循环\nRemind=开\n"_s.arg(i + 1).arg(nd[0], nd[1]);
+        }
+        d.write(u"【SONG】.ini"_s, song);
+    }
+};
+
+TEST_F(MainWindowTest, FilterButtonsShowTheirTasks)
+{
+    writeTasks({u"下周|指定 2026/11/30"_s, u"周二|每周二"_s, u"每日|每天"_s, u"周一|每周一"_s,
+                u"下月|指定 2026/12/24"_s});
+    start();
+    EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s, u"周一"_s, u"下月"_s}));
+    auto *grid = get<QTableWidget>("MSHFlexGrid1");
+    EXPECT_EQ(grid->horizontalHeaderItem(1)->text(), u"   播放任务名称");
+    EXPECT_TRUE(grid->isColumnHidden(tav::MainForm1::kVolumeColumn));
+    click("cmdThis_task");
+    EXPECT_EQ(gridNames(), (QStringList{u"每日"_s, u"周一"_s}));
+    click("cmdWeekOK");
+    EXPECT_EQ(gridNames(), (QStringList{u"每日"_s, u"周一"_s, u"周二"_s, u"下周"_s}));
+    click("cmdMonth");
+    EXPECT_EQ(gridNames(), (QStringList{u"每日"_s, u"周一"_s, u"周二"_s, u"下周"_s, u"下月"_s}));
+    click("cmd_ShowAllTaskOK");
+    EXPECT_EQ(gridNames().size(), 5);
+    EXPECT_EQ(get<QPushButton>("cmdMonth")->toolTip(), u"显示未来30天内的任务");
+}
+
+TEST_F(MainWindowTest, OptionsAreWrittenOnClickAndComeBackAtTheNextStart)
+{
+    start();
+    click("chkNetTime");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"netTime"_s, u"netTimeOnOff"_s), u"1");
+    click("ChkSaturday");
+    get<QTimeEdit>("DTPCloseTime")->setTime(QTime(17, 45));
+    click("chkCloseComputer");
+    EXPECT_EQ(tav::IniFile(d.file(u"【TIMERSET】.ini"_s)).value(u"定时器时间设置"_s, u"关机时间"_s), u"17:45:00");
+    auto *delay = get<QComboBox>("cboDelayRun");
+    delay->setCurrentText(u"30"_s);
+    emit delay->textActivated(u"30"_s);
+    click("Optchannel1");
+
+    start();
+    EXPECT_TRUE(get<QCheckBox>("chkNetTime")->isChecked());
+    EXPECT_TRUE(get<QCheckBox>("ChkSaturday")->isChecked());
+    EXPECT_FALSE(get<QCheckBox>("chkMonday")->isChecked());
+    EXPECT_TRUE(get<QCheckBox>("chkCloseComputer")->isChecked());
+    EXPECT_EQ(get<QTimeEdit>("DTPCloseTime")->time(), QTime(17, 45));
+    EXPECT_EQ(get<QComboBox>("cboDelayRun")->currentText(), u"30");
+    EXPECT_TRUE(get<QAbstractButton>("Optchannel1")->isChecked());
+    EXPECT_EQ(player.balance(), -10000);
+}
+
+TEST_F(MainWindowTest, StopDatesAddAskRefuseDuplicatesAndDelete)
+{
+    start();
+    EXPECT_EQ(get<QDateEdit>("DTPNoPlayDate")->date(), QDate(2026, 11, 23));
+    get<QDateEdit>("DTPNoPlayDate")->setDate(QDate(2027, 1, 1));
+    prompt.answers = {true};
+    click("cmdAddNoPlayDate");
+    auto *list = get<QListWidget>("ListDateNoPlay");
+    ASSERT_EQ(list->count(), 1);
+    EXPECT_EQ(list->item(0)->text(), u"2027/1/1");
+    click("cmdAddNoPlayDate");
+    EXPECT_EQ(prompt.shown.last(), u"提示|日期有重复，无法添加！");
+    EXPECT_EQ(list->count(), 1);
+    list->setCurrentRow(0);
+    click("cmdDelNoPlayDate");
+    EXPECT_EQ(list->count(), 0);
+    EXPECT_EQ(tav::IniFile(d.file(u"【DATE】.ini"_s)).value(u"The number of Date"_s, u"quantity"_s), u"0");
+}
+
+TEST_F(MainWindowTest, DeleteKeepsTheLastTaskAndAsksFirst)
+{
+    writeTasks({u"唯一|每天"_s});
+    start();
+    selectTask(u"唯一"_s);
+    click("cmdDelTask");
+    EXPECT_EQ(prompt.shown.last(), u"提示|至少应保留一条任务");
+    EXPECT_EQ(gridNames(), QStringList{u"唯一"_s});
+
+    writeTasks({u"甲|每天"_s, u"乙|每天"_s});
+    click("cmd_ShowAllTaskOK");
+    selectTask(u"乙"_s);
+    prompt.answers = {false};
+    click("cmdDelTask");
+    EXPECT_EQ(gridNames().size(), 2);
+    prompt.answers = {true};
+    click("cmdDelTask");
+    EXPECT_EQ(gridNames(), QStringList{u"甲"_s});
+}
+
+TEST_F(MainWindowTest, ModifyOnAnEmptyStationWritesTheSampleTask)
+{
+    start();
+    click("cmd_mainModiOK");
+    EXPECT_EQ(prompt.shown.last(), u"提示|任务标题为空，开始初始化列表内容！");
+    EXPECT_EQ(gridNames(), QStringList{u"服务厅大屏视频演示"_s});
+}
+
+TEST_F(MainWindowTest, MessagePaneFollowsTheLogAndClears)
+{
+    start();
+    station->log().append(u"[2026/11/23]开播：早操"_s);
+    EXPECT_EQ(get<QGroupBox>("Frame11")->title(), u"消息共1条");
+    EXPECT_EQ(get<QPlainTextEdit>("txtInformation")->toPlainText(), u"[2026/11/23]开播：早操");
+    click("cmdTipsClear");
+    EXPECT_EQ(get<QGroupBox>("Frame11")->title(), u"消息");
+    EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().isEmpty());
+}
+
+TEST_F(MainWindowTest, ExitAsksAndNoKeepsRunning)
+{
+    start();
+    prompt.answers = {false};
+    window->findChild<QAction *>(u"mnuPopExit"_s)->trigger();
+    EXPECT_EQ(prompt.shown.last(), u"提示|确定退出软件吗?");
+    EXPECT_TRUE(station->ticker().isActive());
+}
+
+TEST_F(MainWindowTest, OldAutoStartPathIsOfferedForUpdate)
+{
+    ASSERT_TRUE(autoStart.setEnabled(true, u"/opt/old place/tavplayer"_s, d.path()));
+    prompt.answers = {true};
+    start();
+    ASSERT_FALSE(prompt.shown.isEmpty());
+    EXPECT_TRUE(prompt.shown.first().startsWith(u"提示|发现旧自动启动路径，是否更新为"_s));
+    EXPECT_EQ(autoStart.registeredPath(), QCoreApplication::applicationFilePath());
+    EXPECT_TRUE(station->log().text().endsWith(u"]自动启动路径已更新"_s));
+}

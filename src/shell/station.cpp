@@ -1,4 +1,4 @@
-#include "app/station.h"
+#include "shell/station.h"
 
 #include "core/zhtext.h"
 
@@ -8,21 +8,27 @@ using namespace Qt::StringLiterals;
 
 namespace tav {
 
-Station::Station(const QString &dataDir, const QStringList &playerOptions, QObject *parent)
-    : QObject(parent), m_dir(dataDir), m_settings(m_dir), m_log(m_dir.playLog(), m_clock),
-      m_player(playerOptions), m_playback(m_player, m_settings, m_log, m_clock),
+Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, const Clock &clock,
+                 Shutdown &shutdown, QObject *parent)
+    : QObject(parent), m_clock(clock), m_dir(dataDir), m_prompt(prompt), m_shutdown(shutdown),
+      m_player(player), m_settings(m_dir), m_log(m_dir.playLog(), m_clock),
+      m_playback(m_player, m_settings, m_log, m_clock),
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
       m_ticker(m_clock)
 {
-    connect(&m_log, &MessageLog::messageAdded, this, &Station::print);
-    connect(&m_scheduler, &Scheduler::statusChanged, this, &Station::print);
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
-    connect(&m_ticker, &SecondTicker::second, this, &Station::printNextTask);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
-    m_player.setTraceSink([this](const QString &event, const QString &detail) { trace(event, detail); });
+}
+
+void Station::printToConsole()
+{
+    connect(&m_log, &MessageLog::messageAdded, this, &Station::print);
+    connect(&m_scheduler, &Scheduler::statusChanged, this, &Station::print);
+    connect(&m_ticker, &SecondTicker::second, this, &Station::printNextTask);
+    connect(this, &Station::startDelayed, this, &Station::print);
 }
 
 bool Station::setTraceFile(const QString &path)
@@ -39,7 +45,7 @@ void Station::start()
     m_stopDates.load();
     m_scheduler.startDay();
     if (const int delay = m_settings.startDelaySeconds(); delay > 0) {
-        print(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
+        emit startDelayed(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
         m_scheduler.delayStart(delay);
     }
     m_ticker.start();

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "core/clock.h"
+#include "core/datadir.h"
+#include "core/messagelog.h"
+#include "core/secondticker.h"
+#include "core/settings.h"
+#include "platform/prompt.h"
+#include "platform/shutdown.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/scheduler.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskstore.h"
+
+#include <QFile>
+#include <QObject>
+
+namespace tav {
+
+// The whole station: settings, logs, stop dates, tasks, the clockwork and
+// the media player. The main window shows and drives it; without windows it
+// runs alone, its messages printed to stdout.
+class Station : public QObject
+{
+    Q_OBJECT
+public:
+    Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, const Clock &clock,
+            Shutdown &shutdown, QObject *parent = nullptr);
+
+    // Writes "time event detail" lines with millisecond times, to measure
+    // how soon after its second a task sounds.
+    bool setTraceFile(const QString &path);
+    void trace(const QString &event, const QString &detail);
+
+    // Start-up: the play log, the options, the stop dates, today's tasks and
+    // the stop-day check, then the start delay and the ticks.
+    void start();
+    void shutDown();
+    // Log lines, status changes and the next task go to stdout.
+    void printToConsole();
+
+    const Clock &clock() const { return m_clock; }
+    const DataDir &dataDir() const { return m_dir; }
+    Prompt &prompt() { return m_prompt; }
+    Settings &settings() { return m_settings; }
+    MessageLog &log() { return m_log; }
+    MediaPlayer &player() { return m_player; }
+    PlaybackController &playback() { return m_playback; }
+    TaskStore &tasks() { return m_store; }
+    StopDates &stopDates() { return m_stopDates; }
+    Scheduler &scheduler() { return m_scheduler; }
+    SecondTicker &ticker() { return m_ticker; }
+
+signals:
+    // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
+    void startDelayed(const QString &text);
+
+private:
+    void printNextTask();
+    static void print(const QString &line);
+
+    const Clock &m_clock;
+    DataDir m_dir;
+    Prompt &m_prompt;
+    Shutdown &m_shutdown;
+    MediaPlayer &m_player;
+    Settings m_settings;
+    MessageLog m_log;
+    PlaybackController m_playback;
+    TaskStore m_store;
+    StopDates m_stopDates;
+    Scheduler m_scheduler;
+    SecondTicker m_ticker;
+    QFile m_trace;
+    QString m_nextTask; // last "将播:" line printed
+};
+
+} // namespace tav
