@@ -152,6 +152,8 @@ void FormAddTask::buildControls()
     m_date = named(new QDateEdit(daysBox), u"DTP_add_Date_one"_s);
     m_date->setDisplayFormat(u"yyyy/M/d"_s);
     m_date->setCalendarPopup(true);
+    // Wide enough for the longest date beside the pop-up arrow.
+    m_date->setMinimumWidth(m_date->fontMetrics().horizontalAdvance(u"8888/88/88"_s) + 40);
     dateRow->addWidget(new QLabel(u"日期"_s, daysBox));
     dateRow->addWidget(m_date);
     dateRow->addStretch();

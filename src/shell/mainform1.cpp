@@ -40,6 +40,7 @@
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTimeEdit>
+#include <QTimer>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -295,9 +296,15 @@ QWidget *MainForm1::buildSettingsPage()
     m_colour = named(new QSlider(Qt::Horizontal), "Slider3");
     m_colour->setRange(-180, 180);
     lookRow->addWidget(m_colour, 1);
-    connect(m_colour, &QSlider::valueChanged, this, [this](int hue) {
-        m_station.settings().setText(Setting::InterfaceColour, QString::number(hue));
-        Skins::apply(*qApp, Skins::fromSetting(m_station.settings().text(Setting::Skin)), hue);
+    // Re-skinning polishes every widget: while the slider is dragged, apply
+    // (and store) the colour once it rests.
+    auto *recolour = new QTimer(this);
+    recolour->setSingleShot(true);
+    recolour->setInterval(150);
+    connect(m_colour, &QSlider::valueChanged, recolour, qOverload<>(&QTimer::start));
+    connect(recolour, &QTimer::timeout, this, [this] {
+        m_station.settings().setText(Setting::InterfaceColour, QString::number(m_colour->value()));
+        Skins::apply(*qApp, Skins::fromSetting(m_station.settings().text(Setting::Skin)), m_colour->value());
     });
     layout->addWidget(look);
     layout->addStretch();
@@ -575,6 +582,7 @@ void MainForm1::loadControls()
     m_colour->blockSignals(false);
     m_skins->actions().at(skin)->setChecked(true);
     Skins::apply(*qApp, Skins::Skin(skin), m_colour->value());
+    m_colour->setEnabled(Skins::hueAdjustable(Skins::Skin(skin)));
     Skins::setAero(*this, s.isOn(Switch::Aero));
     statusBar()->setVisible(!s.isOn(Switch::HideStatusBar));
     m_statusBarAction->setChecked(!s.isOn(Switch::HideStatusBar));
@@ -584,6 +592,8 @@ void MainForm1::applySkin(int skin)
 {
     Skins::apply(*qApp, Skins::Skin(skin), m_colour->value());
     m_station.settings().setText(Setting::Skin, Skins::toSetting(Skins::Skin(skin)));
+    // The plain look follows the desktop's colours.
+    m_colour->setEnabled(Skins::hueAdjustable(Skins::Skin(skin)));
 }
 
 void MainForm1::showTasks(const QList<TaskRecord> &rows)
