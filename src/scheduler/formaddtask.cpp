@@ -102,6 +102,32 @@ FormAddTask::FormAddTask(const DataDir &dir, Prompt &prompt, const Clock &clock,
     clearForm();
 }
 
+// A list with its six buttons beside it (add, delete, clear, up, down, top),
+// laid out in `grid` and wired: the media list and the picture list alike.
+QListWidget *FormAddTask::editableList(QGroupBox *box, QGridLayout *grid, const QString &listName,
+                                       const std::array<QString, 6> &buttonNames, const QString &addCaption,
+                                       void (FormAddTask::*add)())
+{
+    auto *list = named(new QListWidget(box), listName);
+    grid->addWidget(list, 0, 0);
+    const QString captions[6] = {addCaption, u"删除"_s, u"清空"_s, u"上移"_s, u"下移"_s, u"置顶"_s};
+    QPushButton *b[6];
+    auto *column = new QVBoxLayout;
+    for (int i = 0; i < 6; ++i) {
+        b[i] = button(buttonNames[i], captions[i], box);
+        column->addWidget(b[i]);
+    }
+    column->addStretch();
+    grid->addLayout(column, 0, 1);
+    connect(b[0], &QPushButton::clicked, this, add);
+    connect(b[1], &QPushButton::clicked, this, [this, list] { removeSelected(list); });
+    connect(b[2], &QPushButton::clicked, list, &QListWidget::clear);
+    connect(b[3], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Up); });
+    connect(b[4], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Down); });
+    connect(b[5], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Top); });
+    return list;
+}
+
 void FormAddTask::buildControls()
 {
     // 任务
@@ -172,19 +198,10 @@ void FormAddTask::buildControls()
     // 媒体文件
     auto *mediaBox = new QGroupBox(u"媒体文件"_s, this);
     auto *mediaGrid = new QGridLayout(mediaBox);
-    m_media = named(new QListWidget(mediaBox), u"ListPlayAdd"_s);
-    mediaGrid->addWidget(m_media, 0, 0);
-    auto *mediaButtons = new QVBoxLayout;
-    QPushButton *addFiles = button(u"CmdAddOK"_s, u"添加文件"_s, mediaBox);
-    QPushButton *mediaDel = button(u"CmdDele"_s, u"删除"_s, mediaBox);
-    QPushButton *mediaClear = button(u"CmdDeleAll"_s, u"清空"_s, mediaBox);
-    QPushButton *mediaUp = button(u"cmdUp"_s, u"上移"_s, mediaBox);
-    QPushButton *mediaDown = button(u"cmdDown"_s, u"下移"_s, mediaBox);
-    QPushButton *mediaTop = button(u"cmdMuiscMoveTop"_s, u"置顶"_s, mediaBox);
-    for (QPushButton *b : {addFiles, mediaDel, mediaClear, mediaUp, mediaDown, mediaTop})
-        mediaButtons->addWidget(b);
-    mediaButtons->addStretch();
-    mediaGrid->addLayout(mediaButtons, 0, 1);
+    m_media = editableList(mediaBox, mediaGrid, u"ListPlayAdd"_s,
+                           {u"CmdAddOK"_s, u"CmdDele"_s, u"CmdDeleAll"_s, u"cmdUp"_s, u"cmdDown"_s,
+                            u"cmdMuiscMoveTop"_s},
+                           u"添加文件"_s, &FormAddTask::addMediaFiles);
     auto *urlRow = new QHBoxLayout;
     m_url = named(new QLineEdit(mediaBox), u"TextUrlAdd"_s);
     m_url->setPlaceholderText(u"网址"_s);
@@ -196,19 +213,10 @@ void FormAddTask::buildControls()
     // 图片
     auto *picBox = new QGroupBox(u"图片"_s, this);
     auto *picGrid = new QGridLayout(picBox);
-    m_pictures = named(new QListWidget(picBox), u"ListPicAdd"_s);
-    picGrid->addWidget(m_pictures, 0, 0);
-    auto *picButtons = new QVBoxLayout;
-    QPushButton *picAdd = button(u"cmdOnePicAdd"_s, u"添加图片"_s, picBox);
-    QPushButton *picDel = button(u"cmdOnePicDel"_s, u"删除"_s, picBox);
-    QPushButton *picClear = button(u"cmdOnePicClear"_s, u"清空"_s, picBox);
-    QPushButton *picUp = button(u"cmdZiUp"_s, u"上移"_s, picBox);
-    QPushButton *picDown = button(u"cmdZiDown"_s, u"下移"_s, picBox);
-    QPushButton *picTop = button(u"cmdPicMoveTop"_s, u"置顶"_s, picBox);
-    for (QPushButton *b : {picAdd, picDel, picClear, picUp, picDown, picTop})
-        picButtons->addWidget(b);
-    picButtons->addStretch();
-    picGrid->addLayout(picButtons, 0, 1);
+    m_pictures = editableList(picBox, picGrid, u"ListPicAdd"_s,
+                              {u"cmdOnePicAdd"_s, u"cmdOnePicDel"_s, u"cmdOnePicClear"_s, u"cmdZiUp"_s,
+                               u"cmdZiDown"_s, u"cmdPicMoveTop"_s},
+                              u"添加图片"_s, &FormAddTask::addPictures);
     auto *picModeRow = new QHBoxLayout;
     m_picModeOne = named(new QRadioButton(u"顺序显示"_s, picBox), u"OptPicModeOne"_s);
     m_picModeTwo = named(new QRadioButton(u"随机显示"_s, picBox), u"OptPicModeTwo"_s);
@@ -251,19 +259,7 @@ void FormAddTask::buildControls()
     root->addLayout(bottom);
     resize(860, 560);
 
-    connect(addFiles, &QPushButton::clicked, this, &FormAddTask::addMediaFiles);
     connect(addUrlButton, &QPushButton::clicked, this, &FormAddTask::addUrl);
-    connect(mediaDel, &QPushButton::clicked, this, [this] { removeSelected(m_media); });
-    connect(mediaClear, &QPushButton::clicked, m_media, &QListWidget::clear);
-    connect(mediaUp, &QPushButton::clicked, this, [this] { moveSelected(m_media, MoveTo::Up); });
-    connect(mediaDown, &QPushButton::clicked, this, [this] { moveSelected(m_media, MoveTo::Down); });
-    connect(mediaTop, &QPushButton::clicked, this, [this] { moveSelected(m_media, MoveTo::Top); });
-    connect(picAdd, &QPushButton::clicked, this, &FormAddTask::addPictures);
-    connect(picDel, &QPushButton::clicked, this, [this] { removeSelected(m_pictures); });
-    connect(picClear, &QPushButton::clicked, m_pictures, &QListWidget::clear);
-    connect(picUp, &QPushButton::clicked, this, [this] { moveSelected(m_pictures, MoveTo::Up); });
-    connect(picDown, &QPushButton::clicked, this, [this] { moveSelected(m_pictures, MoveTo::Down); });
-    connect(picTop, &QPushButton::clicked, this, [this] { moveSelected(m_pictures, MoveTo::Top); });
     connect(m_newOk, &QPushButton::clicked, this, [this] { confirm(false); });
     connect(m_modifyOk, &QPushButton::clicked, this, [this] { confirm(true); });
     connect(cancel, &QPushButton::clicked, this, &FormAddTask::close);

@@ -13,6 +13,8 @@
 class QCheckBox;
 class QComboBox;
 class QDateEdit;
+class QGridLayout;
+class QGroupBox;
 class QLineEdit;
 class QListWidget;
 class QPushButton;
@@ -58,6 +60,9 @@ signals:
 
 private:
     void buildControls();
+    QListWidget *editableList(QGroupBox *box, QGridLayout *grid, const QString &listName,
+                              const std::array<QString, 6> &buttonNames, const QString &addCaption,
+                              void (FormAddTask::*add)());
     void updateDateControls();
     void selectDateRule(const DateRule &rule);
     DateRule dateRule() const;

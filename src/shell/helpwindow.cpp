@@ -1,5 +1,7 @@
 #include "shell/helpwindow.h"
 
+#include "shell/resources.h"
+
 #include <QDialogButtonBox>
 #include <QFile>
 #include <QFileInfo>
@@ -8,16 +10,9 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
-// The shipped guide lives in this static library's resources.
-static void registerShellResources()
-{
-    static std::once_flag once;
-    std::call_once(once, [] { Q_INIT_RESOURCE(shell); });
-}
 
 namespace tav {
 

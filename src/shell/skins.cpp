@@ -1,5 +1,7 @@
 #include "shell/skins.h"
 
+#include "shell/resources.h"
+
 #include <QApplication>
 #include <QColor>
 #include <QFile>
@@ -7,17 +9,9 @@
 #include <QWidget>
 
 #include <cmath>
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
-// The style sheets live in this static library's resources; a program that
-// links it registers them before the first look-up.
-static void registerShellResources()
-{
-    static std::once_flag once;
-    std::call_once(once, [] { Q_INIT_RESOURCE(shell); });
-}
 
 namespace tav {
 
