@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QSocketNotifier>
 
 #include <clocale>
@@ -112,9 +113,11 @@ int main(int argc, char *argv[])
     else
         prompt = std::make_unique<tav::HeadlessPrompt>();
 
-    // One station per data folder: a second start brings the first to the front.
+    // One station per data folder: when another copy of the program runs and
+    // it serves this folder, a second start brings that one to the front.
     const QString instanceName = tav::SingleInstance::serverNameFor(dir);
-    if (tav::SingleInstance::activateRunning(instanceName)) {
+    const QString exeName = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+    if (tav::SingleInstance::countProcesses(exeName) > 1 && tav::SingleInstance::activateRunning(instanceName)) {
         prompt->inform(u"Tavrel多媒体定时播放系统"_s, u"程序已经运行！"_s);
         return 0;
     }

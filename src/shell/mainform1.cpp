@@ -13,6 +13,7 @@
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
 #include "shell/station.h"
+#include "shell/stopwatch.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -447,6 +448,14 @@ void MainForm1::buildMenus()
     };
     connect(m_autoRun, &QCheckBox::clicked, this, setAutoRun);
     connect(m_autoRunAction, &QAction::triggered, this, setAutoRun);
+
+    QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
+    connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
+        if (!m_stopWatch)
+            m_stopWatch = new StopWatch(this);
+        m_stopWatch->show();
+        m_stopWatch->raise();
+    });
 
     QMenu *help = menuBar()->addMenu(u"帮助(&H)"_s);
     connect(action(help, "mnuSoftwareInstructions", u"帮助说明"_s), &QAction::triggered, this, [this] {

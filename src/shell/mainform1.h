@@ -27,6 +27,7 @@ class AutoStart;
 class FormAddTask;
 class HelpWindow;
 class Station;
+class StopWatch;
 enum class Switch;
 
 // The station console. Thin: every control shows or sets the station's own
@@ -85,6 +86,7 @@ private:
     AutoStart &m_autoStart;
     FormAddTask *m_editor = nullptr;
     HelpWindow *m_help = nullptr;
+    StopWatch *m_stopWatch = nullptr;
     bool m_exiting = false;
 
     QTabWidget *m_tabs = nullptr;

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using tav::Class1;
@@ -185,33 +184,17 @@ TEST(IniFile, HostileFilesNeverCrashALoad)
     QByteArray garbage;
     for (int i = 0; i < 200000; ++i)
         garbage.append(char((i * 7919) % 256));
-    QFile g(d.file(u"g.ini"_s));
-    ASSERT_TRUE(g.open(QIODevice::WriteOnly));
-    g.write(garbage);
-    g.close();
+    d.writeBytes(u"g.ini"_s, garbage);
     tav::IniFile(d.file(u"g.ini"_s)).read()->sectionNames();
 
-    QByteArray invalid = "[s]\r\nk=\xff\xfe\x81\r\n[\x81]\r\n";
-    QByteArray longLine = "[s]\r\nlong=" + QByteArray(10 * 1024 * 1024, 'x') + "\r\nafter=1\r\n";
-    for (const QByteArray &bytes : {invalid, longLine}) {
-        QFile f(d.file(u"h.ini"_s));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
-        f.close();
-        Class1 ini = iniOn(d, u"h.ini"_s);
-        ini.ReadString(u"s"_s, u"k"_s, 100);
-        EXPECT_EQ(ini.ReadString(u"s"_s, u"long"_s, 100).size(), bytes == longLine ? 99 : 0);
-        if (bytes == longLine) {
-            EXPECT_EQ(ini.ReadInt(u"s"_s, u"after"_s), 1);
-        }
-    }
+    d.writeBytes(u"h.ini"_s, "[s]\r\nk=\xff\xfe\x81\r\n[\x81]\r\n");
+    Class1 ini = iniOn(d, u"h.ini"_s);
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"k"_s, 100).size(), 2); // two undecodable characters, not a crash
+    d.writeBytes(u"h.ini"_s, "[s]\r\nlong=" + QByteArray(10 * 1024 * 1024, 'x') + "\r\nafter=1\r\n");
+    EXPECT_EQ(ini.ReadString(u"s"_s, u"long"_s, 100).size(), 99);
+    EXPECT_EQ(ini.ReadInt(u"s"_s, u"after"_s), 1);
 
-    // A folder where a file should be, and a file that cannot be read.
+    // A folder where a file should be.
     QDir(d.path()).mkdir(u"dir.ini"_s);
     EXPECT_TRUE(tav::IniFile(d.file(u"dir.ini"_s)).read()->sectionNames().isEmpty());
-    d.write(u"locked.ini"_s, u"[s]\nk=v\n"_s);
-    ::chmod(QFile::encodeName(d.file(u"locked.ini"_s)).constData(), 0);
-    if (::geteuid() != 0) { // root reads it anyway
-        EXPECT_EQ(tav::IniFile(d.file(u"locked.ini"_s)).value(u"s"_s, u"k"_s), QString());
-    }
 }

@@ -85,17 +85,12 @@ TEST_F(MessageLogTest, OperatorClearTruncatesAndMissingFileIsQuiet)
 
 TEST_F(MessageLogTest, Utf8LogFromAnotherToolIsReadAsUtf8)
 {
-    QFile f(path());
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(u"开播：早操\r\n"_s.toUtf8());
-    f.close();
+    d.writeBytes(u"【PLAYLOG】.txt"_s, u"开播：早操\r\n"_s.toUtf8());
     MessageLog log(path(), clock);
     log.startUp();
     EXPECT_EQ(log.text(), u"开播：早操\r\n");
     // and the station's own GBK log is still read as GBK
-    f.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    f.write(tav::toGbk(u"开播：早操\r\n"_s));
-    f.close();
+    d.writeBytes(u"【PLAYLOG】.txt"_s, tav::toGbk(u"开播：早操\r\n"_s));
     MessageLog again(path(), clock);
     again.startUp();
     EXPECT_EQ(again.text(), u"开播：早操\r\n");

@@ -39,12 +39,16 @@ DataFolder::DataFolder() = default;
 
 void DataFolder::write(const QString &name, const QString &text) const
 {
+    QString crlf = text;
+    crlf.replace(u"\r\n"_s, u"\n"_s).replace(u'\n', u"\r\n"_s);
+    writeBytes(name, toGbk(crlf));
+}
+
+void DataFolder::writeBytes(const QString &name, const QByteArray &bytes) const
+{
     QFile f(file(name));
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        QString crlf = text;
-        crlf.replace(u"\r\n"_s, u"\n"_s).replace(u'\n', u"\r\n"_s);
-        f.write(toGbk(crlf));
-    }
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        f.write(bytes);
 }
 
 QByteArray DataFolder::bytes(const QString &name) const

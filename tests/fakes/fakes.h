@@ -84,6 +84,7 @@ public:
     QString file(const QString &name) const { return m_dir.filePath(name); }
     // Writes text (CRLF line ends are added) as GBK.
     void write(const QString &name, const QString &text) const;
+    void writeBytes(const QString &name, const QByteArray &bytes) const;
     QByteArray bytes(const QString &name) const;
     QString text(const QString &name) const; // decoded from GBK
     static QByteArray readAll(const QString &path);

@@ -153,10 +153,7 @@ TEST_F(TaskStoreTest, GarbageTaskFileLoadsNothingAndIsLeftAlone)
     QByteArray garbage("\x81\xff[FileInfo\x00\x01=\r\n\xfe", 14);
     for (int i = 0; i < 5000; ++i)
         garbage.append(char(i * 131 % 256));
-    QFile f(dir.song());
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(garbage);
-    f.close();
+    d.writeBytes(u"【SONG】.ini"_s, garbage);
     store.load(kMonday);
     EXPECT_TRUE(store.rows().isEmpty());
     EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), garbage);

@@ -3,6 +3,7 @@
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
+#include "shell/stopwatch.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -14,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTest>
 #include <QTimeEdit>
 
 #include <gtest/gtest.h>
@@ -201,4 +203,22 @@ TEST_F(MainWindowTest, OldAutoStartPathIsOfferedForUpdate)
     EXPECT_TRUE(prompt.shown.first().startsWith(u"提示|发现旧自动启动路径，是否更新为"_s));
     EXPECT_EQ(autoStart.registeredPath(), QCoreApplication::applicationFilePath());
     EXPECT_TRUE(station->log().text().endsWith(u"]自动启动路径已更新"_s));
+}
+
+TEST(StopWatch, RunsPausesGoesOnAndResets)
+{
+    tav::StopWatch watch;
+    EXPECT_EQ(tav::StopWatch::text(3723456), u"01:02:03.4");
+    auto *start = watch.findChild<QPushButton *>(u"cmdStopWatchStart"_s);
+    start->click();
+    QTest::qWait(120);
+    start->click(); // pause
+    const qint64 paused = watch.elapsedMs();
+    EXPECT_GE(paused, 100);
+    QTest::qWait(50);
+    EXPECT_EQ(watch.elapsedMs(), paused);
+    EXPECT_EQ(start->text(), u"继续");
+    watch.findChild<QPushButton *>(u"cmdStopWatchReset"_s)->click();
+    EXPECT_EQ(watch.elapsedMs(), 0);
+    EXPECT_EQ(start->text(), u"开始");
 }
