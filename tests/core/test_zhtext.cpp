@@ -5,16 +5,6 @@
 using namespace Qt::StringLiterals;
 namespace zh = tav::zh;
 
-TEST(ZhText, ChineseDatesWhateverTheLocale)
-{
-    EXPECT_EQ(zh::shortDate(QDate(2026, 1, 5)), u"2026/1/5");
-    EXPECT_EQ(zh::weekdayName(QDate(2026, 11, 23)), u"星期一");
-    EXPECT_EQ(zh::weekdayChar(QDate(2026, 11, 22)), u"日");
-    EXPECT_EQ(zh::dateTime(QDateTime(QDate(2026, 3, 4), QTime(7, 5, 9))), u"2026/3/4 7:05:09");
-    EXPECT_EQ(zh::parseShortDate(u"2026/12/22"_s), QDate(2026, 12, 22));
-    EXPECT_FALSE(zh::parseShortDate(u"2026/13/1"_s).isValid());
-}
-
 TEST(ZhText, TimesOfDayParseStrictly)
 {
     EXPECT_EQ(zh::secondsOfDay(u"9:00:00"_s), 9 * 3600);
@@ -23,5 +13,7 @@ TEST(ZhText, TimesOfDayParseStrictly)
     for (const QString &bad : {u"24:00:00"_s, u"9:60:00"_s, u"9:00:0x"_s, u""_s, u"9"_s, u"1:2:3:4"_s, u"-1:00:00"_s})
         EXPECT_EQ(zh::secondsOfDay(bad), -1) << bad.toStdString();
     EXPECT_EQ(zh::timeText(9 * 3600 + 5), u"9:00:05");
+    EXPECT_EQ(zh::parseShortDate(u"2026/12/22"_s), QDate(2026, 12, 22));
+    EXPECT_FALSE(zh::parseShortDate(u"2026/13/1"_s).isValid());
     EXPECT_EQ(zh::durationText(3725), u"01:02:05");
 }
