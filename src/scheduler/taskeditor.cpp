@@ -15,7 +15,6 @@ namespace tav {
 namespace {
 
 const QString kTitle = u"提示"_s;
-const QString kSeparator = u"<分>"_s;
 // Weekday characters, Monday first, as the weekly rule lists them.
 const QString kWeekdayChars = u"一二三四五六日"_s;
 const QString kEveryDay = u"每天"_s;
@@ -102,8 +101,8 @@ bool checkTaskName(const QString &name, Prompt &prompt)
     // program's other lists. Only the first eight entries are tested: the
     // vertical bar is named in the message but has always been let through.
     const QString forbidden = QStringList{u"\""_s, u"\\"_s, u"/"_s, u":"_s, u"*"_s, u"?"_s,
-                                          u"<"_s, u">"_s, u"|"_s}.join(kSeparator);
-    const QStringList entries = forbidden.split(kSeparator);
+                                          u"<"_s, u">"_s, u"|"_s}.join(TaskStore::kFieldSeparator);
+    const QStringList entries = forbidden.split(TaskStore::kFieldSeparator);
     for (int i = 0; i <= 7; ++i) {
         if (name.contains(entries.at(i))) {
             prompt.inform(kTitle, u"任务名称不允许输入半角特殊字符包括  \" \\ / : * ? < > |"_s);
