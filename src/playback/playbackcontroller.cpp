@@ -71,6 +71,53 @@ void PlaybackController::select(int index)
     emit selectionChanged(m_selected);
 }
 
+void PlaybackController::appendItems(const QStringList &items)
+{
+    m_items += items;
+    emit listChanged();
+    emit selectionChanged(m_selected);
+}
+
+void PlaybackController::removeItem(int index)
+{
+    if (index < 0 || index >= m_items.size())
+        return;
+    m_items.removeAt(index);
+    if (m_selected >= m_items.size() || index < m_selected)
+        --m_selected;
+    emit listChanged();
+    emit selectionChanged(m_selected);
+}
+
+void PlaybackController::moveItem(int index, int by)
+{
+    const int to = index + by;
+    if (index < 0 || index >= m_items.size() || to < 0 || to >= m_items.size())
+        return;
+    m_items.move(index, to);
+    if (m_selected == index)
+        m_selected = to;
+    else if (m_selected == to)
+        m_selected = index;
+    emit listChanged();
+    emit selectionChanged(m_selected);
+}
+
+QString PlaybackController::removeMissing()
+{
+    QString report;
+    for (int i = int(m_items.size()) - 1; i >= 0; --i) {
+        const QString path = m_items.at(i).trimmed();
+        if (isStream(path) || QFileInfo::exists(path))
+            continue;
+        report.prepend(path + u"，路径错误，已自动删除！\r\n"_s);
+        removeItem(i);
+    }
+    if (!report.isEmpty())
+        m_log.append(zh::stampedLine(m_clock.now(), report.trimmed()));
+    return report;
+}
+
 void PlaybackController::startTask(const QString &modeName, const QStringList &items)
 {
     m_nowPlaying = true;
@@ -95,6 +142,22 @@ void PlaybackController::stop()
 {
     m_player.stop();
     emit playKeyChanged(false);
+}
+
+void PlaybackController::stopByOperator()
+{
+    stop();
+    m_timer1.stop();
+}
+
+void PlaybackController::pause()
+{
+    m_player.pause();
+}
+
+void PlaybackController::resume()
+{
+    m_player.play();
 }
 
 void PlaybackController::stopAndClear()
@@ -215,6 +278,11 @@ void PlaybackController::restoreChannel()
     m_player.setBalance(kBalance[m_channel]);
 }
 
+bool PlaybackController::isStream(const QString &path)
+{
+    return path.left(3).toLower() == u"mms" || path.contains(u"://");
+}
+
 bool PlaybackController::isAudioOnly(const QString &path)
 {
     const QString p = path.toLower();
@@ -233,8 +301,7 @@ QString PlaybackController::checkPaths(const QString &taskName, Prompt &prompt)
     QString report;
     for (int i = 0; i < m_items.size(); ++i) {
         const QString path = m_items.at(i).trimmed();
-        // Streams are not files: mms as ever, and any other address with a scheme.
-        if (path.left(3).toLower() == u"mms" || path.contains(u"://"))
+        if (isStream(path))
             continue;
         if (!QFileInfo::exists(path)) {
             select(i);

@@ -51,12 +51,23 @@ public:
     QString currentText() const;
     void setItems(const QStringList &items);
     void select(int index);
+    // The operator's own list: add, remove, move one place (the selection follows).
+    void appendItems(const QStringList &items);
+    void removeItem(int index);
+    void moveItem(int index, int by);
+    // Drops entries whose files are gone (streams stay); each one is logged
+    // as path + "，路径错误，已自动删除！". Returns the lines.
+    QString removeMissing();
 
     // The steps of starting a task now: mode, fresh list, first (or a random)
     // item. The caller sets the volume. An empty list plays nothing.
     void startTask(const QString &modeName, const QStringList &items);
     void playSong();
     void stop();
+    // The operator's stop key: also ends the list, so no next item follows.
+    void stopByOperator();
+    void pause();
+    void resume();
     // The task has ended: stop and empty the list.
     void stopAndClear();
     void nextItemStep();
@@ -80,6 +91,8 @@ public:
 
     // Streams and audio files: nothing to show, so pictures may take the screen.
     static bool isAudioOnly(const QString &path);
+    // A stream address rather than a file: mms as ever, or any "scheme://".
+    static bool isStream(const QString &path);
     // Checks every play-list path; a missing one is selected and reported,
     // the report shown and logged. Returns the report (empty when all exist).
     QString checkPaths(const QString &taskName, Prompt &prompt);

@@ -63,6 +63,8 @@ public:
     bool stopDayCheck();
     void endOfDay();
     const QString &runningEnd() const { return m_runningEnd; }
+    // The operator took the list over: the running task's end no longer stops it.
+    void cancelRunningEnd() { m_runningEnd.clear(); }
     const QString &status() const { return m_status; }
 
 signals:

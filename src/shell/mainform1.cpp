@@ -6,6 +6,7 @@
 #include "platform/prompt.h"
 #include "playback/playbackcontroller.h"
 #include "scheduler/formaddtask.h"
+#include "scheduler/taskeditor.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskfilter.h"
@@ -21,6 +22,7 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDateEdit>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -34,6 +36,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollBar>
+#include <QSignalBlocker>
 #include <QSlider>
 #include <QStatusBar>
 #include <QStyle>
@@ -206,8 +209,42 @@ QWidget *MainForm1::buildPlayListPage()
     layout->addWidget(m_playingName);
     m_playList = named(new QListWidget, "ListManualPlayFile");
     layout->addWidget(m_playList, 1);
+    connect(m_playList, &QListWidget::itemDoubleClicked, this,
+            [this](QListWidgetItem *item) { playListDoubleClicked(m_playList->row(item)); });
 
     PlaybackController &playback = m_station.playback();
+    auto *keys = new QHBoxLayout;
+    auto *add = button("CommandAddFile", u"添加文件"_s);
+    auto *remove = button("CommandDelete", u"删除"_s);
+    auto *up = button("cmdPlayListUp", u"上移"_s);
+    auto *down = button("cmdPlayListDown", u"下移"_s);
+    m_playKey = button("CommandPlaykey", QString(), u"播放"_s);
+    m_playKey->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
+    m_pauseKey = button("CommandPuaseKey", u"〓"_s, u"暂停 / 继续"_s);
+    auto *stop = button("CommandStopKey", QString(), u"停止"_s);
+    stop->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
+    for (QPushButton *b : {add, remove, up, down})
+        keys->addWidget(b);
+    keys->addStretch();
+    for (QPushButton *b : {m_playKey, m_pauseKey, stop})
+        keys->addWidget(b);
+    layout->addLayout(keys);
+    connect(add, &QPushButton::clicked, this, &MainForm1::addPlayFiles);
+    connect(remove, &QPushButton::clicked, this,
+            [this] { m_station.playback().removeItem(m_station.playback().selectedIndex()); });
+    connect(up, &QPushButton::clicked, this,
+            [this] { m_station.playback().moveItem(m_station.playback().selectedIndex(), -1); });
+    connect(down, &QPushButton::clicked, this,
+            [this] { m_station.playback().moveItem(m_station.playback().selectedIndex(), 1); });
+    connect(m_playKey, &QPushButton::clicked, this, &MainForm1::playKey);
+    connect(m_pauseKey, &QPushButton::clicked, this, &MainForm1::pauseKey);
+    connect(stop, &QPushButton::clicked, this, &MainForm1::stopKey);
+    connect(&playback, &PlaybackController::playKeyChanged, this, [this](bool playing) {
+        m_playKey->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
+        if (playing)
+            m_pauseKey->setText(u"〓"_s); // a new item is never paused
+    });
+
     auto *controls = new QHBoxLayout;
     controls->addWidget(new QLabel(u"音量"_s));
     m_volume = named(new QSlider(Qt::Horizontal), "Slider1");
@@ -478,7 +515,7 @@ void MainForm1::buildStatusBar()
 {
     QStatusBar *bar = statusBar();
     bar->setObjectName(u"StatusBar1"_s);
-    m_status = named(new QLabel(kTitle), "lblStatus");
+    m_status = named(new QLabel(kTitle), "Label2");
     m_nextTask = named(new QLabel, "lblNextTask");
     m_remaining = named(new QLabel, "lblRemain");
     m_workHours = named(new QLabel, "lblWorkHours");
@@ -517,6 +554,7 @@ void MainForm1::wireStation()
     Scheduler &scheduler = m_station.scheduler();
     connect(&scheduler, &Scheduler::statusChanged, m_status, &QLabel::setText);
     connect(&scheduler, &Scheduler::taskStarted, this, [this](const QString &name) {
+        m_listTag.clear(); // a new task: its end time may be asked about again
         m_tabs->setCurrentIndex(1);
         m_playingName->setText(u"正在播放："_s + name);
     });
@@ -529,10 +567,18 @@ void MainForm1::wireStation()
     connect(&m_station.ticker(), &SecondTicker::second, this, &MainForm1::onSecond);
 
     PlaybackController &playback = m_station.playback();
-    connect(&playback, &PlaybackController::listChanged, this,
-            [this] { m_playList->clear(); m_playList->addItems(m_station.playback().items()); });
-    connect(&playback, &PlaybackController::selectionChanged, this,
-            [this](int index) { m_playList->setCurrentRow(index); });
+    // The list's selection is the play list's selected item, both ways.
+    connect(&playback, &PlaybackController::listChanged, this, [this] {
+        const QSignalBlocker quiet(m_playList);
+        m_playList->clear();
+        m_playList->addItems(m_station.playback().items());
+        m_playList->setCurrentRow(m_station.playback().selectedIndex());
+    });
+    connect(m_playList, &QListWidget::currentRowChanged, &playback, &PlaybackController::select);
+    connect(&playback, &PlaybackController::selectionChanged, this, [this](int index) {
+        const QSignalBlocker quiet(m_playList);
+        m_playList->setCurrentRow(index);
+    });
     connect(&playback, &PlaybackController::sliderChanged, m_volume, &QSlider::setValue);
     connect(&playback, &PlaybackController::modeChanged, this,
             [this](PlayMode mode) { m_playMode->setText(playModeName(mode)); });
@@ -682,6 +728,72 @@ void MainForm1::playOne()
         m_tabs->setCurrentIndex(1);
         return;
     }
+}
+
+void MainForm1::addPlayFiles()
+{
+    if (!m_chooseFiles) {
+        m_chooseFiles = [this](const QString &title, const QString &filter) {
+            // The dialog opens on the second entry, "媒体文件 (所有类型)".
+            QString second = filter.section(u";;"_s, 1, 1);
+            return QFileDialog::getOpenFileNames(this, title, QString(), filter, &second,
+                                                 QFileDialog::HideNameFilterDetails);
+        };
+    }
+    const QStringList files = m_chooseFiles(u"打开多个文件"_s, qtFileFilter(kMediaFileFilter));
+    if (files.isEmpty())
+        return;
+    PlaybackController &playback = m_station.playback();
+    playback.appendItems(files);
+    playback.removeMissing();
+    m_tabs->setCurrentIndex(1);
+    m_playingName->setText(u"【手动播放列表】"_s);
+}
+
+void MainForm1::playKey()
+{
+    PlaybackController &playback = m_station.playback();
+    if (playback.items().isEmpty()) {
+        if (m_station.prompt().ask(kTitle, u"列表为空，是否添加媒体文件"_s, true))
+            addPlayFiles();
+        return;
+    }
+    if (playback.selectedIndex() < 0)
+        playback.select(0);
+    playback.playSong();
+}
+
+void MainForm1::pauseKey()
+{
+    if (m_pauseKey->text() == u"▲") {
+        m_station.playback().resume();
+        m_pauseKey->setText(u"〓"_s);
+    } else {
+        m_station.playback().pause();
+        m_pauseKey->setText(u"▲"_s);
+    }
+}
+
+void MainForm1::stopKey()
+{
+    m_station.playback().stopByOperator();
+    m_status->setText(kTitle);
+}
+
+void MainForm1::playListDoubleClicked(int row)
+{
+    Scheduler &scheduler = m_station.scheduler();
+    if (m_listTag != u"OK" && !scheduler.runningEnd().isEmpty()) {
+        if (m_station.prompt().ask(u"提示"_s,
+                                   u"正在定时播放,结束时间在："_s + scheduler.runningEnd() + u"，要取消结束时间吗"_s,
+                                   false))
+            scheduler.cancelRunningEnd();
+        else
+            m_listTag = u"OK"_s;
+    }
+    m_station.playback().select(row);
+    m_station.playback().playSong();
+    m_status->setText(kTitle);
 }
 
 void MainForm1::addStopDate()

@@ -4,6 +4,8 @@
 
 #include <QMainWindow>
 
+#include <functional>
+
 class QAction;
 class QActionGroup;
 class QCheckBox;
@@ -60,6 +62,16 @@ public:
     void deleteTask();
     void playOne();
     void requestExit();
+
+    // The operator's own play list.
+    void addPlayFiles();
+    void playKey();
+    void pauseKey();
+    void stopKey();
+    void playListDoubleClicked(int row);
+
+    using FileChooser = std::function<QStringList(const QString &title, const QString &filter)>;
+    void setFileChooser(FileChooser chooser) { m_chooseFiles = std::move(chooser); }
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -118,6 +130,11 @@ private:
     QActionGroup *m_skins = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
     QList<QCheckBox *> m_switchBoxes;
+    QPushButton *m_playKey = nullptr;
+    QPushButton *m_pauseKey = nullptr;
+    // "OK" once the operator chose to keep the running task's end time.
+    QString m_listTag;
+    FileChooser m_chooseFiles;
 };
 
 } // namespace tav

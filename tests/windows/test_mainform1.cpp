@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QDateEdit>
 #include <QGroupBox>
+#include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -221,4 +222,72 @@ TEST(StopWatch, RunsPausesGoesOnAndResets)
     watch.findChild<QPushButton *>(u"cmdStopWatchReset"_s)->click();
     EXPECT_EQ(watch.elapsedMs(), 0);
     EXPECT_EQ(start->text(), u"开始");
+}
+
+TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
+{
+    start();
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3"})
+        d.writeBytes(QString::fromLatin1(name), "x");
+    window->setFileChooser([this](const QString &title, const QString &) {
+        EXPECT_EQ(title, u"打开多个文件");
+        return QStringList{d.file(u"a.mp3"_s), d.file(u"gone.mp3"_s), d.file(u"b.mp3"_s), d.file(u"c.mp3"_s)};
+    });
+    prompt.answers = {false};
+    click("CommandPlaykey"); // empty list: asks, No changes nothing
+    EXPECT_EQ(prompt.shown.last(), u"Tavrel多媒体定时播放系统|列表为空，是否添加媒体文件");
+    EXPECT_TRUE(player.opened.isEmpty());
+
+    click("CommandAddFile");
+    auto *list = get<QListWidget>("ListManualPlayFile");
+    ASSERT_EQ(list->count(), 3);
+    EXPECT_EQ(list->item(2)->text(), d.file(u"c.mp3"_s));
+    EXPECT_TRUE(station->log().text().endsWith(d.file(u"gone.mp3"_s) + u"，路径错误，已自动删除！"_s));
+    EXPECT_EQ(get<QLabel>("txtPlayingName")->text(), u"【手动播放列表】");
+
+    list->setCurrentRow(2);
+    click("cmdPlayListUp");
+    EXPECT_EQ(list->item(1)->text(), d.file(u"c.mp3"_s));
+    EXPECT_EQ(list->currentRow(), 1);
+    click("CommandDelete");
+    EXPECT_EQ(list->count(), 2);
+
+    click("CommandPlaykey");
+    EXPECT_EQ(player.currentUrl(), d.file(u"b.mp3"_s)); // the selection moved onto b
+    click("CommandPuaseKey");
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Paused);
+    EXPECT_EQ(get<QPushButton>("CommandPuaseKey")->text(), u"▲");
+    click("CommandPuaseKey");
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Playing);
+    EXPECT_EQ(get<QPushButton>("CommandPuaseKey")->text(), u"〓");
+    click("CommandStopKey");
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_FALSE(station->playback().isNextStepArmed());
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"Tavrel多媒体定时播放系统");
+}
+
+TEST_F(MainWindowTest, DoubleClickDuringATimedTaskAsksAboutItsEndOnce)
+{
+    writeTasks({u"早操|每天"_s});
+    d.write(u"早操.ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/1.mp3\n歌曲名称1=/m/2.mp3\n"_s);
+    start();
+    clock.set(at("2026-11-23 11:00:00"));
+    station->scheduler().onSecond();
+    ASSERT_EQ(station->scheduler().runningEnd(), u"11:10:00");
+
+    prompt.answers = {false};
+    window->playListDoubleClicked(1);
+    EXPECT_EQ(prompt.shown.last(), u"提示|正在定时播放,结束时间在：11:10:00，要取消结束时间吗");
+    EXPECT_EQ(player.currentUrl(), u"/m/2.mp3");
+    const qsizetype asked = prompt.shown.size();
+    window->playListDoubleClicked(0); // kept the end: not asked again for this task
+    EXPECT_EQ(prompt.shown.size(), asked);
+    EXPECT_EQ(station->scheduler().runningEnd(), u"11:10:00");
+
+    clock.set(at("2026-11-24 11:00:00")); // the next day's start asks again
+    station->scheduler().onSecond();
+    prompt.answers = {true};
+    window->playListDoubleClicked(1);
+    EXPECT_EQ(prompt.shown.size(), asked + 1);
+    EXPECT_TRUE(station->scheduler().runningEnd().isEmpty()); // its end no longer stops the list
 }
