@@ -8,11 +8,13 @@ namespace tav {
 
 namespace {
 
+enum class File { Control, TimerSet, Image };
+
 struct Place
 {
     const char16_t *section;
     const char16_t *key;
-    bool timerSet = false; // lives in 【TIMERSET】.ini
+    File file = File::Control;
 };
 
 constexpr const char16_t *kSwitchSection = u"复选控制";
@@ -43,6 +45,7 @@ Place placeOf(Switch s)
     case Switch::HideStatusBar: return {kSwitchSection, u"是否隐藏状态栏"};
     case Switch::WorkingHours: return {u"广告时间选项", u"runPic"};
     case Switch::NetTime: return {u"netTime", u"netTimeOnOff"};
+    case Switch::SecondMonitor: return {u"设置", u"输出到第二显示器", File::Image};
     }
     Q_UNREACHABLE();
 }
@@ -69,7 +72,7 @@ Place placeOf(Setting s)
     case Setting::ClockForeColor: return {u"时间字体", u"ForeColor"};
     case Setting::Skin: return {kSwitchSection, u"skin"};
     case Setting::InterfaceColour: return {kSwitchSection, u"界面颜色值"};
-    case Setting::ShutdownTime: return {u"定时器时间设置", u"关机时间", true};
+    case Setting::ShutdownTime: return {u"定时器时间设置", u"关机时间", File::TimerSet};
     }
     Q_UNREACHABLE();
 }
@@ -80,7 +83,7 @@ constexpr Switch kAllSwitches[] = {
     Switch::StopFriday, Switch::StopSaturday, Switch::StopSunday, Switch::Logo, Switch::Pictures,
     Switch::ScreenSaver, Switch::Captions, Switch::ClockShow, Switch::Broadcast,
     Switch::PreviewList, Switch::FullScreen, Switch::Aero, Switch::HideStatusBar,
-    Switch::WorkingHours, Switch::NetTime};
+    Switch::WorkingHours, Switch::NetTime, Switch::SecondMonitor};
 
 constexpr Setting kAllSettings[] = {
     Setting::WorkStart, Setting::WorkEnd, Setting::StartDelay, Setting::LogoTop, Setting::LogoLeft,
@@ -97,8 +100,19 @@ constexpr Switch kWeekdayStops[] = {Switch::StopMonday, Switch::StopTuesday, Swi
 } // namespace
 
 Settings::Settings(const DataDir &dir, QObject *parent)
-    : QObject(parent), m_control(dir.control()), m_timerSet(dir.timerSet())
+    : QObject(parent), m_control(dir.control()), m_timerSet(dir.timerSet()),
+      m_image(dir.file(u"【IMAGE】.ini"_s))
 {
+}
+
+const IniFile &Settings::fileOf(int file) const
+{
+    switch (File(file)) {
+    case File::TimerSet: return m_timerSet;
+    case File::Image: return m_image;
+    case File::Control: break;
+    }
+    return m_control;
 }
 
 QString Settings::keyOf(Switch s)
@@ -113,24 +127,22 @@ QString Settings::keyOf(Setting s)
 
 void Settings::load()
 {
-    const auto control = m_control.read();
-    const auto timerSet = m_timerSet.read();
-    for (Switch s : kAllSwitches) {
-        const Place p = placeOf(s);
-        m_switches[s] = control->value(QString::fromUtf16(p.section), QString::fromUtf16(p.key)) == u"1";
-    }
-    for (Setting s : kAllSettings) {
-        const Place p = placeOf(s);
-        const auto &doc = p.timerSet ? timerSet : control;
-        m_texts[s] = doc->value(QString::fromUtf16(p.section), QString::fromUtf16(p.key));
-    }
+    // Each file is read once: its parsed form serves all its keys.
+    const std::shared_ptr<const IniDocument> docs[] = {m_control.read(), m_timerSet.read(), m_image.read()};
+    const auto read = [&docs](const Place &p) {
+        return docs[int(p.file)]->value(QString::fromUtf16(p.section), QString::fromUtf16(p.key));
+    };
+    for (Switch s : kAllSwitches)
+        m_switches[s] = read(placeOf(s)) == u"1";
+    for (Setting s : kAllSettings)
+        m_texts[s] = read(placeOf(s));
 }
 
 void Settings::setSwitch(Switch s, bool on)
 {
     m_switches[s] = on;
     const Place p = placeOf(s);
-    m_control.setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), on ? u"1"_s : u"0"_s);
+    fileOf(int(p.file)).setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), on ? u"1"_s : u"0"_s);
     emit switchChanged(s, on);
 }
 
@@ -138,8 +150,7 @@ void Settings::setText(Setting s, const QString &value)
 {
     m_texts[s] = value;
     const Place p = placeOf(s);
-    (p.timerSet ? m_timerSet : m_control)
-        .setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), value);
+    fileOf(int(p.file)).setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), value);
     emit textChanged(s, value);
 }
 

@@ -10,7 +10,7 @@
 
 namespace tav {
 
-// On/off options, each stored as "0"/"1" in "【CONTROL】.ini".
+// On/off options, each stored as "0"/"1" ("【CONTROL】.ini" unless noted).
 enum class Switch {
     UseTaskVolume,     // 复选控制/是否使用设定的音量  checkVoiceValue
     AutoBackList,      // 复选控制/自动返回列表        chkAutoBackList
@@ -35,6 +35,7 @@ enum class Switch {
     HideStatusBar,     // 复选控制/是否隐藏状态栏
     WorkingHours,      // 广告时间选项/runPic  chkWorkTime
     NetTime,           // netTime/netTimeOnOff chkNetTime
+    SecondMonitor,     // 【IMAGE】.ini 设置/输出到第二显示器  chkdisplayTwo
 };
 
 // Options kept as text.
@@ -102,9 +103,11 @@ signals:
 
 private:
     int timeSetting(Setting s, int fallback) const;
+    const IniFile &fileOf(int file) const;
 
     IniFile m_control;
     IniFile m_timerSet;
+    IniFile m_image;
     QHash<Switch, bool> m_switches;
     QHash<Setting, QString> m_texts;
 };

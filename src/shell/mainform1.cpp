@@ -308,7 +308,8 @@ QWidget *MainForm1::buildSettingsPage()
         switchBox("chkTimeShow", u"显示时间"_s, Switch::ClockShow),
         switchBox("chkTTS", u"语音播报"_s, Switch::Broadcast),
         switchBox("chkViewList", u"预览列表"_s, Switch::PreviewList),
-        switchBox("chkFullScreen", u"播放时全屏"_s, Switch::FullScreen),
+        switchBox("CheckFullSelect", u"播放时全屏"_s, Switch::FullScreen),
+        switchBox("chkdisplayTwo", u"输出到第二显示器"_s, Switch::SecondMonitor),
         switchBox("chkNetTime", u"网络校时"_s, Switch::NetTime)};
     for (int i = 0; i < boxes.size(); ++i)
         grid->addWidget(boxes[i], i / 3, i % 3);

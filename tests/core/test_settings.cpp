@@ -25,6 +25,8 @@ TEST(Settings, SwitchIsWrittenTheMomentItChangesAndReadBack)
     s.setSwitch(Switch::Pictures, false);
     EXPECT_EQ(tav::IniFile(dir.control()).value(u"复选控制"_s, u"显示图片"_s), u"0");
     s.setText(Setting::StartDelay, u"30"_s);
+    s.setSwitch(Switch::SecondMonitor, true);
+    EXPECT_EQ(tav::IniFile(dir.file(u"【IMAGE】.ini"_s)).value(u"设置"_s, u"输出到第二显示器"_s), u"1");
 
     Settings again(dir);
     again.load();
@@ -32,6 +34,7 @@ TEST(Settings, SwitchIsWrittenTheMomentItChangesAndReadBack)
     EXPECT_TRUE(again.isOn(Switch::StopSaturday));
     EXPECT_FALSE(again.isOn(Switch::Pictures));
     EXPECT_EQ(again.startDelaySeconds(), 30);
+    EXPECT_TRUE(again.isOn(Switch::SecondMonitor));
     EXPECT_TRUE(again.isWeekdayStopped(QDate(2026, 11, 21)));  // a Saturday
     EXPECT_FALSE(again.isWeekdayStopped(QDate(2026, 11, 22)));
 }
