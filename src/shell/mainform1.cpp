@@ -564,7 +564,14 @@ void MainForm1::wireStation()
         if (m_station.settings().isOn(Switch::AutoBackList))
             m_tabs->setCurrentIndex(0);
     });
-    connect(&m_station, &Station::startDelayed, m_status, &QLabel::setText);
+    connect(&m_station, &Station::startDelayed, this, [this](const QString &text) {
+        m_status->setText(text);
+        // The notice goes once the first ticks run, unless something else was said meanwhile.
+        QTimer::singleShot(m_station.settings().startDelaySeconds() * 1000, this, [this, text] {
+            if (m_status->text() == text)
+                m_status->setText(kTitle);
+        });
+    });
     connect(&m_station.ticker(), &SecondTicker::second, this, &MainForm1::onSecond);
 
     PlaybackController &playback = m_station.playback();
@@ -824,9 +831,9 @@ void MainForm1::onSecond()
     m_clock->setText(zh::dateTime(m_station.clock().now()) + u"  "_s
                      + zh::weekdayName(m_station.clock().now().date()));
     const Scheduler &scheduler = m_station.scheduler();
+    NextTaskStatus status = scheduler.nextTaskStatus();
     if (!scheduler.isEnabled())
-        return; // the next-task display rests with the schedule
-    const NextTaskStatus status = scheduler.nextTaskStatus();
+        status = NextTaskStatus{{}, {}, false, status.workHours}; // no next task while the schedule rests
     m_nextTask->setText(status.next);
     m_remaining->setText(status.remaining);
     m_remaining->setStyleSheet(status.lastTen ? u"color: #c00000; font-weight: bold;"_s : QString());
