@@ -11,7 +11,7 @@ packages=(
   mpv libc-bin
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
-  xvfb xauth xdotool imagemagick fonts-noto-cjk python3
+  xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
 )
 
 missing=()

@@ -3,6 +3,7 @@
 #include "platform/mpvplayer.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
+#include "playback/frmplay.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/messageboxprompt.h"
@@ -76,6 +77,10 @@ bool wantsWindow(int argc, char *argv[])
 int main(int argc, char *argv[])
 {
     const bool windowed = wantsWindow(argc, argv);
+    // The one video picture moves between the player window and full screen:
+    // their GL contexts must share.
+    if (windowed)
+        QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     std::unique_ptr<QCoreApplication> app(windowed ? new QApplication(argc, argv)
                                                    : new QCoreApplication(argc, argv));
     QCoreApplication::setApplicationName(u"tavplayer"_s);
@@ -124,7 +129,11 @@ int main(int argc, char *argv[])
     tav::SingleInstance instance;
     instance.listen(instanceName);
 
-    tav::MpvPlayer player(parser.values(playerOption));
+    // With a window the video is drawn by the player window; the options
+    // given on the command line still come last and win.
+    const QStringList playerOptions =
+        (windowed ? QStringList{u"vo=libmpv"_s} : QStringList()) + parser.values(playerOption);
+    tav::MpvPlayer player(playerOptions);
     if (!player.isValid()) {
         fail(player.errorString());
         return 1;
@@ -140,10 +149,12 @@ int main(int argc, char *argv[])
     quitOnSignals(*app);
 
     std::unique_ptr<tav::AutoStart> autoStart;
+    std::unique_ptr<tav::frmPlay> videoWindow;
     std::unique_ptr<tav::MainForm1> window;
     if (windowed) {
         autoStart = std::make_unique<tav::AutoStart>();
-        window = std::make_unique<tav::MainForm1>(station, *autoStart);
+        videoWindow = std::make_unique<tav::frmPlay>(station.settings(), station.dataDir(), &player);
+        window = std::make_unique<tav::MainForm1>(station, *autoStart, videoWindow.get());
         QObject::connect(&instance, &tav::SingleInstance::activationRequested, window.get(),
                          &tav::MainForm1::bringToFront);
         window->show();

@@ -8,6 +8,7 @@
 #include <QtDebug>
 
 #include <mpv/client.h>
+#include <mpv/render_gl.h>
 
 #include <algorithm>
 #include <clocale>
@@ -65,6 +66,10 @@ QString mpvError(int code)
 {
     return QString::fromUtf8(mpv_error_string(code));
 }
+
+// reply_userdata of the "vo-configured" observation; loadfile replies use
+// generation numbers, which are other events anyway.
+constexpr std::uint64_t kVideoOutputObserver = 1;
 
 } // namespace
 
@@ -139,6 +144,7 @@ MpvPlayer::MpvPlayer(const QStringList &options, QObject *parent)
     if (mpv_get_property(m_mpv, "volume", MPV_FORMAT_DOUBLE, &volume) >= 0)
         m_volume = std::clamp(qRound(volume), 0, 100);
     m_baseFilters = takeMpvString(mpv_get_property_string(m_mpv, "af"));
+    mpv_observe_property(m_mpv, kVideoOutputObserver, "vo-configured", MPV_FORMAT_FLAG);
 
     mpv_set_wakeup_callback(m_mpv, &MpvPlayer::wakeup, this);
     wakeup(this);
@@ -148,6 +154,7 @@ MpvPlayer::~MpvPlayer()
 {
     if (!m_mpv)
         return;
+    emit coreClosing();
     // Once this returns mpv calls wakeup() no more; the calls it already
     // posted die with this QObject.
     mpv_set_wakeup_callback(m_mpv, nullptr, nullptr);
@@ -193,6 +200,20 @@ void MpvPlayer::drainEvents()
             const auto *log = static_cast<const mpv_event_log_message *>(raw->data);
             qWarning("mpv %s: %s", log->prefix,
                      QByteArray(log->text).trimmed().constData());
+            continue;
+        }
+        case MPV_EVENT_PROPERTY_CHANGE: {
+            const auto *property = static_cast<const mpv_event_property *>(raw->data);
+            if (raw->reply_userdata != kVideoOutputObserver)
+                continue;
+            const bool active = property->format == MPV_FORMAT_FLAG
+                                && *static_cast<const int *>(property->data) != 0;
+            if (active != m_videoOutput) {
+                m_videoOutput = active;
+                emit videoOutputChanged(active);
+                if (!alive)
+                    return;
+            }
             continue;
         }
         case MPV_EVENT_START_FILE:
@@ -424,6 +445,53 @@ void MpvPlayer::setBalance(int balance)
     }
     const char *value = chain.constData();
     mpv_set_property_async(m_mpv, 0, "af", MPV_FORMAT_STRING, &value);
+}
+
+mpv_render_context *MpvPlayer::createGlRenderContext(GlProcAddress resolve, void *resolveContext,
+                                                     QString *error)
+{
+    auto fail = [error](const QString &why) {
+        if (error)
+            *error = why;
+        return nullptr;
+    };
+    if (!m_mpv)
+        return fail(u"the media player is not running: %1"_s.arg(m_error));
+    // mpv's permission to render on a software OpenGL (Mesa's llvmpipe on a
+    // PC without a GPU driver). The 0.35 render API was seen to render there
+    // without it as well; set so that this does not depend on the version.
+    mpv_set_property_string(m_mpv, "gpu-sw", "yes");
+    // Rendering happens on the GUI thread: mpv must not sleep there until a
+    // frame's display time (up to this offset per frame), or the windows
+    // stall. The frame is shown at the next repaint instead.
+    mpv_set_property_string(m_mpv, "video-timing-offset", "0");
+    mpv_opengl_init_params gl{resolve, resolveContext};
+    int advanced = 0; // the GUI thread also makes blocking client calls
+    mpv_render_param params[] = {
+        {MPV_RENDER_PARAM_API_TYPE, const_cast<char *>(MPV_RENDER_API_TYPE_OPENGL)},
+        {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &gl},
+        {MPV_RENDER_PARAM_ADVANCED_CONTROL, &advanced},
+        {MPV_RENDER_PARAM_INVALID, nullptr},
+    };
+    mpv_render_context *context = nullptr;
+    if (const int rc = mpv_render_context_create(&context, m_mpv, params); rc < 0)
+        return fail(u"mpv cannot render video here: %1"_s.arg(mpvError(rc)));
+    return context;
+}
+
+QString MpvPlayer::propertyText(const QString &name) const
+{
+    if (!m_mpv)
+        return QString();
+    return takeMpvString(mpv_get_property_string(m_mpv, name.toUtf8().constData()));
+}
+
+void MpvPlayer::setStretchToFit(bool stretch)
+{
+    if (!m_mpv)
+        return;
+    int keepAspect = stretch ? 0 : 1;
+    mpv_set_property_async(m_mpv, 0, "keepaspect", MPV_FORMAT_FLAG, &keepAspect);
 }
 
 void MpvPlayer::setState(State state)

@@ -11,6 +11,7 @@
 #include <functional>
 
 struct mpv_handle;
+struct mpv_render_context;
 
 namespace tav {
 
@@ -58,6 +59,34 @@ public:
     int volume() const override { return m_volume; }
     void setBalance(int balance) override;
 
+    // Video output through mpv's render API, for a video widget. Frames reach
+    // a render context only with the option vo=libmpv; with the default
+    // vo=null a context can be made but stays idle.
+    //
+    // Makes the one OpenGL render context this core allows, in the GL context
+    // that is current, allows mpv to render on a software OpenGL (gpu-sw),
+    // and stops mpv from waiting in the render call for a frame's display
+    // time (video-timing-offset=0), since rendering runs on the GUI thread.
+    // The caller frees it with mpv_render_context_free(), with the
+    // same GL context current, before this player is destroyed: see
+    // coreClosing(). Returns nullptr and says why in *error on failure.
+    using GlProcAddress = void *(*)(void *context, const char *name);
+    mpv_render_context *createGlRenderContext(GlProcAddress resolve, void *resolveContext,
+                                              QString *error);
+    // Stretch the picture to the whole output (keepaspect=no) or keep its shape.
+    void setStretchToFit(bool stretch);
+    // mpv has a video output configured: an item with a picture is showing.
+    bool hasVideoOutput() const { return m_videoOutput; }
+    // An mpv property as text, for diagnostics ("frame-drop-count" …); empty
+    // when mpv has no such property or no value for it now.
+    QString propertyText(const QString &name) const;
+
+signals:
+    void videoOutputChanged(bool active);
+    // The core is about to be destroyed: a render context still alive must
+    // be freed now, from a directly connected slot.
+    void coreClosing();
+
 private:
     struct Event;
 
@@ -98,6 +127,7 @@ private:
     int m_volume = 100;
     int m_balanceSide = 0; // -1 left only, 0 both, 1 right only
     QString m_baseFilters; // audio filters given in the options
+    bool m_videoOutput = false;
 };
 
 } // namespace tav

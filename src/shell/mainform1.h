@@ -13,6 +13,7 @@ class QComboBox;
 class QDateEdit;
 class QGroupBox;
 class QLabel;
+class QLineEdit;
 class QListWidget;
 class QPlainTextEdit;
 class QPushButton;
@@ -29,6 +30,8 @@ class AutoStart;
 class FormAddTask;
 class HelpWindow;
 class Station;
+class frmFullMV;
+class frmPlay;
 class StopWatch;
 enum class Switch;
 
@@ -43,7 +46,9 @@ public:
     static constexpr int kSectionColumn = 8;
     static constexpr int kVolumeColumn = 4;
 
-    MainForm1(Station &station, AutoStart &autoStart, QWidget *parent = nullptr);
+    // videoWindow may be null where nothing is shown (tests without a player).
+    MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindow = nullptr,
+              QWidget *parent = nullptr);
     ~MainForm1() override;
 
     // Start-up after the window exists: the auto-start path check, the
@@ -69,6 +74,11 @@ public:
     void pauseKey();
     void stopKey();
     void playListDoubleClicked(int row);
+
+    // The player window: shown or hidden, mini or restored, its size saved.
+    void togglePlayWindow();
+    void toggleMiniView();
+    void saveWindowSize();
 
     using FileChooser = std::function<QStringList(const QString &title, const QString &filter)>;
     void setFileChooser(FileChooser chooser) { m_chooseFiles = std::move(chooser); }
@@ -130,6 +140,14 @@ private:
     QActionGroup *m_skins = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
     QList<QCheckBox *> m_switchBoxes;
+    void showVideo();
+    void resetVideo();
+
+    frmPlay *m_video = nullptr;
+    frmFullMV *m_fullScreen = nullptr;
+    QPushButton *m_openPlayWindow = nullptr;
+    QPushButton *m_narrow = nullptr;
+    QLineEdit *m_sizeFields[4] = {};
     QPushButton *m_playKey = nullptr;
     QPushButton *m_pauseKey = nullptr;
     // "OK" once the operator chose to keep the running task's end time.

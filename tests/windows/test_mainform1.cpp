@@ -1,5 +1,6 @@
 #include "core/ini.h"
 #include "fakes/fakes.h"
+#include "playback/frmplay.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
@@ -8,10 +9,12 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFile>
 #include <QCoreApplication>
 #include <QDateEdit>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -290,4 +293,36 @@ TEST_F(MainWindowTest, DoubleClickDuringATimedTaskAsksAboutItsEndOnce)
     window->playListDoubleClicked(1);
     EXPECT_EQ(prompt.shown.size(), asked + 1);
     EXPECT_TRUE(station->scheduler().runningEnd().isEmpty()); // its end no longer stops the list
+}
+
+TEST_F(MainWindowTest, PlayerWindowButtonsAndItsSavedSize)
+{
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
+    window->startUp();
+    EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"隐藏视窗");
+    click("cmdOpenPlayWindow");
+    EXPECT_FALSE(video.isVisible());
+    EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"显示视窗");
+
+    get<QLineEdit>("txtPlayHeight")->setText(u"abc"_s);
+    click("cmdSeveSize");
+    EXPECT_EQ(prompt.shown.last(), u"提示|输入有误，请重新输入");
+    EXPECT_FALSE(QFile::exists(d.file(u"【CONTROL】.ini"_s)));
+    const char *fields[4] = {"txtPlayHeight", "txtPlayWidth", "txtPlayTop", "txtPlayLeft"};
+    const QString values[4] = {u"600"_s, u"800"_s, u"10"_s, u"20"_s};
+    for (int i = 0; i < 4; ++i)
+        get<QLineEdit>(fields[i])->setText(values[i]);
+    click("cmdSeveSize");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"800");
+    QCoreApplication::processEvents(); // the player window places itself once for the four values
+    EXPECT_EQ(video.geometry(), QRect(20, 10, 800, 600));
+
+    click("cmdNarrow");
+    EXPECT_EQ(video.width(), 320);
+    EXPECT_EQ(get<QPushButton>("cmdNarrow")->text(), u"还原视窗");
+    click("cmdNarrow");
+    EXPECT_EQ(video.geometry(), QRect(20, 10, 800, 600));
+    window.reset(); // before the player window it points at
 }

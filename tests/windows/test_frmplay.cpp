@@ -1,0 +1,246 @@
+#include "core/datadir.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "playback/frmfullmv.h"
+#include "playback/frmplay.h"
+#include "playback/mpvvideowidget.h"
+
+#include <QGuiApplication>
+#include <QLabel>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class PlayerWindowTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::test::ScriptedPrompt prompt;
+    std::unique_ptr<tav::Settings> settings;
+    std::unique_ptr<tav::frmPlay> play;
+    std::unique_ptr<tav::frmFullMV> full;
+
+    void start()
+    {
+        full.reset();
+        play.reset();
+        settings = std::make_unique<tav::Settings>(tav::DataDir(d.path()));
+        settings->load();
+        // No player: the windows' logic, not mpv's pictures.
+        play = std::make_unique<tav::frmPlay>(*settings, tav::DataDir(d.path()), nullptr);
+        full = std::make_unique<tav::frmFullMV>(*play, prompt);
+    }
+    void writeSize(const QString &h, const QString &w, const QString &t, const QString &l)
+    {
+        d.write(u"【CONTROL】.ini"_s, u"[播放窗口尺寸]\nPlayHeight=%1\nPlayWidth=%2\nPlayTop=%3\nPlayLeft=%4\n"_s
+                                         .arg(h, w, t, l));
+    }
+    QWidget *videoParent() const { return play->video()->parentWidget(); }
+};
+
+TEST_F(PlayerWindowTest, StoredSizeIsAppliedAsLogicalPixels)
+{
+    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
+    start();
+    EXPECT_EQ(play->objectName(), u"frmPlay");
+    EXPECT_EQ(play->video()->objectName(), u"wmp1");
+    EXPECT_EQ(play->geometry(), QRect(0, 0, 800, 600));
+    EXPECT_TRUE(play->windowFlags().testFlag(Qt::FramelessWindowHint));
+
+    writeSize(u"360"_s, u"640"_s, u"20"_s, u"30"_s);
+    start();
+    QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
+    play->windowSize();
+    EXPECT_EQ(play->geometry(), QRect(30, 20, 640, 360));
+    ASSERT_EQ(applied.size(), 1);
+    EXPECT_EQ(applied.at(0), (QVariantList{360, 640, 20, 30}));
+}
+
+TEST_F(PlayerWindowTest, MissingOrNonNumericSizesCountZero)
+{
+    start(); // no 【CONTROL】.ini at all
+    EXPECT_EQ(play->geometry().topLeft(), QPoint(0, 0));
+    EXPECT_EQ(play->width(), 0);
+    EXPECT_EQ(play->height(), 0);
+
+    writeSize(u"abc"_s, u"800"_s, u""_s, u"12x"_s);
+    start();
+    const tav::frmPlay::PlaySize size = play->storedSize();
+    EXPECT_EQ(size.height, 0);
+    EXPECT_EQ(size.width, 800);
+    EXPECT_EQ(size.top, 0);
+    EXPECT_EQ(size.left, 0);
+}
+
+TEST_F(PlayerWindowTest, SavedSizesArePlacedAgainOnce)
+{
+    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
+    start();
+    QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
+    settings->setText(tav::Setting::PlayHeight, u"300"_s);
+    settings->setText(tav::Setting::PlayWidth, u"400"_s);
+    settings->setText(tav::Setting::PlayTop, u"50"_s);
+    settings->setText(tav::Setting::PlayLeft, u"60"_s);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(play->geometry(), QRect(60, 50, 400, 300));
+    EXPECT_EQ(applied.size(), 1);
+}
+
+TEST_F(PlayerWindowTest, SecondScreenFallsBackToTheOnlyScreen)
+{
+    ASSERT_EQ(QGuiApplication::screens().size(), 1);
+    const QRect first = QGuiApplication::screens().first()->geometry();
+    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
+    d.write(u"【IMAGE】.ini"_s, u"[设置]\n输出到第二显示器=1\n"_s);
+    start(); // the switch is on: the screen, not the stored size
+    EXPECT_TRUE(play->secondMonitorWanted());
+    EXPECT_EQ(play->geometry(), first);
+
+    d.write(u"【IMAGE】.ini"_s, u"[设置]\n输出到第二显示器=0\n"_s);
+    start();
+    EXPECT_FALSE(play->secondMonitorWanted());
+    EXPECT_EQ(play->geometry(), QRect(0, 0, 800, 600));
+    play->windowSizeTwo();
+    EXPECT_EQ(play->geometry(), first);
+}
+
+TEST_F(PlayerWindowTest, BetweenItemsTheBackgroundPictureIsStretchedElseBlack)
+{
+    writeSize(u"48"_s, u"64"_s, u"0"_s, u"0"_s);
+    start();
+    play->show();
+    const QImage black = play->grab().toImage();
+    EXPECT_EQ(black.pixelColor(black.width() / 2, black.height() / 2), QColor(Qt::black));
+
+    QImage picture(8, 4, QImage::Format_RGB32);
+    picture.fill(QColor(200, 30, 30));
+    picture.setPixelColor(7, 3, QColor(30, 30, 200)); // bottom right: stretched, it reaches the corner
+    ASSERT_TRUE(picture.save(d.file(u"Vbg.jpg"_s), "PNG"));
+    start();
+    play->show();
+    for (QWidget *shown : {static_cast<QWidget *>(play->video()), static_cast<QWidget *>(play.get())}) {
+        const QImage image = shown->grab().toImage();
+        ASSERT_EQ(image.size(), QSize(64, 48));
+        EXPECT_EQ(image.pixelColor(10, 10), QColor(200, 30, 30));
+        EXPECT_EQ(image.pixelColor(63, 47), QColor(30, 30, 200));
+        play->setVideoVisible(false); // then the window's own background shows
+    }
+}
+
+TEST(PlayerWindowSizeCheck, WholeNumbersInRange)
+{
+    using tav::frmPlay;
+    EXPECT_TRUE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s));
+    EXPECT_TRUE(frmPlay::validSize(u" 1"_s, u"10000"_s, u"-10000"_s, u"10000"_s));
+    EXPECT_TRUE(frmPlay::validSize(u"1"_s, u"1"_s, u"-5"_s, u"+5"_s));
+    // height and width
+    EXPECT_FALSE(frmPlay::validSize(u"0"_s, u"800"_s, u"0"_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"10001"_s, u"0"_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"-600"_s, u"800"_s, u"0"_s, u"0"_s));
+    // top and left
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"-10001"_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"10001"_s));
+    // not whole numbers, or empty
+    EXPECT_FALSE(frmPlay::validSize(u"600.5"_s, u"800"_s, u"0"_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"8OO"_s, u"0"_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u""_s, u"0"_s));
+    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"1e3"_s));
+}
+
+TEST_F(PlayerWindowTest, TheOneVideoMovesBetweenTheWindows)
+{
+    writeSize(u"360"_s, u"640"_s, u"0"_s, u"0"_s);
+    start();
+    play->show();
+    EXPECT_EQ(videoParent(), play.get());
+    EXPECT_TRUE(play->hasVideo());
+
+    full->showFull();
+    EXPECT_TRUE(full->isFull());
+    EXPECT_TRUE(full->isVisible());
+    EXPECT_EQ(videoParent(), full.get());
+    EXPECT_FALSE(play->hasVideo());
+    EXPECT_EQ(full->objectName(), u"frmFullMV");
+
+    // An audio item hides the picture wherever it is, and it stays hidden on the way back.
+    play->setVideoVisible(false);
+    EXPECT_TRUE(play->video()->isHidden());
+    full->leaveFull();
+    EXPECT_FALSE(full->isFull());
+    EXPECT_FALSE(full->isVisible());
+    EXPECT_EQ(videoParent(), play.get());
+    EXPECT_TRUE(play->video()->isHidden());
+    play->setVideoVisible(true);
+    EXPECT_FALSE(play->video()->isHidden());
+    full->showFull();
+    EXPECT_FALSE(play->video()->isHidden());
+}
+
+TEST_F(PlayerWindowTest, LeavingFullScreenAsksFirst)
+{
+    start();
+    play->show();
+    full->showFull();
+    QSignalSpy left(full.get(), &tav::frmFullMV::fullScreenLeft);
+
+    prompt.answers = {false};
+    full->FullSwt();
+    EXPECT_EQ(prompt.shown, QStringList{u"切换视窗|是否退出全屏"_s});
+    EXPECT_TRUE(full->isFull());
+    EXPECT_EQ(videoParent(), full.get());
+    EXPECT_EQ(left.size(), 0);
+
+    // Escape and a double-click ask the same question.
+    prompt.answers = {false};
+    QTest::keyClick(full.get(), Qt::Key_Escape);
+    prompt.answers = {false};
+    QTest::mouseDClick(full.get(), Qt::LeftButton);
+    EXPECT_EQ(prompt.shown.size(), 3);
+    EXPECT_TRUE(full->isFull());
+
+    prompt.answers = {true};
+    full->FullSwt();
+    EXPECT_FALSE(full->isFull());
+    EXPECT_EQ(videoParent(), play.get());
+    EXPECT_EQ(left.size(), 1);
+
+    full->FullSwt(); // not full screen: nothing to ask
+    EXPECT_EQ(prompt.shown.size(), 4);
+}
+
+TEST_F(PlayerWindowTest, HidingThePlayerWindowWhileFullReturnsAfterTheTip)
+{
+    start();
+    play->show();
+    full->showFull();
+    QSignalSpy returned(full.get(), &tav::frmFullMV::returnedToMain);
+    auto *tips = full->findChild<QLabel *>(u"lblTips"_s);
+    ASSERT_NE(tips, nullptr);
+    EXPECT_TRUE(tips->isHidden());
+
+    play->hide();
+    EXPECT_FALSE(tips->isHidden());
+    EXPECT_EQ(tips->text(), u"视窗已经隐藏,2秒后自动返回主界面");
+    QTest::qWait(tav::frmFullMV::kTipMilliseconds / 2);
+    EXPECT_TRUE(full->isFull()); // still waiting
+    ASSERT_TRUE(returned.wait(tav::frmFullMV::kTipMilliseconds * 2));
+    EXPECT_FALSE(full->isFull());
+    EXPECT_TRUE(tips->isHidden());
+    EXPECT_EQ(videoParent(), play.get());
+    EXPECT_TRUE(prompt.shown.isEmpty()); // no question on this way out
+
+    // Hiding it while not full screen is only hiding it.
+    play->show();
+    play->hide();
+    EXPECT_TRUE(tips->isHidden());
+}
+
+} // namespace
