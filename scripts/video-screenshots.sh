@@ -8,14 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 bin=$(pwd)/build/src/app/tavplayer
 
-display=90
-while [ -e "/tmp/.X$display-lock" ]; do display=$((display + 1)); done
-export DISPLAY=":$display" XDG_CONFIG_HOME
-XDG_CONFIG_HOME=$(mktemp -d)
-work=$(mktemp -d)
-Xvfb "$DISPLAY" -screen 0 1280x860x24 >/dev/null 2>&1 &
-xvfb=$!
-trap 'kill "${app:-}" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+source scripts/xvfb.sh
 ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 30 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"
 
 # GBK INI text with CRLF from UTF-8 lines.
@@ -34,7 +27,6 @@ run() {
   "$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
   app=$!
 }
-shot() { import -window root "$out/$1.png"; echo "$out/$1.png"; }
 
 run 0
 sleep 8 && shot video-window
