@@ -77,10 +77,6 @@ bool wantsWindow(int argc, char *argv[])
 int main(int argc, char *argv[])
 {
     const bool windowed = wantsWindow(argc, argv);
-    // The one video picture moves between the player window and full screen:
-    // their GL contexts must share.
-    if (windowed)
-        QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     std::unique_ptr<QCoreApplication> app(windowed ? new QApplication(argc, argv)
                                                    : new QCoreApplication(argc, argv));
     QCoreApplication::setApplicationName(u"tavplayer"_s);

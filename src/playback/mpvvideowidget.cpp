@@ -2,12 +2,11 @@
 
 #include "platform/mpvplayer.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QMetaObject>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
-#include <QOpenGLWidget>
+#include <QOpenGLWindow>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <QtDebug>
@@ -38,38 +37,55 @@ void paintBackground(QPainter &painter, const QRect &area, const QImage &backgro
 
 } // namespace
 
-// The OpenGL part: owns mpv's render context.
-class MpvVideoWidget::Surface final : public QOpenGLWidget
+// The OpenGL part: a native window that owns mpv's render context. mpv draws
+// into the window's default framebuffer, which is then swapped to the screen.
+class MpvVideoWidget::Surface final : public QOpenGLWindow
 {
 public:
-    Surface(MpvPlayer *player, std::function<void()> initialized, QWidget *parent)
-        : QOpenGLWidget(parent)
+    Surface(MpvPlayer *player, std::function<void()> initialized)
+        : QOpenGLWindow(QOpenGLWindow::NoPartialUpdate)
         , m_player(player)
         , m_initialized(std::move(initialized))
     {
-        setContextMenuPolicy(Qt::NoContextMenu);
+        // Clicks, double clicks and keys go to the widgets under the window.
+        setFlags(flags() | Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
         if (m_player) {
             // Directly: the core must not be destroyed with our context alive.
-            connect(m_player, &MpvPlayer::coreClosing, this, [this] { freeRenderContext(); },
+            connect(m_player, &MpvPlayer::coreClosing, this, [this] { freeRenderContext(context()); },
                     Qt::DirectConnection);
         }
     }
-    ~Surface() override { freeRenderContext(); }
+    ~Surface() override { freeRenderContext(context()); }
 
     bool isRendering() const { return m_render != nullptr; }
     bool isInitialized() const { return m_isInitialized; }
     const QString &errorString() const { return m_error; }
 
+    // The video frame drawn anew into the back buffer and read from there;
+    // null when there is none to show.
+    QImage freshFrame()
+    {
+        if (!showsVideo() || !isExposed() || !context())
+            return QImage();
+        makeCurrent();
+        renderFrame(false);
+        QImage frame = grabFramebuffer();
+        doneCurrent();
+        return frame;
+    }
+
 protected:
     void initializeGL() override
     {
-        // A new GL context (first show, or a move to another window without
-        // shared contexts): a render context made in the old one goes with it.
-        connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] { freeRenderContext(); },
+        // A new GL context (first show, or the native window made again): a
+        // render context made in the old one goes with it. The slot makes
+        // the dying context current itself, as mpv frees GL objects.
+        QOpenGLContext *gl = context();
+        connect(gl, &QOpenGLContext::aboutToBeDestroyed, this, [this, gl] { freeRenderContext(gl); },
                 Qt::DirectConnection);
         if (m_player && !m_render) {
             QString error;
-            m_render = m_player->createGlRenderContext(&glProcAddress, context(), &error);
+            m_render = m_player->createGlRenderContext(&glProcAddress, gl, &error);
             if (m_render) {
                 m_error.clear();
                 mpv_render_context_set_update_callback(m_render, &Surface::onMpvUpdate, this);
@@ -85,8 +101,8 @@ protected:
 
     void paintGL() override
     {
-        if (m_render && m_player && m_player->hasVideoOutput()) {
-            renderFrame();
+        if (showsVideo()) {
+            renderFrame(false);
             return;
         }
         // Only until the owner hides us and shows the background itself.
@@ -96,6 +112,8 @@ protected:
     }
 
 private:
+    bool showsVideo() const { return m_render && m_player && m_player->hasVideoOutput(); }
+
     static void onMpvUpdate(void *context)
     {
         // Any mpv thread: no render call here, only a note to the GUI thread.
@@ -103,48 +121,56 @@ private:
         QMetaObject::invokeMethod(self, [self] { self->frameReady(); }, Qt::QueuedConnection);
     }
 
+    // No mpv_render_context_report_swap() after the swaps: with it mpv took
+    // them for the display's refresh and dropped frames (measured at 720p
+    // under Xvfb); without it mpv times frames by its clock, as it should
+    // with video-timing-offset 0.
     void frameReady()
     {
         if (!m_render)
             return;
-        if (isVisible()) {
-            update();
+        if (!(mpv_render_context_update(m_render) & MPV_RENDER_UPDATE_FRAME))
+            return;
+        if (isExposed()) {
+            update(); // paintGL, then the swap
             return;
         }
         // Hidden (audio-only item, or the window is hidden): mpv still waits
-        // for its frames to be drawn, so draw them where no one looks.
+        // for its frames to be taken, so take them without drawing.
+        if (!context())
+            return;
         makeCurrent();
-        renderFrame();
+        renderFrame(true);
         doneCurrent();
     }
 
-    void renderFrame()
+    void renderFrame(bool skip)
     {
-        const qreal ratio = devicePixelRatioF();
+        const qreal ratio = devicePixelRatio();
         mpv_opengl_fbo fbo{static_cast<int>(defaultFramebufferObject()),
                            qMax(1, qRound(width() * ratio)), qMax(1, qRound(height() * ratio)), 0};
         int flipY = 1;
+        int skipRendering = skip ? 1 : 0;
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_OPENGL_FBO, &fbo},
             {MPV_RENDER_PARAM_FLIP_Y, &flipY},
+            {MPV_RENDER_PARAM_SKIP_RENDERING, &skipRendering},
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         mpv_render_context_render(m_render, params);
     }
 
-    void freeRenderContext()
+    void freeRenderContext(QOpenGLContext *gl)
     {
         if (!m_render)
             return;
         // Render calls need the GL context the render context was made in.
-        const bool haveGl = context() != nullptr;
-        if (haveGl)
-            makeCurrent();
+        const bool current = gl && handle() && gl->makeCurrent(this);
         mpv_render_context_set_update_callback(m_render, nullptr, nullptr);
         mpv_render_context_free(m_render);
         m_render = nullptr;
-        if (haveGl)
-            doneCurrent();
+        if (current)
+            gl->doneCurrent();
     }
 
     QPointer<MpvPlayer> m_player;
@@ -165,24 +191,32 @@ MpvVideoWidget::MpvVideoWidget(MpvPlayer *player, const QString &backgroundFile,
     m_player = player;
     if (!openGlAvailable())
         return;
-    if (player && !QCoreApplication::testAttribute(Qt::AA_ShareOpenGLContexts))
-        qWarning("the video widget needs Qt::AA_ShareOpenGLContexts set before the application is "
-                 "created, or the picture is lost when it moves to the full-screen window");
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    m_surface = new Surface(player, [this] { placeSurface(); }, this);
-    layout->addWidget(m_surface);
+    m_surface = new Surface(player, [this] { placeSurface(); });
+    // The container takes the window; it alone changes parents when the
+    // widget moves, the window and its GL context stay.
+    m_container = QWidget::createWindowContainer(m_surface, this);
+    m_container->setFocusPolicy(Qt::NoFocus);
+    m_container->setContextMenuPolicy(Qt::NoContextMenu);
+    layout->addWidget(m_container);
     if (m_player)
         connect(m_player, &MpvPlayer::videoOutputChanged, this, &MpvVideoWidget::placeSurface);
 }
 
 void MpvVideoWidget::placeSurface()
 {
-    // The surface must be shown once to get its GL context and mpv's render
+    // The window must be shown once to get its GL context and mpv's render
     // context; after that it shows only while mpv has a picture, and the
     // background is painted here without OpenGL.
     const bool video = m_player && m_player->hasVideoOutput() && m_surface->isRendering();
-    m_surface->setVisible(!m_surface->isInitialized() || video);
+    m_container->setVisible(!m_surface->isInitialized() || video);
+}
+
+bool MpvVideoWidget::videoShown() const
+{
+    return m_container && !m_container->isHidden() && isRendering() && m_player
+           && m_player->hasVideoOutput();
 }
 
 MpvVideoWidget::~MpvVideoWidget() = default;
@@ -201,8 +235,14 @@ QString MpvVideoWidget::errorString() const
 
 QImage MpvVideoWidget::grabFrame()
 {
-    // QWidget::grab() takes the OpenGL child's frame too.
+    // The native window is not part of a widget grab; paintEvent draws its
+    // frame in.
     return grab().toImage();
+}
+
+QImage MpvVideoWidget::videoFrame()
+{
+    return videoShown() ? m_surface->freshFrame() : QImage();
 }
 
 bool MpvVideoWidget::openGlAvailable()
@@ -216,8 +256,15 @@ bool MpvVideoWidget::openGlAvailable()
 
 void MpvVideoWidget::paintEvent(QPaintEvent *)
 {
-    // Between items, for audio-only items, and without OpenGL.
     QPainter painter(this);
+    // On screen the native window covers this; painted for grabs (the
+    // window's frame is not in the widgets' backing store), and seldom
+    // otherwise, as the video's frames do not repaint the widget.
+    if (const QImage frame = videoFrame(); !frame.isNull()) {
+        painter.drawImage(rect(), frame);
+        return;
+    }
+    // Between items, for audio-only items, and without OpenGL.
     paintBackground(painter, rect(), m_background);
 }
 

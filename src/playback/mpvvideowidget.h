@@ -5,8 +5,6 @@
 #include <QString>
 #include <QWidget>
 
-class QOpenGLWidget;
-
 namespace tav {
 
 class MpvPlayer;
@@ -17,17 +15,23 @@ class MpvPlayer;
 // whenever mpv shows no video (between items, audio-only items) the widget
 // shows the background picture, or plain black when there is none.
 //
-// The drawing is done by an OpenGL child widget, made only when the platform
-// can give an OpenGL context: Qt cannot show an OpenGL widget on one that
-// cannot (the offscreen platform, for one), so there the background alone
-// shows.
+// The drawing is done by a native OpenGL window embedded in the widget, made
+// only when the platform can give an OpenGL context: Qt cannot show OpenGL on
+// one that cannot (the offscreen platform, for one), so there the background
+// alone shows. mpv draws straight into that window's own framebuffer and the
+// window swaps it to the screen, with no copy through the widgets' backing
+// store (which on a software OpenGL costs about as much as mpv's drawing).
+// The window takes no input: clicks and keys reach the widgets under it.
 //
 // mpv allows one render context per core, so one widget per player. The
-// render context lives in the child's GL context: it is made when the widget
+// render context lives in the window's GL context: it is made when the window
 // is first shown and freed before that GL context or the player's core goes
-// away. Moving the widget to another window keeps the GL context only when
-// the application was created with Qt::AA_ShareOpenGLContexts; without it Qt
-// makes a new GL context and mpv drops the video of the item playing.
+// away. Moving the widget to another window moves only the window's
+// container; the native window, with its GL context and the render context,
+// stays the same. Should the platform still recreate the native window, the
+// render context is freed with the old GL context and made again in the new
+// (mpv then ends the picture of the item playing, as before a move did
+// without shared GL contexts).
 class MpvVideoWidget final : public QWidget
 {
     Q_OBJECT
@@ -44,6 +48,9 @@ public:
     QString errorString() const;
     // What the widget shows now, video frame included.
     QImage grabFrame();
+    // The frame now in the OpenGL window, freshly drawn; null while no video
+    // shows there.
+    QImage videoFrame();
 
     // True when the platform gives OpenGL contexts (asked once).
     static bool openGlAvailable();
@@ -54,10 +61,12 @@ protected:
 private:
     class Surface;
     void placeSurface();
+    bool videoShown() const;
 
     QPointer<MpvPlayer> m_player;
     QImage m_background;
-    Surface *m_surface = nullptr;
+    Surface *m_surface = nullptr;       // owned by m_container
+    QWidget *m_container = nullptr;
 };
 
 } // namespace tav
