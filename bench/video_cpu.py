@@ -13,17 +13,8 @@ usage: bench/video_cpu.py [--build build] [--seconds 20] [--keep DIR]
 """
 import argparse, json, os, shutil, socket, subprocess, sys, tempfile, time
 
-
-def cpu_seconds(pid):
-    fields = open(f"/proc/{pid}/stat").read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")  # utime + stime
-
-
-def rss_mb(pid):
-    for line in open(f"/proc/{pid}/status"):
-        if line.startswith("VmRSS:"):
-            return int(line.split()[1]) / 1024
-    return 0.0
+sys.path.insert(0, os.path.dirname(__file__))
+from idle_usage import cpu_seconds, rss_mb  # noqa: E402
 
 
 def make_clip(path, size):
