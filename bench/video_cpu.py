@@ -2,7 +2,7 @@
 """CPU and memory of video in the player window against mpv's own window.
 
 Under one Xvfb (software OpenGL), one after the other on the same test clip:
-  - the player window (build's tests/video_check: MpvVideoWidget, vo=libmpv),
+  - the player window (build's bench/video_check: MpvVideoWidget, vo=libmpv),
   - mpv itself with --vo=gpu (the same renderer, in mpv's own window),
 first with a 1920x1080 H.264 clip (ffmpeg testsrc2, 30 s) in a 1920x1080
 window, then with a 1280x720 clip in a 1280x720 window. For each it prints the
@@ -80,7 +80,7 @@ def main():
     ap.add_argument("--seconds", type=float, default=20)
     ap.add_argument("--keep", help="folder for the clips (kept between runs)")
     args = ap.parse_args()
-    check = os.path.join(args.build, "tests", "video_check")
+    check = os.path.join(args.build, "bench", "video_check")
     for tool in (check, shutil.which("mpv"), shutil.which("ffmpeg"), shutil.which("Xvfb")):
         if not tool or not os.path.exists(tool):
             sys.exit(f"video_cpu: missing {tool or 'mpv/ffmpeg/Xvfb'} (build video_check; scripts/install-deps.sh)")

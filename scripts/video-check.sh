@@ -9,7 +9,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 out=$(mkdir -p "${1:-video-check}" && cd "${1:-video-check}" && pwd)
 build=${BUILD:-build}
-check="$build/tests/video_check"
+check="$build/bench/video_check"
 if [ ! -x "$check" ]; then
   echo "video-check: $check is missing; build the video_check target first" >&2
   exit 1
