@@ -1,7 +1,6 @@
 #include "playback/frmplay.h"
 
 #include "core/datadir.h"
-#include "core/ini.h"
 #include "core/settings.h"
 #include "playback/mpvvideowidget.h"
 
@@ -31,7 +30,6 @@ bool wholeNumber(const QString &text, int low, int high)
 frmPlay::frmPlay(Settings &settings, const DataDir &dir, MpvPlayer *player, QWidget *parent)
     : QWidget(parent, Qt::FramelessWindowHint | Qt::Tool)
     , m_settings(settings)
-    , m_imageIni(dir.file(u"【IMAGE】.ini"_s))
 {
     setObjectName(u"frmPlay"_s);
     setWindowTitle(u"Tavrel多媒体定时播放系统"_s);
@@ -73,7 +71,7 @@ void frmPlay::windowSizeTwo()
 
 bool frmPlay::secondMonitorWanted() const
 {
-    return IniFile(m_imageIni).value(u"设置"_s, u"输出到第二显示器"_s).trimmed() == u"1";
+    return m_settings.isOn(Switch::SecondMonitor);
 }
 
 void frmPlay::applyPlacement()

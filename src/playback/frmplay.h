@@ -47,7 +47,7 @@ public:
     // Places the window over the whole second screen, or over the first
     // when there is only one.
     void windowSizeTwo();
-    // The second-monitor switch (【IMAGE】.ini, 设置/输出到第二显示器) is "1".
+    // The second-monitor switch (chkdisplayTwo) is on.
     bool secondMonitorWanted() const;
     // windowSizeTwo() when the second-monitor switch is on, else windowSize().
     // Runs at construction and again when a size setting is saved.
@@ -82,7 +82,6 @@ private:
     void placementSettingChanged();
 
     Settings &m_settings;
-    const QString m_imageIni;
     MpvVideoWidget *m_video = nullptr;
     QVBoxLayout *m_layout = nullptr;
     bool m_videoVisible = true;
