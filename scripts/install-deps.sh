@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # build
-  build-essential cmake ninja-build pkg-config git
+  build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libmpv-dev
   # run: the media engine, iconv (in libc-bin) for the GBK data files
   mpv libc-bin
