@@ -12,6 +12,8 @@ packages=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
   xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
+  # Qt's own Chinese texts for its standard dialogs and buttons
+  qt6-translations-l10n
 )
 
 missing=()

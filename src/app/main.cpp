@@ -6,6 +6,7 @@
 #include "playback/frmplay.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
+#include "shell/language.h"
 #include "shell/messageboxprompt.h"
 #include "shell/singleinstance.h"
 #include "shell/station.h"
@@ -108,6 +109,8 @@ int main(int argc, char *argv[])
         }
     }
 
+    if (QString why; windowed && !tav::useChinese(*app, &why))
+        std::fprintf(stderr, "%s\n", why.toUtf8().constData());
     std::unique_ptr<tav::Prompt> prompt;
     if (windowed)
         prompt = std::make_unique<tav::MessageBoxPrompt>(nullptr);

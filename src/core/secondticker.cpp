@@ -23,8 +23,10 @@ void SecondTicker::fire()
         scheduleNext();
         return;
     }
-    emit second();
+    // Armed before the work of this second runs, so that slow work never
+    // costs the following seconds their tick.
     scheduleNext();
+    emit second();
 }
 
 void SecondTicker::scheduleNext()

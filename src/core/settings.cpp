@@ -2,6 +2,8 @@
 
 #include "core/zhtext.h"
 
+#include <QFileInfo>
+
 using namespace Qt::StringLiterals;
 
 namespace tav {
@@ -127,6 +129,7 @@ QString Settings::keyOf(Setting s)
 
 void Settings::load()
 {
+    m_fresh = !QFileInfo::exists(m_control.path());
     // Each file is read once: its parsed form serves all its keys.
     const std::shared_ptr<const IniDocument> docs[] = {m_control.read(), m_timerSet.read(), m_image.read()};
     const auto read = [&docs](const Place &p) {
@@ -136,6 +139,62 @@ void Settings::load()
         m_switches[s] = read(placeOf(s)) == u"1";
     for (Setting s : kAllSettings)
         m_texts[s] = read(placeOf(s));
+}
+
+bool Settings::writeFreshDefaults(const PlayWindowPlace &place, QString *error)
+{
+    QHash<Switch, bool> switches;
+    for (Switch s : kAllSwitches)
+        switches[s] = false;
+    switches[Switch::UseTaskVolume] = true;
+    switches[Switch::AutoBackList] = true;
+    switches[Switch::SecondMonitor] = place.secondMonitor;
+    QHash<Setting, QString> texts{
+        {Setting::WorkStart, zh::timeText(kDefaultWorkStart)},
+        {Setting::WorkEnd, zh::timeText(kDefaultWorkEnd)},
+        {Setting::ShutdownTime, zh::timeText(kDefaultShutdown)},
+        {Setting::StartDelay, u"0"_s},
+        {Setting::Channel, u"0"_s},
+        {Setting::Skin, u"0"_s},
+        {Setting::InterfaceColour, u"0"_s},
+        {Setting::PlayHeight, QString::number(place.height)},
+        {Setting::PlayWidth, QString::number(place.width)},
+        {Setting::PlayTop, QString::number(place.top)},
+        {Setting::PlayLeft, QString::number(place.left)},
+    };
+
+    const IniFile *files[] = {&m_control, &m_timerSet, &m_image};
+    IniDocument docs[3];
+    bool changed[3] = {};
+    for (int f = 0; f < 3; ++f) {
+        bool readable = true;
+        docs[f] = *files[f]->read(&readable);
+        if (!readable) {
+            if (error)
+                *error = files[f]->path();
+            return false; // never replace a file that could not be read
+        }
+    }
+    const auto put = [&](const Place &p, const QString &value) {
+        IniDocument &doc = docs[int(p.file)];
+        const QString section = QString::fromUtf16(p.section), key = QString::fromUtf16(p.key);
+        if (doc.find(section, key))
+            return false;
+        doc.setValue(section, key, value);
+        changed[int(p.file)] = true;
+        return true;
+    };
+    for (auto it = switches.cbegin(); it != switches.cend(); ++it)
+        if (put(placeOf(it.key()), it.value() ? u"1"_s : u"0"_s))
+            m_switches[it.key()] = it.value();
+    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
+        if (put(placeOf(it.key()), it.value()))
+            m_texts[it.key()] = it.value();
+    for (int f = 0; f < 3; ++f)
+        if (changed[f] && !files[f]->write(docs[f], error))
+            return false;
+    m_fresh = false;
+    return true;
 }
 
 void Settings::setSwitch(Switch s, bool on)

@@ -73,9 +73,27 @@ public:
     static constexpr int kDefaultWorkEnd = 18 * 3600;
     static constexpr int kDefaultShutdown = 18 * 3600;
 
+    // Where the player window goes on a fresh station.
+    struct PlayWindowPlace
+    {
+        int height = 600;
+        int width = 800;
+        int top = 0;
+        int left = 0;
+        bool secondMonitor = false;
+    };
+
     explicit Settings(const DataDir &dir, QObject *parent = nullptr);
 
     void load();
+    // No "【CONTROL】.ini" existed at the last load: a fresh station.
+    bool isFresh() const { return m_fresh; }
+    // Writes a fresh station's defaults, so that its files say what is in
+    // force: every switch (each task at its own volume, back to the task
+    // list after playback, the rest off), the working hours, the shutdown
+    // time, no start delay, both channels and the player window's place.
+    // A key that already has a value keeps it. One write per file.
+    bool writeFreshDefaults(const PlayWindowPlace &place, QString *error = nullptr);
 
     bool isOn(Switch s) const { return m_switches.value(s, false); }
     void setSwitch(Switch s, bool on);
@@ -110,6 +128,7 @@ private:
     IniFile m_image;
     QHash<Switch, bool> m_switches;
     QHash<Setting, QString> m_texts;
+    bool m_fresh = false;
 };
 
 } // namespace tav

@@ -69,6 +69,24 @@ void frmPlay::windowSizeTwo()
     setGeometry(screen->geometry());
 }
 
+Settings::PlayWindowPlace frmPlay::freshPlace()
+{
+    Settings::PlayWindowPlace place;
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    if (screens.isEmpty())
+        return place;
+    if (screens.size() > 1) {
+        const QRect second = screens.at(1)->geometry();
+        return {second.height(), second.width(), second.top(), second.left(), true};
+    }
+    const QRect free = screens.first()->availableGeometry();
+    place.width = free.width() / 2;
+    place.height = place.width * 9 / 16;
+    place.left = free.right() + 1 - place.width;
+    place.top = free.top();
+    return place;
+}
+
 bool frmPlay::secondMonitorWanted() const
 {
     return m_settings.isOn(Switch::SecondMonitor);

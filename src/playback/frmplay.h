@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/settings.h"
+
 #include <QString>
 #include <QWidget>
 
@@ -10,7 +12,6 @@ namespace tav {
 class DataDir;
 class MpvPlayer;
 class MpvVideoWidget;
-class Settings;
 
 // The borderless player window. It hosts the player control "wmp1" (the one
 // MpvVideoWidget) and shows the background picture "Vbg.jpg" of the data
@@ -49,6 +50,10 @@ public:
     void windowSizeTwo();
     // The second-monitor switch (chkdisplayTwo) is on.
     bool secondMonitorWanted() const;
+    // Where a fresh station puts the window: the whole second screen when
+    // there is one; otherwise the top right quarter of the first screen's
+    // free area, 16:9.
+    static Settings::PlayWindowPlace freshPlace();
     // windowSizeTwo() when the second-monitor switch is on, else windowSize().
     // Runs at construction and again when a size setting is saved.
     void applyPlacement();

@@ -34,6 +34,19 @@ std::optional<PlayMode> playModeFromName(const QString &name)
     return std::nullopt;
 }
 
+namespace {
+
+// The name a media player gives an item: the file's name without its
+// extension; a stream keeps its address.
+QString mediaName(const QString &url)
+{
+    if (PlaybackController::isStream(url))
+        return url;
+    return QFileInfo(url).completeBaseName();
+}
+
+} // namespace
+
 PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, MessageLog &log,
                                        const Clock &clock, QObject *parent)
     : QObject(parent), m_player(player), m_settings(settings), m_log(log), m_clock(clock),
@@ -46,6 +59,8 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
         if (s == MediaPlayer::State::Stopped)
             m_timer1.start(); // (re)armed: the step runs one second from now
+        if (s == MediaPlayer::State::Playing)
+            emit itemPlaying(mediaName(m_player.currentUrl()));
     });
     // The failing item's step runs outside the player's own event handling.
     connect(&m_player, &MediaPlayer::errorOccurred, this,
@@ -136,6 +151,7 @@ void PlaybackController::playSong()
 {
     m_player.open(currentText());
     emit playKeyChanged(true);
+    emit songStarted(currentText());
 }
 
 void PlaybackController::stop()
@@ -239,27 +255,46 @@ int PlaybackController::playerVolumeFor(int units)
     return int(std::nearbyint(double(qBound(0, units, kMaxSlider)) / 655.35));
 }
 
+int PlaybackController::unitsFor(int playerVolume)
+{
+    return qBound(0, int(std::lround(qBound(0, playerVolume, 100) * 655.35)), kMaxSlider);
+}
+
 void PlaybackController::setSlider(int units)
 {
     m_slider = qBound(0, units, kMaxSlider);
-    setPlayerVolume(playerVolumeFor(m_slider));
-    emit sliderChanged(m_slider);
+    m_player.setVolume(playerVolumeFor(m_slider));
+    if (m_muted) {
+        m_muted = false;
+        emit mutedChanged(false);
+    }
+    emit volumeChanged(slider());
 }
 
 void PlaybackController::setPlayerVolume(int volume)
 {
-    m_player.setVolume(qBound(0, volume, 100));
+    volume = qBound(0, volume, 100);
+    // A slider position that already gives this volume stays where it is.
+    if (playerVolumeFor(m_slider) != volume)
+        m_slider = unitsFor(volume);
+    setSlider(m_slider);
+}
+
+int PlaybackController::playerVolume() const
+{
+    return m_player.volume();
 }
 
 void PlaybackController::toggleMute()
 {
     if (!m_muted) {
-        m_muted = true;
         m_savedVolume = m_player.volume();
         m_player.setVolume(0);
+        m_muted = true;
+        emit mutedChanged(true);
+        emit volumeChanged(slider());
     } else {
-        m_player.setVolume(m_savedVolume);
-        m_muted = false;
+        setPlayerVolume(m_savedVolume);
     }
 }
 
@@ -296,9 +331,11 @@ bool PlaybackController::isAudioOnly(const QString &path)
     return false;
 }
 
-QString PlaybackController::checkPaths(const QString &taskName, Prompt &prompt)
+QString PlaybackController::checkPaths(const QString &taskName, Prompt &prompt, const QString &listFile)
 {
     QString report;
+    if (m_items.isEmpty() && !listFile.isEmpty())
+        report += taskName + u"：" + listFile + u"定时任务的音乐路径错误！  \r\n"_s;
     for (int i = 0; i < m_items.size(); ++i) {
         const QString path = m_items.at(i).trimmed();
         if (isStream(path))
@@ -309,7 +346,7 @@ QString PlaybackController::checkPaths(const QString &taskName, Prompt &prompt)
         }
     }
     if (!report.isEmpty()) {
-        prompt.inform(u"Tavrel多媒体定时播放系统"_s, report);
+        prompt.informLater(u"Tavrel多媒体定时播放系统"_s, report);
         m_log.append(zh::stampedLine(m_clock.now(), report.trimmed()));
     }
     return report;

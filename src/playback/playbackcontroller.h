@@ -31,7 +31,11 @@ std::optional<PlayMode> playModeFromName(const QString &name);
 //   else is already loading or playing;
 // - a file that cannot be played is logged ("文件错误:" + path) and the list
 //   moves on to the next item, never wrapping from the last;
-// - player volume = slider units (0 to 65535) / 655.35, halves to even.
+// - player volume = slider units (0 to 65535) / 655.35, halves to even;
+// - the slider always shows the volume in force, whatever set it (a task,
+//   the operator, mute, another subsystem turning the music down): every
+//   change goes through setSlider() or setPlayerVolume() and is announced
+//   by volumeChanged(). While muted it shows 0.
 class PlaybackController : public QObject
 {
     Q_OBJECT
@@ -78,10 +82,18 @@ public:
     void setMode(PlayMode mode);
     void cycleMode(); // 循环 → 随机 → 顺序 → 循环
 
-    int slider() const { return m_slider; }
-    void setSlider(int units); // moves the slider and applies it to the player
+    // The slider's position: the volume in force in slider units (0 when muted).
+    int slider() const { return m_muted ? 0 : m_slider; }
+    // The operator or a task moves the slider: the player follows. Ends mute.
+    void setSlider(int units);
+    // Sets the player's volume (0 to 100) directly; the slider follows at
+    // volume × 655.35. Ends mute. Also the hook for turning the music down
+    // and back up around an announcement.
     void setPlayerVolume(int volume);
+    // The player's volume in force, 0 to 100.
+    int playerVolume() const;
     static int playerVolumeFor(int units);
+    static int unitsFor(int playerVolume);
     void toggleMute();
     bool isMuted() const { return m_muted; }
 
@@ -95,7 +107,9 @@ public:
     static bool isStream(const QString &path);
     // Checks every play-list path; a missing one is selected and reported,
     // the report shown and logged. Returns the report (empty when all exist).
-    QString checkPaths(const QString &taskName, Prompt &prompt);
+    // The report does not wait for the operator. A task whose list is empty
+    // is reported with its list file in place of a path.
+    QString checkPaths(const QString &taskName, Prompt &prompt, const QString &listFile = QString());
 
     // Number of pictures in the picture panel, asked when an audio item starts.
     void setPictureCount(std::function<int()> count) { m_pictureCount = std::move(count); }
@@ -108,7 +122,10 @@ signals:
     void playKeyChanged(bool playing); // the play key shows "pause" while playing
     void videoVisibilityChanged(bool visible);
     void endOfPass();                  // a loop starts over at the first item
-    void sliderChanged(int units);
+    void volumeChanged(int units); // what the slider shows, see slider()
+    void mutedChanged(bool muted);
+    void itemPlaying(const QString &name); // the item's name once it sounds
+    void songStarted(const QString &path); // an item was handed to the player
     void modeChanged(tav::PlayMode mode);
     void idle();                       // sequential list done: status back to idle
 

@@ -14,18 +14,42 @@ using namespace Qt::StringLiterals;
 
 namespace tav {
 
+namespace {
+const QString kIdleTitle = u"Tavrel多媒体定时播放系统"_s;
+const QString kStopDayText = u"今天停播节目"_s;
+const QString kDayOverText = u"提示：今天停播节目或播放时间已结束"_s;
+const QString kCountdownText = u"正关机倒计时"_s;
+} // namespace
+
 Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
                      PlaybackController &playback, MessageLog &log, Shutdown &shutdown,
                      Prompt &prompt, QObject *parent)
     : QObject(parent), m_clock(clock), m_settings(settings), m_store(store), m_stopDates(stopDates),
       m_playback(playback), m_log(log), m_shutdown(shutdown), m_prompt(prompt)
 {
+    connect(&m_settings, &Settings::switchChanged, this, [this](Switch s) {
+        switch (s) {
+        case Switch::StopMonday: case Switch::StopTuesday: case Switch::StopWednesday:
+        case Switch::StopThursday: case Switch::StopFriday: case Switch::StopSaturday:
+        case Switch::StopSunday: case Switch::WorkingHours:
+            reviewDay();
+            break;
+        default:
+            break;
+        }
+    });
+    connect(&m_settings, &Settings::textChanged, this, [this](Setting s) {
+        if (s == Setting::WorkStart || s == Setting::WorkEnd)
+            reviewDay();
+    });
 }
 
 void Scheduler::startDay()
 {
     m_day = m_clock.now().date();
     m_store.load(m_day);
+    m_stopDay = false;
+    m_shutdownPending = false;
     m_enabled = !stopDayCheck();
 }
 
@@ -86,12 +110,15 @@ void Scheduler::startTask(const TodayTask &task, QDate today)
     setStatus(u"正在播放："_s + task.name());
     m_log.append(zh::datedLine(today, u"开播："_s + task.name()));
     emit taskStarted(task.name());
-    m_playback.startTask(task.fields.at(6), m_store.readMediaList(task.name()));
+    const QStringList media = m_store.readMediaList(task.name());
+    m_playback.startTask(task.fields.at(6), media);
     const int units = task.fields.at(4).toInt();
     if (m_settings.isOn(Switch::UseTaskVolume))
         m_playback.setSlider(units);
     else
         m_playback.setPlayerVolume(PlaybackController::playerVolumeFor(units));
+    if (media.isEmpty()) // says why nothing plays, without a look at the disk
+        m_playback.checkPaths(task.name(), m_prompt, m_store.listFileOf(task.name()));
 }
 
 void Scheduler::endTask(QDate today)
@@ -99,13 +126,16 @@ void Scheduler::endTask(QDate today)
     m_playback.stopAndClear();
     m_runningEnd.clear();
     emit taskEnded();
-    if (m_settings.isOn(Switch::Pictures)) {
-        emit idleContentRequested(true);
-        setStatus(u"正在播放广告内容"_s);
-        m_log.append(zh::datedLine(today, u"开播：广告内容"_s));
-    } else {
-        setStatus(u"Tavrel多媒体定时播放系统"_s);
-    }
+    Q_UNUSED(today);
+    setStatus(kIdleTitle);
+    if (m_settings.isOn(Switch::Pictures))
+        emit idleContentRequested(true); // the slideshow answers with idleContentStarted()
+}
+
+void Scheduler::idleContentStarted()
+{
+    setStatus(u"正在播放广告内容"_s);
+    m_log.append(zh::datedLine(m_clock.now().date(), u"开播：广告内容"_s));
 }
 
 NextTaskStatus Scheduler::nextTaskStatus() const
@@ -143,10 +173,48 @@ bool Scheduler::stopDayCheck()
 {
     if (!m_stopDates.isStopDay(m_clock.now().date(), m_settings))
         return false;
+    m_stopDay = true;
     endOfDay();
-    setStatus(u"今天停播节目"_s);
+    if (!m_shutdownPending)
+        setStatus(kStopDayText);
     emit stopDay();
     return true;
+}
+
+void Scheduler::reviewDay()
+{
+    if (!m_day.isValid())
+        return; // not started yet: start-up makes the same check
+    m_day = m_clock.now().date();
+    m_store.load(m_day);
+    const bool stop = m_stopDates.isStopDay(m_day, m_settings);
+    if (stop == m_stopDay && (stop || m_enabled || m_shutdownPending))
+        return;
+    if (stop) {
+        stopDayCheck();
+        return;
+    }
+    m_stopDay = false;
+    if (!m_shutdownPending)
+        resume();
+}
+
+// The schedule goes on for the rest of the day, unless the day is a stop day
+// or its working hours are over.
+void Scheduler::resume()
+{
+    if (m_stopDay) {
+        setStatus(kStopDayText);
+        return;
+    }
+    const int t = zh::secondsOfDay(m_clock.now().time());
+    if (m_settings.isOn(Switch::WorkingHours) && t + kWorkEndLead >= m_settings.workEnd()) {
+        setStatus(kDayOverText);
+        return;
+    }
+    m_enabled = true;
+    if (m_status == kStopDayText || m_status == kDayOverText || m_status == kCountdownText)
+        setStatus(kIdleTitle);
 }
 
 void Scheduler::endOfDay()
@@ -154,9 +222,10 @@ void Scheduler::endOfDay()
     m_playback.stop();
     m_runningEnd.clear();
     m_enabled = false;
-    setStatus(u"提示：今天停播节目或播放时间已结束"_s);
-    if (m_settings.isOn(Switch::ShutdownAtTime) || m_settings.isOn(Switch::ShutdownOnStopDay)) {
-        setStatus(u"正关机倒计时"_s);
+    setStatus(kDayOverText);
+    if (!m_shutdownPending
+        && (m_settings.isOn(Switch::ShutdownAtTime) || m_settings.isOn(Switch::ShutdownOnStopDay))) {
+        setStatus(kCountdownText);
         shutdownStep();
     }
 }
@@ -166,11 +235,26 @@ void Scheduler::shutdownStep()
     QString error;
     if (!m_shutdown.schedule(&error)) {
         m_log.append(zh::stampedLine(m_clock.now(), u"关机失败："_s + error));
+        resume();
         return;
     }
-    if (!m_prompt.ask(u"提示"_s, u"“是”表示要关机，“否”表示不要关机"_s, true)
-        && !m_shutdown.cancel(&error))
+    m_shutdownPending = true;
+    // The seconds go on while the question is open; unanswered, the PC goes down.
+    m_prompt.askLater(u"提示"_s, u"“是”表示要关机，“否”表示不要关机"_s, true, this, [this](bool yes) {
+        if (!yes)
+            shutdownDeclined();
+    });
+}
+
+void Scheduler::shutdownDeclined()
+{
+    QString error;
+    if (!m_shutdown.cancel(&error)) {
         m_log.append(zh::stampedLine(m_clock.now(), u"取消关机失败："_s + error));
+        return;
+    }
+    m_shutdownPending = false;
+    resume();
 }
 
 void Scheduler::setStatus(const QString &text)

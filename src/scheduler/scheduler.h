@@ -34,7 +34,11 @@ struct NextTaskStatus
 // - outside working hours (when they are on) the tick does nothing;
 // - a stop day or the end of the working day stops playback and the
 //   schedule, and powers the PC off when a shutdown switch is on;
-// - at midnight today's list is rebuilt and the stop-day check runs again.
+// - at midnight today's list is rebuilt and the stop-day check runs again;
+// - the shutdown question never waits in the tick: it stays open while the
+//   seconds go on, and a "no" puts the schedule back to work at once;
+// - a change to the stop dates, weekday stops or working hours takes effect
+//   at once (reviewDay): today's list and the stop-day state are recomputed.
 class Scheduler : public QObject
 {
     Q_OBJECT
@@ -62,6 +66,13 @@ public:
     // Returns true when today is a stop day (the end-of-day handler has run).
     bool stopDayCheck();
     void endOfDay();
+    bool isStopDay() const { return m_stopDay; }
+    // The system shutdown has been started and not cancelled.
+    bool isShutdownPending() const { return m_shutdownPending; }
+    // The stop dates, a weekday stop or the working hours changed.
+    void reviewDay();
+    // The idle content (the advertising slideshow) really started.
+    void idleContentStarted();
     const QString &runningEnd() const { return m_runningEnd; }
     // The operator took the list over: the running task's end no longer stops it.
     void cancelRunningEnd() { m_runningEnd.clear(); }
@@ -79,6 +90,8 @@ private:
     void startTask(const TodayTask &task, QDate today);
     void endTask(QDate today);
     void shutdownStep();
+    void shutdownDeclined();
+    void resume();
     void setStatus(const QString &text);
 
     const Clock &m_clock;
@@ -95,6 +108,8 @@ private:
     QDate m_day;
     QDateTime m_holdUntil;
     QDate m_shutdownDone; // the daily shutdown time fires once a day
+    bool m_stopDay = false;
+    bool m_shutdownPending = false;
 };
 
 } // namespace tav

@@ -6,6 +6,7 @@
 #include "platform/prompt.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -154,7 +155,25 @@ bool TaskStore::writeDefaultRecord()
     const IniFile file(m_dir.song());
     IniDocument doc = *file.read();
     writeRecord(doc, 1, defaultRecord());
-    return file.write(doc);
+    if (!file.write(doc))
+        return false;
+    const IniFile list(m_dir.taskListFile(defaultRecord().name));
+    if (QFileInfo::exists(list.path()))
+        return true;
+    IniDocument empty;
+    empty.setValue(u"多媒体文件数量"_s, u"数量"_s, u"0"_s);
+    return list.write(empty);
+}
+
+bool TaskStore::moveTask(qsizetype row, int by, QDate today)
+{
+    const qsizetype to = row + by;
+    if (row < 0 || row >= m_rows.size() || to < 0 || to >= m_rows.size())
+        return false;
+    m_rows.move(row, to);
+    const bool written = rewrite();
+    load(today);
+    return written;
 }
 
 bool TaskStore::rewrite()

@@ -76,7 +76,12 @@ public:
     static bool playsOn(const QString &days, const QString &weekdayChar, const QString &dateText);
 
     static TaskRecord defaultRecord();
+    // The sample task and its own list file (empty), unless one exists.
     bool writeDefaultRecord();
+    // Moves the task of row `row` one place up (-1) or down (+1): the whole
+    // file is rewritten in the new order in one atomic replace and today's
+    // list is rebuilt. False when there is no such place or the write failed.
+    bool moveTask(qsizetype row, int by, QDate today);
     // Rewrites "【SONG】.ini" from the rows in their order, one atomic replace.
     bool rewrite();
 
@@ -85,6 +90,7 @@ public:
     DeleteResult deleteTask(qsizetype row, Prompt &prompt, QDate today);
 
     QStringList readMediaList(const QString &taskName) const;
+    QString listFileOf(const QString &taskName) const { return m_dir.taskListFile(taskName); }
     PictureList readPictureList(const QString &taskName) const;
 
 private:

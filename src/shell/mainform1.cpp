@@ -13,6 +13,7 @@
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskfilter.h"
+#include "scheduler/taskgrid.h"
 #include "shell/autostart.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
@@ -155,7 +156,12 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
         });
         connect(&m_station.playback(), &PlaybackController::videoVisibilityChanged, m_video,
                 &frmPlay::setVideoVisible);
-        connect(&m_station.scheduler(), &Scheduler::playerWindowRequested, this, &MainForm1::showVideo);
+        // The player window comes up when there is a picture to show, where
+        // its settings put it; sound alone leaves it as it was.
+        connect(&m_station.playback(), &PlaybackController::songStarted, this, [this](const QString &path) {
+            if (!PlaybackController::isAudioOnly(path))
+                showVideo();
+        });
         // Full screen is for pictures: it follows the video output, not the item.
         if (auto *mpv = qobject_cast<MpvPlayer *>(&m_station.player())) {
             connect(mpv, &MpvPlayer::videoOutputChanged, this, [this](bool active) {
@@ -204,19 +210,7 @@ QWidget *MainForm1::buildTaskPage()
     });
     connect(all, &QPushButton::clicked, this, &MainForm1::reloadTasks);
 
-    m_grid = named(new QTableWidget(0, 9), "MSHFlexGrid1");
-    m_grid->setHorizontalHeaderLabels({u"序号"_s, u"   播放任务名称"_s, u"开始时间"_s, u"结束时间"_s,
-                                       u"音量"_s, u"   播放日期"_s, u"模式"_s, u"定时"_s, QString()});
-    m_grid->setColumnHidden(kVolumeColumn, true);
-    m_grid->setColumnHidden(kSectionColumn, true);
-    m_grid->verticalHeader()->hide();
-    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_grid->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    m_grid->horizontalHeader()->setSectionResizeMode(1, QHeaderView::Stretch);
-    m_grid->horizontalHeader()->setSectionResizeMode(5, QHeaderView::Stretch);
-    m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_grid = new TaskGrid;
     connect(m_grid, &QTableWidget::cellDoubleClicked, this, &MainForm1::modifyTask);
     layout->addWidget(m_grid, 1);
 
@@ -225,7 +219,9 @@ QWidget *MainForm1::buildTaskPage()
     auto *modify = button("cmd_mainModiOK", u"修改任务"_s);
     auto *remove = button("cmdDelTask", u"删除任务"_s);
     auto *play = button("cmdPlayOne", u"立即播放"_s);
-    for (QPushButton *b : {add, modify, remove, play})
+    auto *up = button("cmdTaskUp", u"上移"_s, u"把选中的任务向上移一位"_s);
+    auto *down = button("cmdTaskDown", u"下移"_s, u"把选中的任务向下移一位"_s);
+    for (QPushButton *b : {add, modify, remove, play, up, down})
         actions->addWidget(b);
     actions->addStretch();
     layout->addLayout(actions);
@@ -233,6 +229,8 @@ QWidget *MainForm1::buildTaskPage()
     connect(modify, &QPushButton::clicked, this, &MainForm1::modifyTask);
     connect(remove, &QPushButton::clicked, this, &MainForm1::deleteTask);
     connect(play, &QPushButton::clicked, this, &MainForm1::playOne);
+    connect(up, &QPushButton::clicked, this, [this] { moveTask(-1); });
+    connect(down, &QPushButton::clicked, this, [this] { moveTask(1); });
     return page;
 }
 
@@ -304,10 +302,7 @@ QWidget *MainForm1::buildPlayListPage()
     auto *mute = button("cmdMute", u"静音"_s);
     m_muted = named(new QCheckBox(u"已静音"_s), "chkVolume");
     m_muted->setEnabled(false);
-    connect(mute, &QPushButton::clicked, this, [this] {
-        m_station.playback().toggleMute();
-        m_muted->setChecked(m_station.playback().isMuted());
-    });
+    connect(mute, &QPushButton::clicked, &playback, &PlaybackController::toggleMute);
     controls->addWidget(mute);
     controls->addWidget(m_muted);
     const QString channelNames[3] = {u"双声道"_s, u"左声道"_s, u"右声道"_s};
@@ -432,6 +427,7 @@ QWidget *MainForm1::buildStopPage()
     connect(add, &QPushButton::clicked, this, &MainForm1::addStopDate);
     connect(remove, &QPushButton::clicked, this, [this] {
         m_station.stopDates().remove(m_stopDates->currentRow());
+        m_station.scheduler().reviewDay();
         refreshStopDates();
     });
     layout->addWidget(dates, 0, 0, 3, 1);
@@ -499,6 +495,8 @@ void MainForm1::buildMenus()
     connect(action(tasks, "mnuTaskAdd", u"新增任务"_s), &QAction::triggered, this, &MainForm1::newTask);
     connect(action(tasks, "mnuTaskModi", u"修改任务"_s), &QAction::triggered, this, &MainForm1::modifyTask);
     connect(action(tasks, "mnuTaskDele", u"删除任务"_s), &QAction::triggered, this, &MainForm1::deleteTask);
+    connect(action(tasks, "mnuTaskUp", u"上移任务"_s), &QAction::triggered, this, [this] { moveTask(-1); });
+    connect(action(tasks, "mnuTaskDown", u"下移任务"_s), &QAction::triggered, this, [this] { moveTask(1); });
     tasks->addSeparator();
     connect(action(tasks, "mnuPlayOne", u"立即播放"_s), &QAction::triggered, this, &MainForm1::playOne);
 
@@ -578,6 +576,9 @@ void MainForm1::buildMenus()
     connect(action(popup, "mnuAddTast", u"新增任务"_s), &QAction::triggered, this, &MainForm1::newTask);
     connect(action(popup, "mnuChange", u"修改任务"_s), &QAction::triggered, this, &MainForm1::modifyTask);
     connect(action(popup, "mnuDelTask", u"删除任务"_s), &QAction::triggered, this, &MainForm1::deleteTask);
+    popup->addSeparator();
+    connect(action(popup, "mnuUpTask", u"上移任务"_s), &QAction::triggered, this, [this] { moveTask(-1); });
+    connect(action(popup, "mnuDownTask", u"下移任务"_s), &QAction::triggered, this, [this] { moveTask(1); });
     connect(m_grid, &QWidget::customContextMenuRequested, this,
             [this, popup](const QPoint &at) { popup->popup(m_grid->viewport()->mapToGlobal(at)); });
 }
@@ -590,7 +591,10 @@ void MainForm1::buildStatusBar()
     m_nextTask = named(new QLabel, "lblNextTask");
     m_remaining = named(new QLabel, "lblRemain");
     m_workHours = named(new QLabel, "lblWorkHours");
+    m_mediaName = named(new QLabel, "lblMediaName");
+    m_mediaName->setToolTip(u"正在播放的媒体"_s);
     bar->addWidget(m_status, 2);
+    bar->addWidget(m_mediaName, 2);
     bar->addWidget(m_nextTask, 2);
     bar->addWidget(m_remaining, 1);
     bar->addPermanentWidget(m_workHours);
@@ -628,9 +632,12 @@ void MainForm1::wireStation()
         m_listTag.clear(); // a new task: its end time may be asked about again
         m_tabs->setCurrentIndex(1);
         m_playingName->setText(u"正在播放："_s + name);
+        m_grid->PlayTaskColor(name);
     });
     connect(&scheduler, &Scheduler::taskEnded, this, [this] {
         m_playingName->clear();
+        m_mediaName->clear();
+        m_grid->PlayTaskColor(QString());
         if (m_station.settings().isOn(Switch::AutoBackList))
             m_tabs->setCurrentIndex(0);
     });
@@ -639,7 +646,7 @@ void MainForm1::wireStation()
         // The notice goes once the first ticks run, unless something else was said meanwhile.
         QTimer::singleShot(m_station.settings().startDelaySeconds() * 1000, this, [this, text] {
             if (m_status->text() == text)
-                m_status->setText(kTitle);
+                showIdleStatus();
         });
     });
     connect(&m_station.ticker(), &SecondTicker::second, this, &MainForm1::onSecond);
@@ -657,7 +664,18 @@ void MainForm1::wireStation()
         const QSignalBlocker quiet(m_playList);
         m_playList->setCurrentRow(index);
     });
-    connect(&playback, &PlaybackController::sliderChanged, m_volume, &QSlider::setValue);
+    // The slider shows the volume in force, whoever set it; moving it by
+    // hand is the only way back from it to the player.
+    connect(&playback, &PlaybackController::volumeChanged, this, [this](int units) {
+        const QSignalBlocker quiet(m_volume);
+        m_volume->setValue(units);
+    });
+    connect(&playback, &PlaybackController::mutedChanged, m_muted, &QCheckBox::setChecked);
+    connect(&playback, &PlaybackController::itemPlaying, m_mediaName, &QLabel::setText);
+    connect(&playback, &PlaybackController::idle, this, [this] {
+        m_mediaName->clear();
+        showIdleStatus();
+    });
     connect(&playback, &PlaybackController::modeChanged, this,
             [this](PlayMode mode) { m_playMode->setText(playModeName(mode)); });
 }
@@ -673,6 +691,8 @@ void MainForm1::startUp()
         m_autoStart.setEnabled(true, exe, m_station.dataDir().root());
         m_station.log().append(zh::datedLine(m_station.clock().now().date(), u"自动启动路径已更新"_s));
     }
+    if (m_video)
+        m_station.setFreshPlayWindow(frmPlay::freshPlace());
     m_station.start();
     loadControls();
     showTasks(m_station.tasks().rows());
@@ -680,11 +700,8 @@ void MainForm1::startUp()
     m_stopDate->setDate(m_station.clock().now().date());
     showLog();
     onSecond();
-    if (m_video) {
-        m_video->applyPlacement(); // the stored size is known only now
-        m_video->show();
-        m_openPlayWindow->setText(u"隐藏视窗"_s);
-    }
+    if (m_video)
+        m_video->applyPlacement(); // the stored size is known only now; shown when needed
 
     // The station's own background picture, when the operator put one in.
     for (const QString &name : {u"BG800X600.JPG"_s, u"BG800X600.jpg"_s}) {
@@ -739,28 +756,13 @@ void MainForm1::applySkin(int skin)
 
 void MainForm1::showTasks(const QList<TaskRecord> &rows)
 {
-    m_grid->setRowCount(int(rows.size()));
-    for (int i = 0; i < rows.size(); ++i) {
-        const QStringList columns = QStringList{QString::number(i + 1)} + rows[i].columns()
-                                    + QStringList{QString::number(rows[i].section)};
-        for (int c = 0; c < columns.size(); ++c)
-            m_grid->setItem(i, c, new QTableWidgetItem(columns[c]));
-    }
-    m_grid->resizeColumnToContents(0);
+    m_grid->showTasks(rows);
 }
 
 void MainForm1::reloadTasks()
 {
     m_station.tasks().load(m_station.clock().now().date());
     showTasks(m_station.tasks().rows());
-}
-
-int MainForm1::selectedSection() const
-{
-    const int row = m_grid->currentRow();
-    if (row < 0 || !m_grid->item(row, kSectionColumn))
-        return -1;
-    return m_grid->item(row, kSectionColumn)->text().toInt();
 }
 
 void MainForm1::newTask()
@@ -770,7 +772,7 @@ void MainForm1::newTask()
 
 void MainForm1::modifyTask()
 {
-    const int section = selectedSection();
+    const int section = m_grid->selectedSection();
     const auto &rows = m_station.tasks().rows();
     if (section < 0 && rows.size() <= 1) {
         // A fresh station: start it with the sample task.
@@ -789,7 +791,7 @@ void MainForm1::modifyTask()
 
 void MainForm1::deleteTask()
 {
-    const int section = selectedSection();
+    const int section = m_grid->selectedSection();
     const auto &rows = m_station.tasks().rows();
     for (qsizetype i = 0; i < rows.size(); ++i) {
         if (rows[i].section == section) {
@@ -803,7 +805,7 @@ void MainForm1::deleteTask()
 
 void MainForm1::playOne()
 {
-    const int section = selectedSection();
+    const int section = m_grid->selectedSection();
     for (const TaskRecord &r : m_station.tasks().rows()) {
         if (r.section != section)
             continue;
@@ -811,9 +813,32 @@ void MainForm1::playOne()
         playback.setSlider(r.volume.toInt());
         playback.startTask(r.mode, m_station.tasks().readMediaList(r.name));
         m_playingName->setText(u"正在播放："_s + r.name);
+        m_grid->PlayTaskColor(r.name);
         m_tabs->setCurrentIndex(1);
+        playback.checkPaths(r.name, m_station.prompt(), m_station.tasks().listFileOf(r.name));
         return;
     }
+    m_station.prompt().inform(u"提示"_s, u"请先在任务列表中选择要播放的任务"_s);
+}
+
+void MainForm1::moveTask(int by)
+{
+    const int section = m_grid->selectedSection();
+    const auto &rows = m_station.tasks().rows();
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        if (rows[i].section != section)
+            continue;
+        const qsizetype to = i + by;
+        if (to < 0 || to >= rows.size())
+            return; // already first or last
+        if (!m_station.tasks().moveTask(i, by, m_station.clock().now().date()))
+            m_station.log().append(zh::stampedLine(m_station.clock().now(),
+                                                   u"写文件时出错："_s + m_station.dataDir().song()));
+        showTasks(m_station.tasks().rows());
+        m_grid->selectSection(int(to + 1)); // sections are numbered in order after the rewrite
+        return;
+    }
+    m_station.prompt().inform(u"提示"_s, u"请先在任务列表中选择要移动的任务"_s);
 }
 
 void MainForm1::addPlayFiles()
@@ -864,6 +889,9 @@ void MainForm1::stopKey()
 {
     m_station.playback().stopByOperator();
     m_status->setText(kTitle);
+    m_playingName->clear();
+    m_mediaName->clear();
+    m_grid->PlayTaskColor(QString());
 }
 
 void MainForm1::playListDoubleClicked(int row)
@@ -885,6 +913,8 @@ void MainForm1::playListDoubleClicked(int row)
 // A task starts: the player window comes up.
 void MainForm1::showVideo()
 {
+    if (!m_video->isVisible())
+        m_video->applyPlacement();
     m_video->show();
     m_openPlayWindow->setText(u"隐藏视窗"_s);
 }
@@ -907,8 +937,7 @@ void MainForm1::togglePlayWindow()
         if (m_fullScreen->isFull())
             m_fullScreen->viewHidden();
     } else {
-        m_video->show();
-        m_openPlayWindow->setText(u"隐藏视窗"_s);
+        showVideo();
     }
 }
 
@@ -942,7 +971,8 @@ void MainForm1::saveWindowSize()
 
 void MainForm1::addStopDate()
 {
-    m_station.stopDates().add(m_stopDate->date(), m_station.prompt());
+    if (m_station.stopDates().add(m_stopDate->date(), m_station.prompt()) == StopDates::AddResult::Added)
+        m_station.scheduler().reviewDay();
     refreshStopDates();
 }
 
@@ -962,6 +992,13 @@ void MainForm1::showLog()
     }
 }
 
+// The status label's resting text: what the schedule says, else the title.
+void MainForm1::showIdleStatus()
+{
+    const QString &status = m_station.scheduler().status();
+    m_status->setText(status.isEmpty() ? kTitle : status);
+}
+
 void MainForm1::onSecond()
 {
     m_clock->setText(zh::dateTime(m_station.clock().now()) + u"  "_s
@@ -978,6 +1015,9 @@ void MainForm1::onSecond()
 
 void MainForm1::bringToFront()
 {
+    // Back where it was when it went to the tray, whatever the window manager chooses.
+    if (!isVisible() && m_shownGeometry.isValid())
+        setGeometry(m_shownGeometry);
     showNormal();
     raise();
     activateWindow();
@@ -1001,8 +1041,10 @@ void MainForm1::closeEvent(QCloseEvent *event)
         return;
     }
     event->ignore();
-    if (m_tray->isVisible())
+    if (m_tray->isVisible()) {
+        m_shownGeometry = geometry();
         hide();
+    }
     else
         requestExit();
 }

@@ -33,6 +33,7 @@ class Station;
 class frmFullMV;
 class frmPlay;
 class StopWatch;
+class TaskGrid;
 enum class Switch;
 
 // The station console. Thin: every control shows or sets the station's own
@@ -42,10 +43,6 @@ class MainForm1 : public QMainWindow
 {
     Q_OBJECT
 public:
-    // Grid columns: 0 row number, 1 to 7 the task's keys, 8 (hidden) its section number.
-    static constexpr int kSectionColumn = 8;
-    static constexpr int kVolumeColumn = 4;
-
     // videoWindow may be null where nothing is shown (tests without a player).
     MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindow = nullptr,
               QWidget *parent = nullptr);
@@ -66,6 +63,8 @@ public:
     void modifyTask();
     void deleteTask();
     void playOne();
+    // Moves the selected task one place up (-1) or down (+1) in the task file.
+    void moveTask(int by);
     void requestExit();
 
     // The operator's own play list.
@@ -97,8 +96,8 @@ private:
     void wireStation();
     void loadControls();
     QCheckBox *switchBox(const char *name, const QString &text, Switch s);
-    int selectedSection() const;
     void onSecond();
+    void showIdleStatus();
     void applySkin(int skin);
     void addStopDate();
     void refreshStopDates();
@@ -112,7 +111,7 @@ private:
     bool m_exiting = false;
 
     QTabWidget *m_tabs = nullptr;
-    QTableWidget *m_grid = nullptr;
+    TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
     QLabel *m_playingName = nullptr;
     QSlider *m_volume = nullptr;
@@ -135,6 +134,8 @@ private:
     QLabel *m_nextTask = nullptr;
     QLabel *m_remaining = nullptr;
     QLabel *m_workHours = nullptr;
+    QLabel *m_mediaName = nullptr;
+    QRect m_shownGeometry; // where the window was when it went to the tray
     QAction *m_autoRunAction = nullptr;
     QAction *m_statusBarAction = nullptr;
     QActionGroup *m_skins = nullptr;

@@ -16,4 +16,30 @@ bool MessageBoxPrompt::ask(const QString &title, const QString &text, bool defau
     return answer == QMessageBox::Yes;
 }
 
+void MessageBoxPrompt::askLater(const QString &title, const QString &text, bool defaultAnswer,
+                                const QObject *context, Answer answered)
+{
+    auto *box = new QMessageBox(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No,
+                                m_parent);
+    box->setDefaultButton(defaultAnswer ? QMessageBox::Yes : QMessageBox::No);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    const QPointer<const QObject> alive(context);
+    QObject::connect(box, &QMessageBox::finished, box, [box, alive, answered](int) {
+        const bool yes = box->clickedButton() == box->button(QMessageBox::Yes);
+        if (alive && answered)
+            answered(yes);
+    });
+    box->setWindowModality(Qt::NonModal);
+    box->show();
+    box->raise();
+}
+
+void MessageBoxPrompt::informLater(const QString &title, const QString &text)
+{
+    auto *box = new QMessageBox(QMessageBox::Information, title, text, QMessageBox::Ok, m_parent);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::NonModal);
+    box->show();
+}
+
 } // namespace tav

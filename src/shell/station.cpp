@@ -41,10 +41,13 @@ void Station::start()
 {
     m_log.startUp();
     m_settings.load();
+    if (QString error; m_settings.isFresh() && !m_settings.writeFreshDefaults(m_freshPlace, &error))
+        m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
     m_playback.restoreChannel();
     m_stopDates.load();
     m_scheduler.startDay();
-    if (const int delay = m_settings.startDelaySeconds(); delay > 0) {
+    // A stop day has no ticks to hold back.
+    if (const int delay = m_settings.startDelaySeconds(); delay > 0 && m_scheduler.isEnabled()) {
         emit startDelayed(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
         m_scheduler.delayStart(delay);
     }

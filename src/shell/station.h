@@ -36,6 +36,8 @@ public:
     // the stop-day check, then the start delay and the ticks.
     void start();
     void shutDown();
+    // Where a fresh station's player window goes (the console knows the screens).
+    void setFreshPlayWindow(const Settings::PlayWindowPlace &place) { m_freshPlace = place; }
     // Log lines, status changes and the next task go to stdout.
     void printToConsole();
 
@@ -73,6 +75,7 @@ private:
     SecondTicker m_ticker;
     QFile m_trace;
     QString m_nextTask; // last "将播:" line printed
+    Settings::PlayWindowPlace m_freshPlace;
 };
 
 } // namespace tav

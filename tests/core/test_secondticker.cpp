@@ -3,7 +3,9 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QSignalSpy>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -28,4 +30,29 @@ TEST(SecondTicker, TicksJustAfterEachSecondBoundary)
             EXPECT_EQ(ticks[i].toSecsSinceEpoch() - ticks[i - 1].toSecsSinceEpoch(), 1) << "tick " << i;
         }
     }
+}
+
+// A slot that waits in an event loop of its own (as a modal dialog does)
+// must not stop the ticks meanwhile.
+TEST(SecondTicker, KeepsTickingWhileOneSecondsWorkWaits)
+{
+    tav::SystemClock clock;
+    tav::SecondTicker ticker(clock);
+    int ticks = 0;
+    int ticksWhileWaiting = 0;
+    QObject::connect(&ticker, &tav::SecondTicker::second, [&] {
+        if (++ticks != 1)
+            return;
+        QEventLoop wait;
+        QTimer::singleShot(2300, &wait, &QEventLoop::quit);
+        wait.exec();
+        ticksWhileWaiting = ticks - 1;
+    });
+    ticker.start();
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (ticks == 0 || (elapsed.elapsed() < 4000 && ticksWhileWaiting == 0))
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    ticker.stop();
+    EXPECT_GE(ticksWhileWaiting, 2);
 }

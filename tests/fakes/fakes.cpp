@@ -35,6 +35,27 @@ bool ScriptedPrompt::ask(const QString &title, const QString &text, bool default
     return answers.isEmpty() ? defaultAnswer : answers.takeFirst();
 }
 
+void ScriptedPrompt::askLater(const QString &title, const QString &text, bool defaultAnswer,
+                              const QObject *context, Answer answered)
+{
+    if (!holdQuestions) {
+        Prompt::askLater(title, text, defaultAnswer, context, std::move(answered));
+        return;
+    }
+    shown.append(title + u'|' + text);
+    const QPointer<const QObject> alive(context);
+    m_open.append([alive, answered](bool yes) {
+        if (alive && answered)
+            answered(yes);
+    });
+}
+
+void ScriptedPrompt::answerOpen(bool yes)
+{
+    if (!m_open.isEmpty())
+        m_open.takeFirst()(yes);
+}
+
 DataFolder::DataFolder() = default;
 
 void DataFolder::write(const QString &name, const QString &text) const

@@ -61,9 +61,19 @@ class ScriptedPrompt final : public Prompt
 public:
     void inform(const QString &title, const QString &text) override { shown.append(title + u'|' + text); }
     bool ask(const QString &title, const QString &text, bool defaultAnswer) override;
+    // Answered at once like ask(), unless holdQuestions: then the question
+    // stays open until answerOpen().
+    void askLater(const QString &title, const QString &text, bool defaultAnswer, const QObject *context,
+                  Answer answered) override;
+    void answerOpen(bool yes);
+    qsizetype openQuestions() const { return m_open.size(); }
 
     QList<bool> answers; // taken in order; the default when none is left
     QStringList shown;   // "title|text" of every message and question
+    bool holdQuestions = false;
+
+private:
+    QList<Answer> m_open;
 };
 
 class FakeShutdown final : public Shutdown

@@ -132,6 +132,36 @@ TEST_F(ControllerTest, VolumeRoundsHalvesToEvenAndMuteRestores)
     EXPECT_TRUE(pc.isMuted());
     pc.toggleMute();
     EXPECT_EQ(player.volume(), 50);
+    EXPECT_EQ(pc.slider(), 32768); // back where it was, not rounded through the percentage
+}
+
+// What the slider shows is what sounds, whichever way the volume was set;
+// a step of the slider from there never raises the sound.
+TEST_F(ControllerTest, SliderShowsTheVolumeInForceOnEveryPath)
+{
+    QSignalSpy shown(&pc, &PlaybackController::volumeChanged);
+    const auto lastShown = [&] { return shown.isEmpty() ? -1 : shown.last().at(0).toInt(); };
+    pc.setSlider(65535);
+    pc.setPlayerVolume(PlaybackController::playerVolumeFor(30000)); // a task without its own slider value
+    EXPECT_EQ(player.volume(), 46);
+    EXPECT_EQ(pc.slider(), 30146); // 46 × 655.35
+    EXPECT_EQ(lastShown(), pc.slider());
+    pc.setSlider(pc.slider() - 65535 / 20); // one page down from what is shown
+    EXPECT_LT(player.volume(), 46);
+
+    pc.toggleMute();
+    EXPECT_EQ(lastShown(), 0);
+    QSignalSpy muted(&pc, &PlaybackController::mutedChanged);
+    pc.setPlayerVolume(20); // another subsystem turns the music down while muted
+    EXPECT_FALSE(pc.isMuted());
+    ASSERT_EQ(muted.count(), 1);
+    EXPECT_EQ(lastShown(), PlaybackController::unitsFor(20));
+    EXPECT_EQ(player.volume(), 20);
+
+    pc.setSlider(50000); // a task with its own volume keeps its exact units
+    EXPECT_EQ(lastShown(), 50000);
+    pc.setPlayerVolume(76); // already in force: the slider does not move
+    EXPECT_EQ(pc.slider(), 50000);
 }
 
 TEST_F(ControllerTest, RightChannelComesBackAsBothAfterARestart)
@@ -185,4 +215,24 @@ TEST_F(ControllerTest, PathCheckReportsMissingFilesAndSkipsStreams)
     EXPECT_EQ(pc.selectedIndex(), 3);
     EXPECT_EQ(prompt.shown.size(), 1);
     EXPECT_TRUE(log.text().endsWith(u"/m/gone.mp3定时任务的音乐路径错误！"));
+
+    // A task with nothing to play names its list file.
+    pc.setItems({});
+    EXPECT_EQ(pc.checkPaths(u"示例"_s, prompt, u"/data/示例.ini"_s),
+              u"示例：/data/示例.ini定时任务的音乐路径错误！  \r\n");
+    EXPECT_EQ(prompt.shown.size(), 2);
+    EXPECT_TRUE(pc.checkPaths(u"示例"_s, prompt).isEmpty());
+}
+
+TEST_F(ControllerTest, ThePlayingItemIsNamedOnceItSounds)
+{
+    QSignalSpy named(&pc, &PlaybackController::itemPlaying);
+    pc.startTask(u"顺序"_s, {u"/m/晨读 第一课.mp3"_s, u"http://radio/live"_s});
+    EXPECT_TRUE(named.isEmpty()); // still loading
+    player.begin();
+    ASSERT_EQ(named.count(), 1);
+    EXPECT_EQ(named.at(0).at(0).toString(), u"晨读 第一课");
+    itemEnds();
+    player.begin();
+    EXPECT_EQ(named.last().at(0).toString(), u"http://radio/live");
 }

@@ -102,32 +102,53 @@ TEST_F(SchedulerTest, LaterTaskInTheListWinsTheSameSecond)
     EXPECT_EQ(log.text(), u"[2026/11/23]开播：甲\r\n[2026/11/23]开播：乙");
 }
 
-TEST_F(SchedulerTest, TaskVolumeSwitchChoosesSliderOrPlayerVolume)
+// Either volume path sounds the task's volume, and the slider shows it.
+TEST_F(SchedulerTest, TaskVolumeSoundsAndShowsOnTheSliderEitherWay)
 {
-    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, u"32768"_s);
+    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, u"30000"_s);
     startAt("2026-11-23 08:59:58");
     playback.setSlider(65535);
     secondsAt({"2026-11-23 09:00:00"});
-    EXPECT_EQ(player.volume(), 50);
-    EXPECT_EQ(playback.slider(), 65535);
+    EXPECT_EQ(player.volume(), 46);
+    EXPECT_EQ(playback.slider(), 30146); // the volume in force, × 655.35
 
     settings.setSwitch(Switch::UseTaskVolume, true);
+    playback.setSlider(65535);
     secondsAt({"2026-11-24 09:00:00"}); // next day, same task
-    EXPECT_EQ(playback.slider(), 32768);
-    EXPECT_EQ(player.volume(), 50);
+    EXPECT_EQ(playback.slider(), 30000);
+    EXPECT_EQ(player.volume(), 46);
 }
 
-TEST_F(SchedulerTest, EndHandsOverToPicturesWhenSwitchedOn)
+TEST_F(SchedulerTest, EndHandsOverToPicturesOnlyWhenTheyReallyStart)
 {
     addTask(1, u"甲"_s, u"9:00:00"_s, u"9:00:10"_s);
+    addTask(2, u"乙"_s, u"9:01:00"_s, u"9:01:10"_s);
     settings.setSwitch(Switch::Pictures, true);
     startAt("2026-11-23 08:59:58");
     int adverts = 0;
     QObject::connect(&scheduler, &tav::Scheduler::idleContentRequested, [&](bool run) { adverts += run; });
     secondsAt({"2026-11-23 09:00:00", "2026-11-23 09:00:11"});
     EXPECT_EQ(adverts, 1);
+    EXPECT_EQ(scheduler.status(), u"Tavrel多媒体定时播放系统"); // nothing took the screen
+    EXPECT_FALSE(log.text().contains(u"广告内容"));
+
+    QObject::connect(&scheduler, &tav::Scheduler::idleContentRequested, &scheduler,
+                     [&](bool run) { if (run) scheduler.idleContentStarted(); });
+    secondsAt({"2026-11-23 09:01:00", "2026-11-23 09:01:11"});
     EXPECT_EQ(scheduler.status(), u"正在播放广告内容");
     EXPECT_TRUE(log.text().endsWith(u"[2026/11/23]开播：广告内容"));
+}
+
+TEST_F(SchedulerTest, TaskWithNothingToPlaySaysWhy)
+{
+    addTask(1, u"示例"_s, u"9:00:00"_s, u"9:10:00"_s);
+    d.write(u"示例.ini"_s, u"[多媒体文件数量]\n数量=0\n"_s);
+    startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 09:00:00"});
+    ASSERT_EQ(prompt.shown.size(), 1);
+    EXPECT_EQ(prompt.shown[0], u"Tavrel多媒体定时播放系统|示例："_s + dir.taskListFile(u"示例"_s)
+                                   + u"定时任务的音乐路径错误！  \r\n"_s);
+    EXPECT_TRUE(log.text().endsWith(u"定时任务的音乐路径错误！"));
 }
 
 TEST_F(SchedulerTest, WorkingHoursGateTheTickAndEndTheDayFiveSecondsEarly)
@@ -182,6 +203,81 @@ TEST_F(SchedulerTest, StopDayShutdownAsksAndCancelsOnNo)
     EXPECT_EQ(shutdown.scheduled, 1);
     EXPECT_EQ(shutdown.cancelled, 1);
     EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
+}
+
+// The shutdown question stays open while the seconds go on; "no" cancels
+// the shutdown and the rest of the day's schedule plays.
+TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
+{
+    addTask(1, u"午后"_s, u"12:00:30"_s, u"12:10:00"_s);
+    settings.setShutdownAtTime(true, 12 * 3600);
+    prompt.holdQuestions = true;
+    startAt("2026-11-23 11:59:58");
+    secondsAt({"2026-11-23 12:00:00", "2026-11-23 12:00:01", "2026-11-23 12:00:02"});
+    EXPECT_EQ(prompt.openQuestions(), 1);
+    EXPECT_EQ(scheduler.status(), u"正关机倒计时");
+    EXPECT_FALSE(scheduler.isEnabled());
+
+    clock.set(at("2026-11-23 12:00:20"));
+    prompt.answerOpen(false);
+    EXPECT_EQ(shutdown.cancelled, 1);
+    EXPECT_TRUE(scheduler.isEnabled());
+    EXPECT_EQ(scheduler.status(), u"Tavrel多媒体定时播放系统");
+    secondsAt({"2026-11-23 12:00:30"});
+    EXPECT_EQ(player.opened, QStringList{u"/m/午后-a.mp3"_s});
+    EXPECT_EQ(scheduler.status(), u"正在播放：午后");
+}
+
+TEST_F(SchedulerTest, DeclinedShutdownOnAStopDayKeepsTheDayStopped)
+{
+    settings.setSwitch(Switch::StopMonday, true);
+    settings.setSwitch(Switch::ShutdownOnStopDay, true);
+    prompt.holdQuestions = true;
+    startAt("2026-11-23 07:00:00");
+    EXPECT_EQ(scheduler.status(), u"正关机倒计时");
+    prompt.answerOpen(false);
+    EXPECT_FALSE(scheduler.isEnabled());
+    EXPECT_EQ(scheduler.status(), u"今天停播节目");
+}
+
+// Stop dates, weekday stops and working hours take effect the moment they change.
+TEST_F(SchedulerTest, ChangedStopsAndHoursTakeEffectAtOnce)
+{
+    addTask(1, u"甲"_s, u"9:02:00"_s, u"9:10:00"_s);
+    settings.setSwitch(Switch::StopMonday, true);
+    startAt("2026-11-23 09:00:00");
+    EXPECT_EQ(scheduler.status(), u"今天停播节目");
+    settings.setSwitch(Switch::StopMonday, false);
+    EXPECT_TRUE(scheduler.isEnabled());
+    EXPECT_EQ(scheduler.status(), u"Tavrel多媒体定时播放系统");
+    secondsAt({"2026-11-23 09:02:00"});
+    EXPECT_EQ(player.opened.size(), 1);
+
+    tav::test::ScriptedPrompt yes;
+    yes.answers = {true};
+    stopDates.add(QDate(2026, 11, 23), yes);
+    scheduler.reviewDay();
+    EXPECT_FALSE(scheduler.isEnabled());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_EQ(scheduler.status(), u"今天停播节目");
+    stopDates.remove(0);
+    scheduler.reviewDay();
+    EXPECT_TRUE(scheduler.isEnabled());
+
+    // The working day ended early; a later end brings the schedule back.
+    settings.setText(tav::Setting::WorkStart, u"8:00:00"_s);
+    settings.setText(tav::Setting::WorkEnd, u"9:05:05"_s);
+    settings.setSwitch(Switch::WorkingHours, true);
+    secondsAt({"2026-11-23 09:05:00"});
+    EXPECT_FALSE(scheduler.isEnabled());
+    settings.setText(tav::Setting::WorkEnd, u"9:05:03"_s); // still over
+    EXPECT_FALSE(scheduler.isEnabled());
+    EXPECT_EQ(scheduler.status(), u"提示：今天停播节目或播放时间已结束");
+    addTask(2, u"乙"_s, u"11:00:00"_s, u"11:10:00"_s);
+    settings.setText(tav::Setting::WorkEnd, u"12:00:00"_s);
+    EXPECT_TRUE(scheduler.isEnabled());
+    ASSERT_EQ(store.today().size(), 2); // rebuilt with the new task
+    EXPECT_EQ(store.today().at(1).name(), u"乙");
 }
 
 TEST_F(SchedulerTest, DailyShutdownTimeFiresOnceWithTheDefaultYes)

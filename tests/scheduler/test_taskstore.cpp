@@ -129,6 +129,8 @@ TEST_F(TaskStoreTest, DefaultRecordAndListReaders)
     ASSERT_TRUE(store.writeDefaultRecord());
     store.load(kMonday);
     ASSERT_EQ(store.rows().size(), 1);
+    EXPECT_EQ(tav::IniFile(dir.taskListFile(u"服务厅大屏视频演示"_s)).value(u"多媒体文件数量"_s, u"数量"_s),
+              u"0"); // a list file, empty, so the start can say what is missing
     EXPECT_EQ(store.rows().at(0).columns(),
               (QStringList{u"服务厅大屏视频演示"_s, u"9:00:00"_s, u"17:30:00"_s, u"50000"_s,
                            u"每天"_s, u"循环"_s, u"开"_s}));
@@ -146,6 +148,24 @@ TEST_F(TaskStoreTest, DefaultRecordAndListReaders)
     // A hostile count does not spin.
     d.write(u"x.ini"_s, u"[多媒体文件数量]\n数量=2000000000\n"_s);
     EXPECT_TRUE(store.readMediaList(u"x"_s).isEmpty());
+}
+
+TEST_F(TaskStoreTest, MovingATaskRewritesTheFileInTheNewOrder)
+{
+    d.write(u"【SONG】.ini"_s, task(1, u"早操"_s) + task(2, u"午休"_s, u"每一二"_s) + task(3, u"晚会"_s));
+    store.load(kMonday);
+    EXPECT_FALSE(store.moveTask(0, -1, kMonday));
+    EXPECT_FALSE(store.moveTask(2, 1, kMonday));
+    ASSERT_TRUE(store.moveTask(2, -1, kMonday));
+    EXPECT_EQ(names(), (QStringList{u"早操"_s, u"晚会"_s, u"午休"_s}));
+    const auto doc = tav::IniFile(dir.song()).read();
+    EXPECT_EQ(doc->value(u"FileInfo2"_s, u"Name"_s), u"晚会");
+    EXPECT_EQ(doc->value(u"FileInfo3"_s, u"Device"_s), u"每一二");
+    // Today's list follows the new order (the later of two same-second tasks wins).
+    ASSERT_EQ(store.today().size(), 3);
+    EXPECT_EQ(store.today().at(1).name(), u"晚会");
+    ASSERT_TRUE(store.moveTask(0, 1, kMonday));
+    EXPECT_EQ(names(), (QStringList{u"晚会"_s, u"早操"_s, u"午休"_s}));
 }
 
 TEST_F(TaskStoreTest, GarbageTaskFileLoadsNothingAndIsLeftAlone)

@@ -1,6 +1,7 @@
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
+#include "scheduler/taskgrid.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
@@ -74,6 +75,28 @@ protected:
             if (grid->item(r, 1)->text() == name)
                 grid->setCurrentCell(r, 1);
     }
+    // A daily task with its media list; tasks accumulate in 【SONG】.ini.
+    void addTask(const QString &name, const QString &start, const QString &end, const QStringList &media,
+                 const QString &volume = u"50000"_s)
+    {
+        ++taskCount;
+        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
+                     .arg(taskCount).arg(name, start, end, volume);
+        d.write(u"【SONG】.ini"_s, songs);
+        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
+        for (int i = 0; i < media.size(); ++i)
+            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media[i]);
+        d.write(name + u".ini"_s, list);
+    }
+    // Runs the once-a-second work as the real ticker does, at the given time.
+    void tickAt(const char *when)
+    {
+        clock.set(at(when));
+        emit station->ticker().second();
+    }
+    QString songs;
+    int taskCount = 0;
+
     void writeTasks(const QStringList &nameAndDays)
     {
         QString song;
@@ -94,7 +117,7 @@ TEST_F(MainWindowTest, FilterButtonsShowTheirTasks)
     EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s, u"周一"_s, u"下月"_s}));
     auto *grid = get<QTableWidget>("MSHFlexGrid1");
     EXPECT_EQ(grid->horizontalHeaderItem(1)->text(), u"   播放任务名称");
-    EXPECT_TRUE(grid->isColumnHidden(tav::MainForm1::kVolumeColumn));
+    EXPECT_TRUE(grid->isColumnHidden(tav::TaskGrid::kVolumeColumn));
     click("cmdThis_task");
     EXPECT_EQ(gridNames(), (QStringList{u"每日"_s, u"周一"_s}));
     click("cmdWeekOK");
@@ -170,12 +193,22 @@ TEST_F(MainWindowTest, DeleteKeepsTheLastTaskAndAsksFirst)
     EXPECT_EQ(gridNames(), QStringList{u"甲"_s});
 }
 
-TEST_F(MainWindowTest, ModifyOnAnEmptyStationWritesTheSampleTask)
+// The sample task of an empty station has a list file, empty, and playing
+// it says what is missing; playing with nothing selected says so too.
+TEST_F(MainWindowTest, SampleTaskOnAnEmptyStationSaysWhatItLacks)
 {
     start();
+    click("cmdPlayOne");
+    EXPECT_EQ(prompt.shown.last(), u"提示|请先在任务列表中选择要播放的任务");
     click("cmd_mainModiOK");
     EXPECT_EQ(prompt.shown.last(), u"提示|任务标题为空，开始初始化列表内容！");
     EXPECT_EQ(gridNames(), QStringList{u"服务厅大屏视频演示"_s});
+    const QString listFile = station->dataDir().taskListFile(u"服务厅大屏视频演示"_s);
+    EXPECT_TRUE(QFile::exists(listFile));
+    selectTask(u"服务厅大屏视频演示"_s);
+    click("cmdPlayOne");
+    EXPECT_EQ(prompt.shown.last(), u"Tavrel多媒体定时播放系统|服务厅大屏视频演示："_s + listFile
+                                       + u"定时任务的音乐路径错误！  \r\n"_s);
 }
 
 TEST_F(MainWindowTest, MessagePaneFollowsTheLogAndClears)
@@ -295,21 +328,59 @@ TEST_F(MainWindowTest, DoubleClickDuringATimedTaskAsksAboutItsEndOnce)
     EXPECT_TRUE(station->scheduler().runningEnd().isEmpty()); // its end no longer stops the list
 }
 
+// A fresh station writes where its player window goes; the window comes up
+// there when a picture is to be shown or the operator asks, not for sound alone.
+TEST_F(MainWindowTest, FreshStationShowsVideoWhereItsSettingsSay)
+{
+    addTask(u"铃声"_s, u"10:30:00"_s, u"10:40:00"_s, {u"/m/bell.mp3"_s});
+    addTask(u"宣传片"_s, u"11:00:00"_s, u"11:10:00"_s, {u"/m/film.mp4"_s});
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
+    window->startUp();
+    const tav::IniFile control(d.file(u"【CONTROL】.ini"_s));
+    const tav::Settings::PlayWindowPlace fresh = tav::frmPlay::freshPlace();
+    EXPECT_GE(fresh.width, 320);
+    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayWidth"_s), QString::number(fresh.width));
+    EXPECT_EQ(control.value(u"复选控制"_s, u"是否使用设定的音量"_s), u"1");
+    EXPECT_FALSE(video.isVisible()); // nothing to show yet
+    EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"显示视窗");
+
+    tickAt("2026-11-23 10:30:00");
+    EXPECT_EQ(player.currentUrl(), u"/m/bell.mp3");
+    EXPECT_FALSE(video.isVisible()); // sound alone
+    tickAt("2026-11-23 11:00:00");
+    EXPECT_TRUE(video.isVisible());
+    EXPECT_EQ(video.geometry(), QRect(fresh.left, fresh.top, fresh.width, fresh.height));
+    EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"隐藏视窗");
+    window.reset();
+
+    // A file with values keeps them at the next start.
+    control.setValue(u"播放窗口尺寸"_s, u"PlayWidth"_s, u"640"_s);
+    start();
+    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"640");
+}
+
 TEST_F(MainWindowTest, PlayerWindowButtonsAndItsSavedSize)
 {
     station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
     tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
     window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
     window->startUp();
+    click("cmdOpenPlayWindow");
+    EXPECT_TRUE(video.isVisible());
     EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"隐藏视窗");
     click("cmdOpenPlayWindow");
     EXPECT_FALSE(video.isVisible());
     EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"显示视窗");
+    click("cmdOpenPlayWindow");
 
+    const tav::IniFile control(d.file(u"【CONTROL】.ini"_s));
+    const QString freshHeight = control.value(u"播放窗口尺寸"_s, u"PlayHeight"_s);
     get<QLineEdit>("txtPlayHeight")->setText(u"abc"_s);
     click("cmdSeveSize");
     EXPECT_EQ(prompt.shown.last(), u"提示|输入有误，请重新输入");
-    EXPECT_FALSE(QFile::exists(d.file(u"【CONTROL】.ini"_s)));
+    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayHeight"_s), freshHeight);
     const char *fields[4] = {"txtPlayHeight", "txtPlayWidth", "txtPlayTop", "txtPlayLeft"};
     const QString values[4] = {u"600"_s, u"800"_s, u"10"_s, u"20"_s};
     for (int i = 0; i < 4; ++i)
