@@ -1,5 +1,7 @@
 #include "scheduler/formaddtask.h"
 
+#include "scheduler/timepicker.h"
+
 #include "core/clock.h"
 #include "core/zhtext.h"
 
@@ -136,10 +138,8 @@ void FormAddTask::buildControls()
     m_name = named(new QLineEdit(taskBox), u"TxtTaskName"_s);
     m_previousName = named(new QLineEdit(taskBox), u"txtNameTempSong"_s);
     m_previousName->hide();
-    m_start = named(new QTimeEdit(taskBox), u"DTPaddStarTime"_s);
-    m_end = named(new QTimeEdit(taskBox), u"DTPaddEndTime"_s);
-    for (QTimeEdit *t : {m_start, m_end})
-        t->setDisplayFormat(u"H:mm:ss"_s);
+    m_start = named(new TimePicker(taskBox), u"DTPaddStarTime"_s);
+    m_end = named(new TimePicker(taskBox), u"DTPaddEndTime"_s);
     m_volume = named(new QLineEdit(taskBox), u"txtVolume"_s);
     m_volume->setPlaceholderText(u"1～65535"_s);
     m_remind = named(new QComboBox(taskBox), u"cboNoteValue"_s);

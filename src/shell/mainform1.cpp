@@ -14,6 +14,7 @@
 #include "scheduler/stopdates.h"
 #include "scheduler/taskfilter.h"
 #include "scheduler/taskgrid.h"
+#include "scheduler/timepicker.h"
 #include "shell/autostart.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
@@ -84,9 +85,7 @@ QPushButton *button(const char *name, const QString &text, const QString &tip = 
 
 QTimeEdit *timeEdit(const char *name)
 {
-    auto *t = named(new QTimeEdit, name);
-    t->setDisplayFormat(kTimeFormat);
-    return t;
+    return named(new TimePicker, name);
 }
 
 QTime timeOf(int seconds)

@@ -2,6 +2,7 @@
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
 #include "scheduler/taskgrid.h"
+#include "scheduler/timepicker.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
@@ -396,4 +397,25 @@ TEST_F(MainWindowTest, PlayerWindowButtonsAndItsSavedSize)
     click("cmdNarrow");
     EXPECT_EQ(video.geometry(), QRect(20, 10, 800, 600));
     window.reset(); // before the player window it points at
+}
+
+// A time typed whole into a picker is the time that counts.
+TEST_F(MainWindowTest, TypingAWholeTimeGivesThatTime)
+{
+    start();
+    window->show();
+    auto *picker = get<QTimeEdit>("DTPicStartTime");
+    const auto typeWhole = [&](const QString &typed) {
+        picker->setFocus();
+        picker->selectAll();
+        QTest::keyClicks(picker, typed);
+        QTest::keyClick(picker, Qt::Key_Return);
+        return picker->time();
+    };
+    EXPECT_EQ(typeWhole(u"2:05:00"_s), QTime(2, 5, 0));
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"广告时间选项"_s, u"PicStartTime"_s), u"2:05:00");
+    EXPECT_EQ(typeWhole(u"143015"_s), QTime(14, 30, 15));
+    EXPECT_EQ(typeWhole(u"7:5"_s), QTime(7, 5, 0));
+    EXPECT_EQ(typeWhole(u"29:61"_s), QTime(2, 6, 0)); // impossible digits are refused
+    EXPECT_FALSE(tav::TimePicker::parseTyped(u"1:2:3:4"_s).isValid());
 }
