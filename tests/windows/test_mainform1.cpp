@@ -5,10 +5,14 @@
 #include "scheduler/timepicker.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
+#include "shell/messageboxprompt.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
@@ -418,4 +422,68 @@ TEST_F(MainWindowTest, TypingAWholeTimeGivesThatTime)
     EXPECT_EQ(typeWhole(u"7:5"_s), QTime(7, 5, 0));
     EXPECT_EQ(typeWhole(u"29:61"_s), QTime(2, 6, 0)); // impossible digits are refused
     EXPECT_FALSE(tav::TimePicker::parseTyped(u"1:2:3:4"_s).isValid());
+}
+
+// The operator's real message boxes: a message or question raised by the
+// clockwork stays open while the seconds go on and later tasks start.
+TEST_F(MainWindowTest, OpenQuestionsNeverHoldTheClockwork)
+{
+    addTask(u"早操"_s, u"11:00:00"_s, u"11:00:30"_s, {}); // nothing to play: a message
+    addTask(u"课间"_s, u"11:00:02"_s, u"11:00:30"_s, {u"/m/bell.mp3"_s});
+    addTask(u"午间"_s, u"11:00:40"_s, u"11:10:00"_s, {u"/m/noon.mp3"_s});
+    d.write(u"【TIMERSET】.ini"_s, u"[定时器时间设置]\n关机时间=11:00:35\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n是否执行关机时间=1\n"_s);
+    tav::MessageBoxPrompt boxes(nullptr);
+    station = std::make_unique<tav::Station>(d.path(), player, boxes, clock, shutdown);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart);
+    window->startUp();
+
+    // A box that waited would still be waiting when this fires inside the tick.
+    bool insideTick = false, waited = false;
+    const auto tick = [&](const char *when) {
+        QTimer::singleShot(100, [&] {
+            waited = waited || insideTick;
+            for (QWidget *w : QApplication::topLevelWidgets())
+                if (auto *box = qobject_cast<QMessageBox *>(w); box && box->isModal())
+                    box->done(QMessageBox::No);
+        });
+        insideTick = true;
+        tickAt(when);
+        insideTick = false;
+        QTest::qWait(150);
+    };
+    const auto openBoxes = [] {
+        QList<QMessageBox *> open;
+        for (QWidget *w : QApplication::topLevelWidgets())
+            if (auto *box = qobject_cast<QMessageBox *>(w); box && box->isVisible())
+                open.append(box);
+        return open;
+    };
+    tick("2026-11-23 11:00:00");
+    ASSERT_EQ(openBoxes().size(), 1);
+    EXPECT_TRUE(openBoxes().first()->text().contains(u"定时任务的音乐路径错误！"));
+    tick("2026-11-23 11:00:02");
+    EXPECT_EQ(player.currentUrl(), u"/m/bell.mp3"); // started on its second, the message still open
+    EXPECT_TRUE(get<QLabel>("lblClock")->text().contains(u"11:00:02"));
+
+    tick("2026-11-23 11:00:35"); // the daily shutdown asks
+    EXPECT_EQ(shutdown.scheduled, 1);
+    ASSERT_EQ(openBoxes().size(), 2);
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"正关机倒计时");
+    tick("2026-11-23 11:00:36");
+    EXPECT_TRUE(get<QLabel>("lblClock")->text().contains(u"11:00:36"));
+    QMessageBox *question = nullptr;
+    for (QMessageBox *box : openBoxes())
+        if (box->text() == u"“是”表示要关机，“否”表示不要关机")
+            question = box;
+    ASSERT_NE(question, nullptr);
+    question->button(QMessageBox::No)->click();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(shutdown.cancelled, 1);
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"Tavrel多媒体定时播放系统");
+    tick("2026-11-23 11:00:40");
+    EXPECT_EQ(player.currentUrl(), u"/m/noon.mp3");
+    EXPECT_FALSE(waited);
+    for (QMessageBox *box : openBoxes())
+        box->close();
 }
