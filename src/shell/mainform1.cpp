@@ -1022,6 +1022,12 @@ void MainForm1::bringToFront()
     activateWindow();
 }
 
+void MainForm1::hideToTray()
+{
+    m_shownGeometry = geometry();
+    hide();
+}
+
 void MainForm1::requestExit()
 {
     if (!m_station.prompt().ask(u"提示"_s, u"确定退出软件吗?"_s, false))
@@ -1040,10 +1046,8 @@ void MainForm1::closeEvent(QCloseEvent *event)
         return;
     }
     event->ignore();
-    if (m_tray->isVisible()) {
-        m_shownGeometry = geometry();
-        hide();
-    }
+    if (m_tray->isVisible())
+        hideToTray();
     else
         requestExit();
 }

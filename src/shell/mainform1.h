@@ -51,8 +51,11 @@ public:
     // Start-up after the window exists: the auto-start path check, the
     // station's own start, then every control from the settings.
     void startUp();
-    // A second copy asked for this one.
+    // A second copy asked for this one, or the tray's menu: the window comes
+    // back where it was.
     void bringToFront();
+    // Closing the window keeps the station running in the tray.
+    void hideToTray();
 
     // The grid's task rows, as shown.
     void showTasks(const QList<TaskRecord> &rows);

@@ -1,6 +1,7 @@
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
+#include "playback/playbackcontroller.h"
 #include "scheduler/taskgrid.h"
 #include "scheduler/timepicker.h"
 #include "shell/autostart.h"
@@ -10,6 +11,7 @@
 #include "shell/stopwatch.h"
 
 #include <QAction>
+#include <QSlider>
 #include <QApplication>
 #include <QMessageBox>
 #include <QTimer>
@@ -486,4 +488,106 @@ TEST_F(MainWindowTest, OpenQuestionsNeverHoldTheClockwork)
     EXPECT_FALSE(waited);
     for (QMessageBox *box : openBoxes())
         box->close();
+}
+
+// Slider1 shows the volume in force on every path; a page down from there lowers it.
+TEST_F(MainWindowTest, VolumeSliderShowsWhatSounds)
+{
+    addTask(u"轻音乐"_s, u"11:00:00"_s, u"11:10:00"_s, {u"/m/soft.mp3"_s}, u"30000"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n是否使用设定的音量=0\n"_s);
+    start();
+    auto *slider = get<QSlider>("Slider1");
+    auto *muted = get<QCheckBox>("chkVolume");
+    slider->setValue(65535);
+    tickAt("2026-11-23 11:00:00");
+    EXPECT_EQ(player.volume(), 46);
+    EXPECT_EQ(slider->value(), 30146);
+    slider->triggerAction(QAbstractSlider::SliderPageStepSub); // a click on the track to the left
+    EXPECT_LT(player.volume(), 46);
+    EXPECT_EQ(slider->value(), station->playback().slider());
+
+    click("cmdMute");
+    EXPECT_TRUE(muted->isChecked());
+    EXPECT_EQ(slider->value(), 0);
+    EXPECT_EQ(player.volume(), 0);
+    click("cmdMute");
+    EXPECT_FALSE(muted->isChecked());
+    EXPECT_EQ(slider->value(), station->playback().slider());
+
+    click("cmdMute");
+    station->playback().setPlayerVolume(20); // turned down for an announcement
+    EXPECT_FALSE(muted->isChecked());
+    EXPECT_EQ(slider->value(), tav::PlaybackController::unitsFor(20));
+    slider->triggerAction(QAbstractSlider::SliderPageStepSub);
+    EXPECT_LT(player.volume(), 20);
+}
+
+TEST_F(MainWindowTest, StopDayWithAStartDelayStillSaysSo)
+{
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n周一=1\n[AppRunDelayl]\nAppRunDelayVal=5\n"_s);
+    start();
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"今天停播节目");
+    EXPECT_TRUE(get<QLabel>("lblNextTask")->text().isEmpty());
+    click("chkMonday"); // unticked: today plays after all
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"Tavrel多媒体定时播放系统");
+    EXPECT_TRUE(station->scheduler().isEnabled());
+}
+
+// The running task is marked in the grid and named with its item; the stop
+// key clears all of it.
+TEST_F(MainWindowTest, RunningTaskIsMarkedWhilePlaying)
+{
+    addTask(u"早操"_s, u"11:00:00"_s, u"11:00:20"_s, {u"/m/广播体操.mp3"_s});
+    addTask(u"课间"_s, u"11:01:00"_s, u"11:10:00"_s, {u"/m/bell.mp3"_s});
+    start();
+    auto *grid = get<tav::TaskGrid>("MSHFlexGrid1");
+    tickAt("2026-11-23 11:00:00");
+    EXPECT_TRUE(grid->isColoured(0));
+    EXPECT_FALSE(grid->isColoured(1));
+    click("cmd_ShowAllTaskOK"); // the mark survives a new view
+    EXPECT_TRUE(grid->isColoured(0));
+    player.begin();
+    EXPECT_EQ(get<QLabel>("lblMediaName")->text(), u"广播体操");
+    tickAt("2026-11-23 11:00:21"); // ends
+    EXPECT_FALSE(grid->isColoured(0));
+    EXPECT_TRUE(get<QLabel>("lblMediaName")->text().isEmpty());
+
+    tickAt("2026-11-23 11:01:00");
+    EXPECT_TRUE(grid->isColoured(1));
+    EXPECT_EQ(get<QLabel>("txtPlayingName")->text(), u"正在播放：课间");
+    click("CommandStopKey");
+    EXPECT_TRUE(get<QLabel>("txtPlayingName")->text().isEmpty());
+    EXPECT_FALSE(grid->isColoured(1));
+}
+
+TEST_F(MainWindowTest, TasksMoveUpAndDownAndTheFileFollows)
+{
+    addTask(u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, {});
+    addTask(u"乙"_s, u"10:00:00"_s, u"10:10:00"_s, {});
+    addTask(u"丙"_s, u"11:00:00"_s, u"11:10:00"_s, {});
+    start();
+    click("cmdTaskUp");
+    EXPECT_EQ(prompt.shown.last(), u"提示|请先在任务列表中选择要移动的任务");
+    selectTask(u"丙"_s);
+    click("cmdTaskUp");
+    EXPECT_EQ(gridNames(), (QStringList{u"甲"_s, u"丙"_s, u"乙"_s}));
+    EXPECT_EQ(get<QTableWidget>("MSHFlexGrid1")->currentRow(), 1); // still on the moved task
+    EXPECT_EQ(tav::IniFile(d.file(u"【SONG】.ini"_s)).value(u"FileInfo2"_s, u"Name"_s), u"丙");
+    get<QAction>("mnuTaskUp")->trigger();
+    get<QAction>("mnuDownTask")->trigger();
+    get<QAction>("mnuTaskDown")->trigger(); // the last stays last
+    EXPECT_EQ(gridNames(), (QStringList{u"甲"_s, u"乙"_s, u"丙"_s}));
+    EXPECT_EQ(tav::IniFile(d.file(u"【SONG】.ini"_s)).value(u"FileInfo3"_s, u"Name"_s), u"丙");
+}
+
+TEST_F(MainWindowTest, WindowComesBackFromTheTrayWhereItWas)
+{
+    start();
+    window->setGeometry(130, 90, 900, 640);
+    window->show();
+    const QRect was = window->geometry();
+    window->hideToTray();
+    window->setGeometry(0, 0, 900, 640); // the window manager's idea
+    window->bringToFront();
+    EXPECT_EQ(window->geometry(), was);
 }
