@@ -6,11 +6,13 @@
 #include "scheduler/timepicker.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
+#include "shell/language.h"
 #include "shell/messageboxprompt.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
 
 #include <QAction>
+#include <QCalendarWidget>
 #include <QSlider>
 #include <QApplication>
 #include <QMessageBox>
@@ -590,4 +592,21 @@ TEST_F(MainWindowTest, WindowComesBackFromTheTrayWhereItWas)
     window->setGeometry(0, 0, 900, 640); // the window manager's idea
     window->bringToFront();
     EXPECT_EQ(window->geometry(), was);
+}
+
+// Qt's own dialog texts and the calendar speak Chinese under any locale.
+TEST(Language, StandardTextsAndCalendarAreChinese)
+{
+    const QLocale before;
+    QLocale::setDefault(QLocale::c());
+    QString error;
+    ASSERT_TRUE(tav::useChinese(*qApp, &error)) << error.toStdString();
+    QMessageBox box(QMessageBox::Question, u"提示"_s, u"？"_s, QMessageBox::Yes | QMessageBox::No);
+    EXPECT_EQ(box.button(QMessageBox::Yes)->text(), u"是(&Y)");
+    EXPECT_EQ(box.button(QMessageBox::No)->text(), u"否(&N)");
+    QDateEdit date;
+    date.setCalendarPopup(true);
+    EXPECT_EQ(date.calendarWidget()->locale().dayName(1), u"星期一");
+    EXPECT_EQ(date.calendarWidget()->locale().monthName(11), u"十一月");
+    QLocale::setDefault(before);
 }
