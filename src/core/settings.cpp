@@ -143,13 +143,12 @@ void Settings::load()
 
 bool Settings::writeFreshDefaults(const PlayWindowPlace &place, QString *error)
 {
-    QHash<Switch, bool> switches;
+    // In the files' own order, so that a fresh file reads like the settings pages.
+    QList<std::pair<Switch, bool>> switches;
     for (Switch s : kAllSwitches)
-        switches[s] = false;
-    switches[Switch::UseTaskVolume] = true;
-    switches[Switch::AutoBackList] = true;
-    switches[Switch::SecondMonitor] = place.secondMonitor;
-    QHash<Setting, QString> texts{
+        switches.append({s, s == Switch::UseTaskVolume || s == Switch::AutoBackList
+                                || (s == Switch::SecondMonitor && place.secondMonitor)});
+    const QList<std::pair<Setting, QString>> texts{
         {Setting::WorkStart, zh::timeText(kDefaultWorkStart)},
         {Setting::WorkEnd, zh::timeText(kDefaultWorkEnd)},
         {Setting::ShutdownTime, zh::timeText(kDefaultShutdown)},
@@ -184,12 +183,12 @@ bool Settings::writeFreshDefaults(const PlayWindowPlace &place, QString *error)
         changed[int(p.file)] = true;
         return true;
     };
-    for (auto it = switches.cbegin(); it != switches.cend(); ++it)
-        if (put(placeOf(it.key()), it.value() ? u"1"_s : u"0"_s))
-            m_switches[it.key()] = it.value();
-    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
-        if (put(placeOf(it.key()), it.value()))
-            m_texts[it.key()] = it.value();
+    for (const auto &[s, on] : switches)
+        if (put(placeOf(s), on ? u"1"_s : u"0"_s))
+            m_switches[s] = on;
+    for (const auto &[s, value] : texts)
+        if (put(placeOf(s), value))
+            m_texts[s] = value;
     for (int f = 0; f < 3; ++f)
         if (changed[f] && !files[f]->write(docs[f], error))
             return false;

@@ -363,10 +363,39 @@ void MpvPlayer::failLater(const QString &url)
     }, Qt::QueuedConnection);
 }
 
+void MpvPlayer::awaitRenderContext()
+{
+    if (!m_surfaceWait) {
+        m_surfaceWait = new QTimer(this);
+        m_surfaceWait->setSingleShot(true);
+        m_surfaceWait->setInterval(kSurfaceWaitMs);
+        connect(m_surfaceWait, &QTimer::timeout, this, &MpvPlayer::surfaceArrived);
+    }
+    m_awaitingSurface = true;
+    m_surfaceWait->start();
+}
+
+void MpvPlayer::surfaceArrived()
+{
+    if (!m_awaitingSurface)
+        return;
+    m_awaitingSurface = false;
+    if (m_surfaceWait)
+        m_surfaceWait->stop();
+    if (QString url = std::exchange(m_deferredUrl, QString()); !url.isEmpty())
+        open(url);
+}
+
 void MpvPlayer::open(const QString &url)
 {
     ++m_generation;
     m_url = url;
+    if (m_awaitingSurface) {
+        m_deferredUrl = url;
+        trace(u"wait"_s, url);
+        setState(State::Loading);
+        return;
+    }
     m_entries.clear();
     m_outputBegan = false;
     m_announced = false;
@@ -412,6 +441,7 @@ void MpvPlayer::pause()
 void MpvPlayer::stop()
 {
     ++m_generation;
+    m_deferredUrl.clear();
     m_awaitingReply = false;
     m_entries.clear();
     if (m_mpv) {
@@ -474,7 +504,10 @@ mpv_render_context *MpvPlayer::createGlRenderContext(GlProcAddress resolve, void
         {MPV_RENDER_PARAM_INVALID, nullptr},
     };
     mpv_render_context *context = nullptr;
-    if (const int rc = mpv_render_context_create(&context, m_mpv, params); rc < 0)
+    const int rc = mpv_render_context_create(&context, m_mpv, params);
+    // A waiting item goes on, with its picture or, failing that, without.
+    QMetaObject::invokeMethod(this, &MpvPlayer::surfaceArrived, Qt::QueuedConnection);
+    if (rc < 0)
         return fail(u"mpv cannot render video here: %1"_s.arg(mpvError(rc)));
     return context;
 }

@@ -5,6 +5,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <atomic>
 #include <cstdint>
@@ -73,6 +74,11 @@ public:
     using GlProcAddress = void *(*)(void *context, const char *name);
     mpv_render_context *createGlRenderContext(GlProcAddress resolve, void *resolveContext,
                                               QString *error);
+    // The video surface is on its way (its window was just shown, the render
+    // context is not made yet): the next open() waits for createGlRenderContext(),
+    // at most kSurfaceWaitMs, so that a picture has somewhere to go.
+    static constexpr int kSurfaceWaitMs = 2000;
+    void awaitRenderContext();
     // Stretch the picture to the whole output (keepaspect=no) or keep its shape.
     void setStretchToFit(bool stretch);
     // mpv has a video output configured: an item with a picture is showing.
@@ -128,6 +134,10 @@ private:
     int m_balanceSide = 0; // -1 left only, 0 both, 1 right only
     QString m_baseFilters; // audio filters given in the options
     bool m_videoOutput = false;
+    void surfaceArrived();
+    bool m_awaitingSurface = false;
+    QString m_deferredUrl;
+    QTimer *m_surfaceWait = nullptr;
 };
 
 } // namespace tav

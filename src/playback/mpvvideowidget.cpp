@@ -213,6 +213,14 @@ void MpvVideoWidget::placeSurface()
     m_container->setVisible(!m_surface->isInitialized() || video);
 }
 
+void MpvVideoWidget::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    // The first show makes the render context: the item about to load waits for it.
+    if (m_surface && m_player && !m_surface->isInitialized())
+        m_player->awaitRenderContext();
+}
+
 bool MpvVideoWidget::videoShown() const
 {
     return m_container && !m_container->isHidden() && isRendering() && m_player

@@ -149,9 +149,9 @@ void PlaybackController::startTask(const QString &modeName, const QStringList &i
 
 void PlaybackController::playSong()
 {
+    emit itemOpening(currentText()); // its picture's window first
     m_player.open(currentText());
     emit playKeyChanged(true);
-    emit songStarted(currentText());
 }
 
 void PlaybackController::stop()

@@ -125,7 +125,7 @@ signals:
     void volumeChanged(int units); // what the slider shows, see slider()
     void mutedChanged(bool muted);
     void itemPlaying(const QString &name); // the item's name once it sounds
-    void songStarted(const QString &path); // an item was handed to the player
+    void itemOpening(const QString &path); // an item is about to go to the player
     void modeChanged(tav::PlayMode mode);
     void idle();                       // sequential list done: status back to idle
 

@@ -91,7 +91,7 @@ void Scheduler::tick()
     if (!m_runningEnd.isEmpty()) {
         const int end = zh::secondsOfDay(m_runningEnd);
         if (end >= 0 && t > end && t - end < kEndGrace)
-            endTask(today);
+            endTask();
     }
 
     if (workingHours && m_settings.isOn(Switch::Pictures) && t == workStart)
@@ -121,12 +121,11 @@ void Scheduler::startTask(const TodayTask &task, QDate today)
         m_playback.checkPaths(task.name(), m_prompt, m_store.listFileOf(task.name()));
 }
 
-void Scheduler::endTask(QDate today)
+void Scheduler::endTask()
 {
     m_playback.stopAndClear();
     m_runningEnd.clear();
     emit taskEnded();
-    Q_UNUSED(today);
     setStatus(kIdleTitle);
     if (m_settings.isOn(Switch::Pictures))
         emit idleContentRequested(true); // the slideshow answers with idleContentStarted()

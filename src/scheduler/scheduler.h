@@ -88,7 +88,7 @@ signals:
 
 private:
     void startTask(const TodayTask &task, QDate today);
-    void endTask(QDate today);
+    void endTask();
     void shutdownStep();
     void shutdownDeclined();
     void resume();

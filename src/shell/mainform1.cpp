@@ -157,7 +157,7 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
                 &frmPlay::setVideoVisible);
         // The player window comes up when there is a picture to show, where
         // its settings put it; sound alone leaves it as it was.
-        connect(&m_station.playback(), &PlaybackController::songStarted, this, [this](const QString &path) {
+        connect(&m_station.playback(), &PlaybackController::itemOpening, this, [this](const QString &path) {
             if (!PlaybackController::isAudioOnly(path))
                 showVideo();
         });

@@ -159,3 +159,26 @@ TEST_F(MpvPlayerTest, BalanceSilencesTheOtherChannel)
 }
 
 } // namespace
+
+// An item opened while the video surface is on its way waits for it (here it
+// never comes: the wait runs out) and then plays; a stop meanwhile drops it.
+TEST_F(MpvPlayerTest, ItemWaitsForTheVideoSurfaceThenPlays)
+{
+    const QString item = tone(u"tone.wav"_s, 2);
+    auto p = player(false);
+    p->awaitRenderContext();
+    p->open(item);
+    p->stop();
+    QTest::qWait(MpvPlayer::kSurfaceWaitMs + 300);
+    EXPECT_TRUE(rec.started.isEmpty());
+
+    rec.clear();
+    p->awaitRenderContext();
+    p->open(item);
+    QTest::qWait(MpvPlayer::kSurfaceWaitMs / 2);
+    EXPECT_TRUE(rec.started.isEmpty()); // still waiting
+    EXPECT_EQ(p->state(), State::Loading);
+    ASSERT_TRUE(rec.waitStops(1));
+    EXPECT_EQ(rec.started, QStringList{u"tone.wav"_s});
+    EXPECT_TRUE(rec.errors.isEmpty());
+}

@@ -12,6 +12,7 @@
 #include "shell/stopwatch.h"
 
 #include <QAction>
+#include <QHeaderView>
 #include <QCalendarWidget>
 #include <QSlider>
 #include <QApplication>
@@ -609,4 +610,19 @@ TEST(Language, StandardTextsAndCalendarAreChinese)
     EXPECT_EQ(date.calendarWidget()->locale().dayName(1), u"星期一");
     EXPECT_EQ(date.calendarWidget()->locale().monthName(11), u"十一月");
     QLocale::setDefault(before);
+}
+
+TEST_F(MainWindowTest, RowNumberHeadingFitsInEveryLook)
+{
+    addTask(u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, {});
+    start();
+    window->show();
+    auto *grid = get<QTableWidget>("MSHFlexGrid1");
+    for (const char *look : {"mnuQQ08", "mnuQQ09", "mnuVista", "mnuWindow"}) {
+        get<QAction>(look)->trigger();
+        QCoreApplication::processEvents();
+        EXPECT_GE(grid->columnWidth(0), grid->horizontalHeader()->sectionSizeHint(0)) << look;
+        EXPECT_GE(grid->columnWidth(0), grid->horizontalHeader()->fontMetrics().horizontalAdvance(u"序号"_s))
+            << look;
+    }
 }

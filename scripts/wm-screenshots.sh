@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Runs the built program under Xvfb with a window manager (openbox) on a
+# fresh, empty data folder holding a sound task and a video task, and takes
+# screenshots into DIR (default ./screenshots) for a person to look at:
+# the first start (no player window yet), the sound task (still none, its
+# row marked), the video task (the player window where the fresh settings
+# put it), and the task grid in each of the three looks.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
+bin=$(pwd)/build/src/app/tavplayer
+
+source scripts/xvfb.sh
+openbox >/dev/null 2>&1 &
+wm=$!
+trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 30 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"
+sox -n -r 44100 -c 2 "$work/bell.wav" synth 30 sine 660 vol 0.3
+
+ini() { sed 's/$/\r/' | iconv -f UTF-8 -t GBK >"$1"; }
+at() { date -d "@$(($(date +%s) + $1))" +%-H:%M:%S; }
+
+data="$work/data"
+mkdir -p "$data"
+printf '%s\n' "[FileInfo1]" "Name=上课铃" "Time=$(at 8)" "Duration=$(at 60)" "Type=30000" \
+  "Device=每天" "Recurrence=循环" "Remind=开" \
+  "[FileInfo2]" "Name=宣传片" "Time=$(at 16)" "Duration=$(at 60)" "Type=50000" \
+  "Device=每天" "Recurrence=循环" "Remind=开" | ini "$data/【SONG】.ini"
+printf '%s\n' "[多媒体文件数量]" "数量=1" "[歌曲]" "歌曲名称0=$work/bell.wav" | ini "$data/上课铃.ini"
+printf '%s\n' "[多媒体文件数量]" "数量=1" "[歌曲]" "歌曲名称0=$work/test.mp4" | ini "$data/宣传片.ini"
+
+"$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
+app=$!
+xdotool search --sync --onlyvisible --name '^Tavrel' >/dev/null
+sleep 2 && shot fresh-start
+sleep 8 && shot sound-task
+sleep 8 && shot video-task
+iconv -f GBK -t UTF-8 "$data/【CONTROL】.ini" | tr -d '\r' >"$out/fresh-control.ini.txt"
+kill "$app"; wait "$app" 2>/dev/null || true
+
+for skin in 1 2 3; do
+  sed -i "s/^skin=.*/skin=$skin\r/" "$data/【CONTROL】.ini"
+  "$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
+  app=$!
+  xdotool search --sync --onlyvisible --name '^Tavrel' >/dev/null
+  sleep 2 && shot "look-$skin"
+  kill "$app"; wait "$app" 2>/dev/null || true
+done
