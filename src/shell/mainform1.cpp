@@ -3,11 +3,10 @@
 #include "core/messagelog.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
-#include "platform/mpvplayer.h"
 #include "platform/prompt.h"
 #include "playback/playbackcontroller.h"
-#include "playback/frmfullmv.h"
 #include "playback/frmplay.h"
+#include "playback/playerwindowcontrols.h"
 #include "scheduler/formaddtask.h"
 #include "scheduler/taskeditor.h"
 #include "scheduler/scheduler.h"
@@ -60,9 +59,6 @@ namespace tav {
 namespace {
 
 const QString kTitle = u"Tavrel多媒体定时播放系统"_s;
-// The mini view of the player window.
-constexpr int kMiniWidth = 320;
-constexpr int kMiniHeight = 180;
 const QString kTimeFormat = u"H:mm:ss"_s;
 // Start-up delays offered, in seconds.
 const QStringList kDelays{u"0"_s, u"5"_s, u"10"_s, u"15"_s, u"20"_s, u"30"_s,
@@ -98,6 +94,8 @@ QTime timeOf(int seconds)
 MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindow, QWidget *parent)
     : QMainWindow(parent), m_station(station), m_autoStart(autoStart), m_video(videoWindow)
 {
+    m_playerWindow = new PlayerWindowControls(videoWindow, station.player(), station.playback(),
+                                              station.settings(), station.prompt(), this);
     setObjectName(u"MainForm1"_s);
     setWindowTitle(kTitle);
     resize(1024, 720);
@@ -146,44 +144,13 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     buildTray();
     wireStation();
 
-    if (m_video) {
-        m_fullScreen = new frmFullMV(*m_video, m_station.prompt(), this);
-        connect(m_video, &frmPlay::sizeApplied, this, [this](int height, int width, int top, int left) {
-            const int values[4] = {height, width, top, left};
-            for (int i = 0; i < 4; ++i)
-                m_sizeFields[i]->setText(QString::number(values[i]));
-        });
-        connect(&m_station.playback(), &PlaybackController::videoVisibilityChanged, m_video,
-                &frmPlay::setVideoVisible);
-        // The player window comes up when there is a picture to show, where
-        // its settings put it; sound alone leaves it as it was.
-        connect(&m_station.playback(), &PlaybackController::itemOpening, this, [this](const QString &path) {
-            if (!PlaybackController::isAudioOnly(path))
-                showVideo();
-        });
-        // Full screen is for pictures: it follows the video output, not the item.
-        if (auto *mpv = qobject_cast<MpvPlayer *>(&m_station.player())) {
-            connect(mpv, &MpvPlayer::videoOutputChanged, this, [this](bool active) {
-                if (active && m_station.settings().isOn(Switch::FullScreen) && !m_fullScreen->isFull())
-                    m_fullScreen->showFull(m_video->screen());
-            });
-        }
-        connect(&m_station.scheduler(), &Scheduler::taskEnded, this, &MainForm1::resetVideo);
-        connect(m_fullScreen, &frmFullMV::returnedToMain, this, &MainForm1::bringToFront);
-    } else {
-        m_openPlayWindow->setEnabled(false);
-        m_narrow->setEnabled(false);
-    }
+    connect(&m_station.scheduler(), &Scheduler::taskEnded, m_playerWindow, &PlayerWindowControls::resetVideo);
+    connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
 }
 
-MainForm1::~MainForm1()
-{
-    // The video control belongs to the player window, which outlives this one.
-    if (m_fullScreen && m_fullScreen->isFull())
-        m_fullScreen->leaveFull();
-}
+MainForm1::~MainForm1() = default;
 
 QWidget *MainForm1::buildTaskPage()
 {
@@ -261,13 +228,9 @@ QWidget *MainForm1::buildPlayListPage()
     for (QPushButton *b : {m_playKey, m_pauseKey, stop})
         keys->addWidget(b);
     keys->addSpacing(24);
-    m_openPlayWindow = button("cmdOpenPlayWindow", u"显示视窗"_s);
-    m_narrow = button("cmdNarrow", u"迷你视窗"_s);
-    keys->addWidget(m_openPlayWindow);
-    keys->addWidget(m_narrow);
+    keys->addWidget(m_playerWindow->openButton());
+    keys->addWidget(m_playerWindow->narrowButton());
     layout->addLayout(keys);
-    connect(m_openPlayWindow, &QPushButton::clicked, this, &MainForm1::togglePlayWindow);
-    connect(m_narrow, &QPushButton::clicked, this, &MainForm1::toggleMiniView);
     connect(add, &QPushButton::clicked, this, &MainForm1::addPlayFiles);
     connect(remove, &QPushButton::clicked, this,
             [this] { m_station.playback().removeItem(m_station.playback().selectedIndex()); });
@@ -323,8 +286,8 @@ QCheckBox *MainForm1::switchBox(const char *name, const QString &text, Switch s)
         m_station.settings().setSwitch(s, on);
         if (s == Switch::WorkingHours)
             reloadTasks(); // today's list leaves out tasks outside the hours
-        if (s == Switch::SecondMonitor && m_video)
-            m_video->applyPlacement();
+        if (s == Switch::SecondMonitor)
+            m_playerWindow->applyPlacement();
     });
     m_switchBoxes.append(box);
     return box;
@@ -367,21 +330,7 @@ QWidget *MainForm1::buildSettingsPage()
             [this](const QString &text) { m_station.settings().setText(Setting::StartDelay, text); });
     layout->addWidget(start);
 
-    auto *window = new QGroupBox(u"播放窗口"_s);
-    auto *windowRow = new QHBoxLayout(window);
-    const char *fieldNames[4] = {"txtPlayHeight", "txtPlayWidth", "txtPlayTop", "txtPlayLeft"};
-    const QString fieldLabels[4] = {u"高"_s, u"宽"_s, u"上"_s, u"左"_s};
-    for (int i = 0; i < 4; ++i) {
-        m_sizeFields[i] = named(new QLineEdit, fieldNames[i]);
-        m_sizeFields[i]->setMaximumWidth(80);
-        windowRow->addWidget(new QLabel(fieldLabels[i]));
-        windowRow->addWidget(m_sizeFields[i]);
-    }
-    auto *saveSize = button("cmdSeveSize", u"保存窗口尺寸"_s);
-    windowRow->addWidget(saveSize);
-    windowRow->addStretch();
-    connect(saveSize, &QPushButton::clicked, this, &MainForm1::saveWindowSize);
-    layout->addWidget(window);
+    layout->addWidget(m_playerWindow->sizeBox());
 
     auto *look = new QGroupBox(u"界面"_s);
     auto *lookRow = new QHBoxLayout(look);
@@ -546,12 +495,12 @@ void MainForm1::buildMenus()
 
     QMenu *view = menuBar()->addMenu(u"视窗(&V)"_s);
     connect(action(view, "mnuMini", u"迷你视窗"_s), &QAction::triggered, this, [this] {
-        if (m_narrow->text() == u"迷你视窗")
-            toggleMiniView();
+        if (!m_playerWindow->isMini())
+            m_playerWindow->toggleMiniView();
     });
     connect(action(view, "mnuReset", u"还原视窗"_s), &QAction::triggered, this, [this] {
-        if (m_narrow->text() == u"还原视窗")
-            toggleMiniView();
+        if (m_playerWindow->isMini())
+            m_playerWindow->toggleMiniView();
     });
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
@@ -699,8 +648,7 @@ void MainForm1::startUp()
     m_stopDate->setDate(m_station.clock().now().date());
     showLog();
     onSecond();
-    if (m_video)
-        m_video->applyPlacement(); // the stored size is known only now; shown when needed
+    m_playerWindow->applyPlacement(); // the stored size is known only now; shown when needed
 
     // The station's own background picture, when the operator put one in.
     for (const QString &name : {u"BG800X600.JPG"_s, u"BG800X600.jpg"_s}) {
@@ -726,9 +674,7 @@ void MainForm1::loadControls()
     m_closeTime->setTime(timeOf(s.shutdownTime()));
     m_channels[m_station.playback().channel()]->setChecked(true);
     m_volume->setValue(m_station.playback().slider());
-    const Setting sizes[4] = {Setting::PlayHeight, Setting::PlayWidth, Setting::PlayTop, Setting::PlayLeft};
-    for (int i = 0; i < 4; ++i)
-        m_sizeFields[i]->setText(QString::number(s.number(sizes[i])));
+    m_playerWindow->loadSizeFields();
     m_playMode->setText(playModeName(m_station.playback().mode()));
     m_autoRun->setChecked(m_autoStart.isEnabled());
     m_autoRunAction->setChecked(m_autoStart.isEnabled());
@@ -907,65 +853,6 @@ void MainForm1::playListDoubleClicked(int row)
     m_station.playback().select(row);
     m_station.playback().playSong();
     m_status->setText(kTitle);
-}
-
-// A task starts: the player window comes up.
-void MainForm1::showVideo()
-{
-    if (!m_video->isVisible())
-        m_video->applyPlacement();
-    m_video->show();
-    m_openPlayWindow->setText(u"隐藏视窗"_s);
-}
-
-// A task ended: the player window goes back to its own size and shows its video.
-void MainForm1::resetVideo()
-{
-    if (m_fullScreen->isFull())
-        m_fullScreen->leaveFull();
-    m_video->setVideoVisible(true);
-}
-
-void MainForm1::togglePlayWindow()
-{
-    if (!m_video)
-        return;
-    if (m_video->isVisible()) {
-        m_video->hide();
-        m_openPlayWindow->setText(u"显示视窗"_s);
-        if (m_fullScreen->isFull())
-            m_fullScreen->viewHidden();
-    } else {
-        showVideo();
-    }
-}
-
-// The caption names the view the next press selects.
-void MainForm1::toggleMiniView()
-{
-    if (!m_video)
-        return;
-    if (m_narrow->text() == u"迷你视窗") {
-        const QRect at = m_video->geometry();
-        m_video->setGeometry(at.x(), at.y(), kMiniWidth, kMiniHeight);
-        m_narrow->setText(u"还原视窗"_s);
-    } else {
-        m_video->applyPlacement();
-        m_narrow->setText(u"迷你视窗"_s);
-    }
-}
-
-void MainForm1::saveWindowSize()
-{
-    const QString values[4] = {m_sizeFields[0]->text(), m_sizeFields[1]->text(), m_sizeFields[2]->text(),
-                               m_sizeFields[3]->text()};
-    if (!frmPlay::validSize(values[0], values[1], values[2], values[3])) {
-        m_station.prompt().inform(u"提示"_s, u"输入有误，请重新输入"_s);
-        return;
-    }
-    const Setting keys[4] = {Setting::PlayHeight, Setting::PlayWidth, Setting::PlayTop, Setting::PlayLeft};
-    for (int i = 0; i < 4; ++i)
-        m_station.settings().setText(keys[i], values[i].trimmed()); // the player window follows
 }
 
 void MainForm1::addStopDate()

@@ -30,8 +30,8 @@ class AutoStart;
 class FormAddTask;
 class HelpWindow;
 class Station;
-class frmFullMV;
 class frmPlay;
+class PlayerWindowControls;
 class StopWatch;
 class TaskGrid;
 enum class Switch;
@@ -76,11 +76,6 @@ public:
     void pauseKey();
     void stopKey();
     void playListDoubleClicked(int row);
-
-    // The player window: shown or hidden, mini or restored, its size saved.
-    void togglePlayWindow();
-    void toggleMiniView();
-    void saveWindowSize();
 
     using FileChooser = std::function<QStringList(const QString &title, const QString &filter)>;
     void setFileChooser(FileChooser chooser) { m_chooseFiles = std::move(chooser); }
@@ -144,14 +139,8 @@ private:
     QActionGroup *m_skins = nullptr;
     QSystemTrayIcon *m_tray = nullptr;
     QList<QCheckBox *> m_switchBoxes;
-    void showVideo();
-    void resetVideo();
-
     frmPlay *m_video = nullptr;
-    frmFullMV *m_fullScreen = nullptr;
-    QPushButton *m_openPlayWindow = nullptr;
-    QPushButton *m_narrow = nullptr;
-    QLineEdit *m_sizeFields[4] = {};
+    PlayerWindowControls *m_playerWindow = nullptr;
     QPushButton *m_playKey = nullptr;
     QPushButton *m_pauseKey = nullptr;
     // "OK" once the operator chose to keep the running task's end time.
