@@ -4,7 +4,7 @@
 # screenshots into DIR (default ./screenshots) for a person to look at:
 # the first start (no player window yet), the sound task (still none, its
 # row marked), the video task (the player window where the fresh settings
-# put it), and the task grid in each of the three looks.
+# put it), its row marked in the grid, and the task grid in each of the three looks.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
@@ -35,6 +35,15 @@ xdotool search --sync --onlyvisible --name '^Tavrel' >/dev/null
 sleep 2 && shot fresh-start
 sleep 8 && shot sound-task
 sleep 8 && shot video-task
+# The window manager placed the console (the player window has the same
+# title but no frame): click its first tab by the console's place.
+for id in $(xdotool search --onlyvisible --name '^Tavrel'); do
+  eval "$(xdotool getwindowgeometry --shell "$id")"
+  if ((WIDTH > 900)); then
+    xdotool mousemove $((X + 44)) $((Y + 83)) click 1 && sleep 0.5 && shot running-row
+    break
+  fi
+done
 iconv -f GBK -t UTF-8 "$data/【CONTROL】.ini" | tr -d '\r' >"$out/fresh-control.ini.txt"
 kill "$app"; wait "$app" 2>/dev/null || true
 
