@@ -219,7 +219,10 @@ void Scheduler::resume()
 void Scheduler::endOfDay()
 {
     m_playback.stop();
-    m_runningEnd.clear();
+    if (!m_runningEnd.isEmpty()) {
+        m_runningEnd.clear();
+        emit taskEnded(); // the console unmarks it
+    }
     m_enabled = false;
     setStatus(kDayOverText);
     if (!m_shutdownPending

@@ -256,7 +256,10 @@ TEST_F(SchedulerTest, ChangedStopsAndHoursTakeEffectAtOnce)
     tav::test::ScriptedPrompt yes;
     yes.answers = {true};
     stopDates.add(QDate(2026, 11, 23), yes);
+    int ended = 0;
+    QObject::connect(&scheduler, &tav::Scheduler::taskEnded, [&] { ++ended; });
     scheduler.reviewDay();
+    EXPECT_EQ(ended, 1); // the running task is over
     EXPECT_FALSE(scheduler.isEnabled());
     EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
     EXPECT_EQ(scheduler.status(), u"今天停播节目");
