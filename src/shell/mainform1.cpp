@@ -623,6 +623,8 @@ void MainForm1::wireStation()
     connect(&playback, &PlaybackController::idle, this, [this] {
         m_mediaName->clear();
         showIdleStatus();
+        if (m_station.scheduler().runningEnd().isEmpty()) // a task started by hand is over
+            m_grid->PlayTaskColor(QString());
     });
     connect(&playback, &PlaybackController::modeChanged, this,
             [this](PlayMode mode) { m_playMode->setText(playModeName(mode)); });
