@@ -12,6 +12,8 @@ packages=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
   xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
+  # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
+  dpkg-dev desktop-file-utils
 )
 
 missing=()
