@@ -39,6 +39,8 @@ expected=(
   ./usr/share/doc/tavplayer/copyright
   ./usr/share/doc/tavplayer/帮助说明.html
   ./usr/share/icons/hicolor/scalable/apps/tavplayer.svg
+  ./usr/share/man/man1/tavplayer.1.gz
+  ./usr/share/man/zh_CN/man1/tavplayer.1.gz
 )
 sizes=(16 24 32 48 64 128 256)
 for size in "${sizes[@]}"; do
@@ -74,6 +76,19 @@ upstream=${changelog_version%-*}
 version=$(env -u DISPLAY -u WAYLAND_DISPLAY "$work/root/usr/bin/tavplayer" --version 2>&1) || true
 [[ $version == "tavplayer $upstream" ]] || fail "the packaged program says '$version', not 'tavplayer $upstream'"
 
+# The manual pages hold every option of the program's help.
+for page in man1 zh_CN/man1; do
+  gz="$work/root/usr/share/man/$page/tavplayer.1.gz"
+  [[ -f $gz ]] || continue
+  for option in --headless --data-dir --player-option --trace --help --version; do
+    zcat "$gz" | sed 's/\\-/-/g' | grep -q -- "$option" || fail "$page/tavplayer.1 lacks $option"
+  done
+  if command -v groff >/dev/null 2>&1; then
+    warnings=$(zcat "$gz" | groff -k -man -Tutf8 -ww -Wbreak -z 2>&1) || true
+    [[ -z $warnings ]] || fail "$page/tavplayer.1: $warnings"
+  fi
+done
+
 # Icon sizes, from each PNG's header.
 for size in "${sizes[@]}"; do
   png="$work/root/usr/share/icons/hicolor/${size}x${size}/apps/tavplayer.png"
@@ -103,7 +118,8 @@ grep -qx 'KillSignal=SIGTERM' "$unit" || fail "unit: no KillSignal=SIGTERM"
 if command -v systemd-analyze >/dev/null 2>&1; then
   mkdir -p "$work/unit"
   sed "s|^ExecStart=/usr/bin/|ExecStart=$work/root/usr/bin/|" "$unit" >"$work/unit/tavplayer.service"
-  out=$(systemd-analyze verify "$work/unit/tavplayer.service" 2>&1) || fail "systemd-analyze verify failed"
+  # Its Documentation= names the packaged manual page.
+  out=$(MANPATH="$work/root/usr/share/man" systemd-analyze verify "$work/unit/tavplayer.service" 2>&1) || fail "systemd-analyze verify failed"
   [[ -z $out ]] || fail "systemd-analyze verify: $out"
 else
   echo "systemd-analyze is missing, user unit not verified"
