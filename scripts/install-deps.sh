@@ -14,6 +14,8 @@ packages=(
   xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
   # Qt's own Chinese texts for its standard dialogs and buttons
   qt6-translations-l10n
+  # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
+  dpkg-dev desktop-file-utils
 )
 
 missing=()

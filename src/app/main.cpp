@@ -1,3 +1,4 @@
+#include "app/commandline.h"
 #include "core/datadir.h"
 #include "core/clock.h"
 #include "platform/mpvplayer.h"
@@ -12,14 +13,14 @@
 #include "shell/station.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QFileInfo>
+#include <QIcon>
 #include <QSocketNotifier>
+#include <QTextStream>
 
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -64,49 +65,45 @@ void fail(const QString &message)
 }
 
 // The window needs a display; --headless, or none, runs the schedule alone.
-bool wantsWindow(int argc, char *argv[])
+bool wantsWindow(const tav::CommandLine &command)
 {
-    for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--headless") == 0)
-            return false;
+    if (command.isSet(u"headless"_s))
+        return false;
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
            || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
-} // namespace
-
-int main(int argc, char *argv[])
+int printHelp(const tav::CommandLine &command, int &, char **)
 {
-    const bool windowed = wantsWindow(argc, argv);
+    QTextStream(stdout) << command.helpText(tav::languageOf(QProcessEnvironment::systemEnvironment()));
+    return 0;
+}
+
+int printVersion(const tav::CommandLine &, int &, char **)
+{
+    QTextStream(stdout) << tav::CommandLine::versionText();
+    return 0;
+}
+
+int runStation(const tav::CommandLine &command, int &argc, char **argv)
+{
+    const bool windowed = wantsWindow(command);
     std::unique_ptr<QCoreApplication> app(windowed ? new QApplication(argc, argv)
                                                    : new QCoreApplication(argc, argv));
     QCoreApplication::setApplicationName(u"tavplayer"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAV_VERSION));
+    if (windowed) {
+        QGuiApplication::setDesktopFileName(u"tavplayer"_s);
+        QGuiApplication::setWindowIcon(QIcon::fromTheme(u"tavplayer"_s, QIcon(u":/app/tavplayer.png"_s)));
+    }
     // The media engine parses numbers the C way whatever the locale.
     std::setlocale(LC_NUMERIC, "C");
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(u"Tavrel多媒体定时播放系统"_s);
-    parser.addHelpOption();
-    const QCommandLineOption headless(u"headless"_s, u"Run the schedule without windows."_s);
-    const QCommandLineOption dataDir(u"data-dir"_s, u"The station's data folder."_s, u"DIR"_s);
-    const QCommandLineOption playerOption(u"player-option"_s,
-                                          u"An option for the media engine (repeatable)."_s,
-                                          u"NAME=VALUE"_s);
-    const QCommandLineOption trace(u"trace"_s, u"Append timing events to FILE."_s, u"FILE"_s);
-    parser.addOptions({headless, dataDir, playerOption, trace});
-    parser.process(*app);
-
     QString error;
-    const QString dir = tav::DataDir::resolve(parser.value(dataDir), &error);
+    const QString dir = tav::DataDir::resolve(command.value(u"data-dir"_s), &error);
     if (dir.isEmpty()) {
         fail(error);
         return 1;
-    }
-    for (const QString &option : parser.values(playerOption)) {
-        if (!option.contains(u'=')) {
-            fail(u"--player-option needs NAME=VALUE, got \"%1\""_s.arg(option));
-            return 2;
-        }
     }
 
     if (QString why; windowed && !tav::useChinese(*app, &why))
@@ -131,7 +128,7 @@ int main(int argc, char *argv[])
     // With a window the video is drawn by the player window; the options
     // given on the command line still come last and win.
     const QStringList playerOptions =
-        (windowed ? QStringList{u"vo=libmpv"_s} : QStringList()) + parser.values(playerOption);
+        (windowed ? QStringList{u"vo=libmpv"_s} : QStringList()) + command.values(u"player-option"_s);
     tav::MpvPlayer player(playerOptions);
     if (!player.isValid()) {
         fail(player.errorString());
@@ -141,8 +138,9 @@ int main(int argc, char *argv[])
     tav::SystemShutdown shutdown;
     tav::Station station(dir, player, *prompt, clock, shutdown);
     player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
-    if (parser.isSet(trace) && !station.setTraceFile(parser.value(trace))) {
-        fail(u"cannot write the trace file %1"_s.arg(parser.value(trace)));
+    const QString traceFile = command.value(u"trace"_s);
+    if (!traceFile.isEmpty() && !station.setTraceFile(traceFile)) {
+        fail(u"cannot write the trace file %1"_s.arg(traceFile));
         return 1;
     }
     quitOnSignals(*app);
@@ -165,4 +163,36 @@ int main(int argc, char *argv[])
     const int rc = app->exec();
     station.shutDown();
     return rc;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // What each verb does; kStation runs the station. A verb added to the
+    // command-line table gets its line here.
+    struct VerbHandler
+    {
+        QString verb;
+        int (*run)(const tav::CommandLine &, int &argc, char **argv);
+    };
+    const VerbHandler handlers[] = {
+        {tav::CommandLine::kStation, runStation},
+        {tav::CommandLine::kHelp, printHelp},
+        {tav::CommandLine::kVersion, printVersion},
+    };
+
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    tav::CommandLine command;
+    if (!command.parse(arguments, tav::languageOf(QProcessEnvironment::systemEnvironment()))) {
+        QTextStream(stderr) << command.errorText() << u'\n';
+        return 2;
+    }
+    for (const VerbHandler &handler : handlers)
+        if (handler.verb == command.verb())
+            return handler.run(command, argc, argv);
+    fail(u"no handler for --%1"_s.arg(command.verb()));
+    return 1;
 }

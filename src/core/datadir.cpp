@@ -11,15 +11,24 @@ namespace tav {
 
 QString DataDir::resolve(const QString &explicitDir, QString *error)
 {
+    return resolve(explicitDir, QCoreApplication::applicationDirPath(),
+                   QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/tavplayer"_s, error);
+}
+
+bool DataDir::isSharedProgramFolder(const QString &dir)
+{
+    static const QStringList shared = {u"/usr/bin"_s, u"/usr/sbin"_s, u"/usr/local/bin"_s, u"/usr/local/sbin"_s,
+                                       u"/usr/games"_s, u"/bin"_s, u"/sbin"_s};
+    const QString clean = QDir::cleanPath(dir);
+    const QString real = QFileInfo(clean).canonicalFilePath();
+    return shared.contains(clean) || (!real.isEmpty() && shared.contains(real));
+}
+
+QString DataDir::resolve(const QString &explicitDir, const QString &exeDir, const QString &userDir, QString *error)
+{
     QString dir = explicitDir;
-    if (dir.isEmpty()) {
-        const QString exeDir = QCoreApplication::applicationDirPath();
-        if (QFileInfo(exeDir).isWritable())
-            dir = exeDir;
-        else
-            dir = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-                  + u"/tavplayer"_s;
-    }
+    if (dir.isEmpty())
+        dir = QFileInfo(exeDir).isWritable() && !isSharedProgramFolder(exeDir) ? exeDir : userDir;
     dir = QDir(dir).absolutePath();
     if (!QDir().mkpath(dir) || !QFileInfo(dir).isDir()) {
         if (error)

@@ -14,6 +14,12 @@ public:
     // --data-dir when given, else the executable's folder when writable,
     // else $XDG_DATA_HOME/tavplayer. Creates the folder when missing.
     static QString resolve(const QString &explicitDir, QString *error);
+    // The same choice with the executable's folder and the per-user folder
+    // given. A shared program folder such as /usr/bin is never a data
+    // folder, even for root, who can write there.
+    static QString resolve(const QString &explicitDir, const QString &exeDir, const QString &userDir,
+                           QString *error);
+    static bool isSharedProgramFolder(const QString &dir);
 
     const QString &root() const { return m_root; }
     QString file(const QString &name) const { return m_root + u'/' + name; }

@@ -1,0 +1,272 @@
+#include "app/commandline.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+
+bool isNameValue(const QString &value)
+{
+    return value.indexOf(u'=') > 0;
+}
+
+QString pick(Language language, const QString &zh, const QString &en)
+{
+    return language == Language::Chinese ? zh : en;
+}
+
+QString quoted(Language language, const QString &text)
+{
+    return language == Language::Chinese ? u"“"_s + text + u"”"_s : u"'"_s + text + u"'"_s;
+}
+
+QString dashed(const QString &name)
+{
+    return u"--"_s + name;
+}
+
+} // namespace
+
+Language languageOf(const QProcessEnvironment &environment)
+{
+    for (const auto *name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const QString value = environment.value(QString::fromLatin1(name));
+        if (!value.isEmpty())
+            return value.startsWith(u"zh"_s) ? Language::Chinese : Language::English;
+    }
+    return Language::English;
+}
+
+const QList<OptionSpec> &CommandLine::standardTable()
+{
+    static const QList<OptionSpec> table = {
+        {.name = u"headless"_s,
+         .with = {kStation},
+         .helpZh = u"不开窗口，只运行定时播放，消息输出到标准输出"_s,
+         .helpEn = u"run the schedule without windows; messages go to standard output"_s},
+        {.name = u"data-dir"_s,
+         .valueName = u"DIR"_s,
+         .helpZh = u"数据文件夹（默认：安装后为 ~/.local/share/tavplayer，否则为程序所在的文件夹）"_s,
+         .helpEn = u"the data folder (default: ~/.local/share/tavplayer when installed, else the program's own folder)"_s},
+        {.name = u"player-option"_s,
+         .valueName = u"NAME=VALUE"_s,
+         .with = {kStation},
+         .repeatable = true,
+         .helpZh = u"媒体引擎 mpv 的选项，可重复，如没有声卡时用 ao=null"_s,
+         .helpEn = u"an option for the mpv media engine, repeatable, e.g. ao=null without a sound device"_s,
+         .accepts = isNameValue},
+        {.name = u"trace"_s,
+         .valueName = u"FILE"_s,
+         .with = {kStation},
+         .helpZh = u"把任务和媒体的计时事件追加到文件（精确到毫秒）"_s,
+         .helpEn = u"append timing events of tasks and media items to FILE, in milliseconds"_s},
+        {.name = kHelp,
+         .kind = OptionSpec::Verb,
+         .helpZh = u"显示本帮助后退出"_s,
+         .helpEn = u"show this help and exit"_s,
+         .shortName = u'h'},
+        {.name = kVersion,
+         .kind = OptionSpec::Verb,
+         .helpZh = u"显示版本后退出"_s,
+         .helpEn = u"show the version and exit"_s},
+    };
+    return table;
+}
+
+CommandLine::CommandLine(QList<OptionSpec> table) : m_table(std::move(table)) {}
+
+const OptionSpec *CommandLine::find(const QString &name) const
+{
+    const auto it = std::find_if(m_table.cbegin(), m_table.cend(),
+                                 [&name](const OptionSpec &spec) { return spec.name == name; });
+    return it == m_table.cend() ? nullptr : &*it;
+}
+
+const OptionSpec *CommandLine::findShort(QChar c) const
+{
+    const auto it = std::find_if(m_table.cbegin(), m_table.cend(),
+                                 [c](const OptionSpec &spec) { return !spec.shortName.isNull() && spec.shortName == c; });
+    return it == m_table.cend() ? nullptr : &*it;
+}
+
+QString CommandLine::value(const QString &name) const
+{
+    const QStringList list = m_values.value(name);
+    return list.isEmpty() ? QString() : list.last();
+}
+
+bool CommandLine::fail(const QString &message, Language language)
+{
+    m_error = pick(language, u"tavplayer：%1\n用 tavplayer --help 查看全部选项和动作。"_s,
+                   u"tavplayer: %1\nRun 'tavplayer --help' to see every option and verb."_s)
+                  .arg(message);
+    return false;
+}
+
+bool CommandLine::parse(const QStringList &arguments, Language language)
+{
+    m_values.clear();
+    m_verb = kStation;
+    m_error.clear();
+
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &arg = arguments.at(i);
+        const OptionSpec *spec = nullptr;
+        QString inlineValue;
+        bool hasInlineValue = false;
+        if (arg.startsWith(u"--"_s) && arg.size() > 2) {
+            const qsizetype eq = arg.indexOf(u'=');
+            const QString name = arg.mid(2, eq < 0 ? -1 : eq - 2);
+            spec = find(name);
+            if (eq >= 0) {
+                hasInlineValue = true;
+                inlineValue = arg.mid(eq + 1);
+            }
+        } else if (arg.size() == 2 && arg.at(0) == u'-' && arg.at(1) != u'-') {
+            spec = findShort(arg.at(1));
+        } else if (!arg.startsWith(u'-')) {
+            return fail(pick(language, u"多余的参数%1"_s, u"unexpected argument %1"_s).arg(quoted(language, arg)),
+                        language);
+        }
+        if (!spec)
+            return fail(pick(language, u"未知选项%1"_s, u"unknown option %1"_s).arg(quoted(language, arg)), language);
+
+        const QString option = dashed(spec->name);
+        QString value;
+        if (spec->valueName.isEmpty()) {
+            if (hasInlineValue)
+                return fail(pick(language, u"选项 %1 不带值"_s, u"option %1 takes no value"_s).arg(option), language);
+        } else {
+            if (hasInlineValue) {
+                value = inlineValue;
+            } else if (i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(u"--"_s)) {
+                value = arguments.at(++i);
+            }
+            if (value.isEmpty())
+                return fail(pick(language, u"选项 %1 需要一个值：%2"_s, u"option %1 needs a value: %2"_s)
+                                .arg(option, spec->valueName),
+                            language);
+            if (spec->accepts && !spec->accepts(value))
+                return fail(pick(language, u"选项 %1 的值应为 %2 的形式，而不是%3"_s,
+                                 u"option %1 needs a value of the form %2, not %3"_s)
+                                .arg(option, spec->valueName, quoted(language, value)),
+                            language);
+            if (!spec->repeatable && m_values.contains(spec->name))
+                return fail(pick(language, u"选项 %1 只能给一次"_s, u"option %1 may be given only once"_s).arg(option),
+                            language);
+        }
+        m_values[spec->name].append(value);
+    }
+    return checkCombination(language);
+}
+
+// One verb at a time (help and version win over the others), and every
+// option only with the verbs it goes with.
+bool CommandLine::checkCombination(Language language)
+{
+    QStringList verbs;
+    for (const OptionSpec &spec : std::as_const(m_table))
+        if (spec.kind == OptionSpec::Verb && m_values.contains(spec.name))
+            verbs.append(spec.name);
+    if (verbs.contains(kHelp)) {
+        m_verb = kHelp;
+        return true;
+    }
+    if (verbs.contains(kVersion)) {
+        m_verb = kVersion;
+        return true;
+    }
+    if (verbs.size() > 1)
+        return fail(pick(language, u"%1 和 %2 不能同时使用"_s, u"%1 and %2 cannot be used together"_s)
+                        .arg(dashed(verbs.at(0)), dashed(verbs.at(1))),
+                    language);
+    m_verb = verbs.isEmpty() ? kStation : verbs.first();
+
+    for (const OptionSpec &spec : std::as_const(m_table)) {
+        if (spec.kind == OptionSpec::Verb || !m_values.contains(spec.name) || spec.with.isEmpty()
+            || spec.with.contains(m_verb))
+            continue;
+        const QString option = dashed(spec.name);
+        if (m_verb != kStation)
+            return fail(pick(language, u"选项 %1 不能与 %2 一起使用"_s, u"option %1 cannot be used with %2"_s)
+                            .arg(option, dashed(m_verb)),
+                        language);
+        QStringList owners;
+        for (const QString &verb : spec.with)
+            owners.append(dashed(verb));
+        return fail(pick(language, u"选项 %1 只能与 %2 一起使用"_s, u"option %1 only goes with %2"_s)
+                        .arg(option, owners.join(u" / "_s)),
+                    language);
+    }
+    return true;
+}
+
+QString CommandLine::helpText(Language language) const
+{
+    const bool zh = language == Language::Chinese;
+    struct Line
+    {
+        QString syntax;
+        QString text;
+    };
+    QList<Line> station;
+    QList<Line> verbs;
+
+    auto syntaxOf = [](const OptionSpec &spec, int indent) {
+        QString s(indent, u' ');
+        if (!spec.shortName.isNull())
+            s += u'-' + spec.shortName + u", "_s;
+        s += dashed(spec.name);
+        if (!spec.valueName.isEmpty())
+            s += u' ' + spec.valueName;
+        return s;
+    };
+    auto textOf = [zh](const OptionSpec &spec) { return zh ? spec.helpZh : spec.helpEn; };
+
+    for (const OptionSpec &spec : m_table) {
+        if (spec.kind == OptionSpec::Verb) {
+            verbs.append({syntaxOf(spec, 2), textOf(spec)});
+            // The verb's own options follow it, a step further in.
+            for (const OptionSpec &own : m_table)
+                if (own.kind == OptionSpec::Option && !own.with.contains(kStation) && own.with.value(0) == spec.name)
+                    verbs.append({syntaxOf(own, 4), textOf(own)});
+        } else if (spec.with.isEmpty() || spec.with.contains(kStation)) {
+            station.append({syntaxOf(spec, 2), textOf(spec)});
+        }
+    }
+
+    qsizetype width = 0;
+    for (const auto *lines : {&station, &verbs})
+        for (const Line &line : *lines)
+            width = std::max(width, line.syntax.size());
+    auto render = [width](const QList<Line> &lines) {
+        QString out;
+        for (const Line &line : lines)
+            out += line.syntax.leftJustified(width + 2) + line.text + u'\n';
+        return out;
+    };
+
+    QString out = u"Tavrel多媒体定时播放系统 "_s + QStringLiteral(TAV_VERSION) + u"\n\n"_s;
+    out += zh ? u"用法：tavplayer [选项…]         运行定时播放（有显示器时打开主窗口）\n"
+                u"      tavplayer --动作 [选项…]  完成一个动作后退出\n\n"
+                u"运行定时播放的选项：\n"_s
+              : u"Usage: tavplayer [OPTION…]         run the station (in its window where a display exists)\n"
+                u"       tavplayer --VERB [OPTION…]  do one thing and exit\n\n"
+                u"Options for running the station:\n"_s;
+    out += render(station);
+    out += zh ? u"\n动作：\n"_s : u"\nVerbs:\n"_s;
+    out += render(verbs);
+    out += zh ? u"\n退出状态：0 完成，1 执行失败，2 命令行有误。\n"_s
+              : u"\nExit status: 0 done, 1 the work failed, 2 the command line was wrong.\n"_s;
+    return out;
+}
+
+QString CommandLine::versionText()
+{
+    return u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n';
+}
+
+} // namespace tav

@@ -1,0 +1,215 @@
+// The command-line table, parser and help text.
+#include "app/commandline.h"
+
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::CommandLine;
+using tav::Language;
+using tav::OptionSpec;
+
+namespace {
+
+QProcessEnvironment env(std::initializer_list<std::pair<const char *, const char *>> vars)
+{
+    QProcessEnvironment e;
+    for (const auto &[name, value] : vars)
+        e.insert(QString::fromLatin1(name), QString::fromUtf8(value));
+    return e;
+}
+
+// The program's table with two verbs of the kind other parts of the program
+// add: one with its own options, one taking a folder.
+QList<OptionSpec> extendedTable()
+{
+    QList<OptionSpec> table = CommandLine::standardTable();
+    table.append({.name = u"say"_s, .kind = OptionSpec::Verb, .valueName = u"TEXT"_s,
+                  .helpZh = u"朗读文字后退出"_s, .helpEn = u"speak TEXT and exit"_s});
+    table.append({.name = u"voice"_s, .valueName = u"NAME"_s, .with = {u"say"_s},
+                  .helpZh = u"朗读用的声音"_s, .helpEn = u"the voice to speak with"_s});
+    table.append({.name = u"backup"_s, .kind = OptionSpec::Verb, .valueName = u"DIR"_s,
+                  .helpZh = u"把数据文件夹备份到 DIR 后退出"_s, .helpEn = u"back the data folder up into DIR and exit"_s});
+    return table;
+}
+
+} // namespace
+
+TEST(CommandLineLanguage, FirstSetVariableDecides)
+{
+    EXPECT_EQ(tav::languageOf(env({})), Language::English);
+    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_CN.UTF-8"}})), Language::Chinese);
+    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_TW.UTF-8"}})), Language::Chinese);
+    EXPECT_EQ(tav::languageOf(env({{"LANG", "en_US.UTF-8"}})), Language::English);
+    // LC_ALL overrides LANG, LC_MESSAGES sits between them, LANGUAGE wins.
+    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_CN.UTF-8"}, {"LC_ALL", "C"}})), Language::English);
+    EXPECT_EQ(tav::languageOf(env({{"LANG", "en_GB.UTF-8"}, {"LC_MESSAGES", "zh_CN.UTF-8"}})), Language::Chinese);
+    EXPECT_EQ(tav::languageOf(env({{"LC_ALL", "C.UTF-8"}, {"LANGUAGE", "zh_CN:en"}})), Language::Chinese);
+    // Set but empty counts as not set.
+    EXPECT_EQ(tav::languageOf(env({{"LANGUAGE", ""}, {"LANG", "zh_CN.GBK"}})), Language::Chinese);
+}
+
+TEST(CommandLineParse, StationOptionsInBothSpellings)
+{
+    CommandLine cl;
+    ASSERT_TRUE(cl.parse({u"--headless"_s, u"--data-dir"_s, u"/srv/站点"_s, u"--player-option=ao=null"_s,
+                          u"--player-option"_s, u"volume=50"_s, u"--trace=/tmp/t.log"_s},
+                         Language::English))
+        << cl.errorText().toStdString();
+    EXPECT_EQ(cl.verb(), CommandLine::kStation);
+    EXPECT_TRUE(cl.isSet(u"headless"_s));
+    EXPECT_EQ(cl.value(u"data-dir"_s), u"/srv/站点"_s);
+    EXPECT_EQ(cl.values(u"player-option"_s), (QStringList{u"ao=null"_s, u"volume=50"_s}));
+    EXPECT_EQ(cl.value(u"trace"_s), u"/tmp/t.log"_s);
+
+    // A second parse starts afresh.
+    ASSERT_TRUE(cl.parse({}, Language::English));
+    EXPECT_FALSE(cl.isSet(u"headless"_s));
+    EXPECT_TRUE(cl.values(u"player-option"_s).isEmpty());
+    EXPECT_EQ(cl.verb(), CommandLine::kStation);
+}
+
+TEST(CommandLineParse, HelpAndVersionWinOverEverythingElse)
+{
+    CommandLine cl(extendedTable());
+    ASSERT_TRUE(cl.parse({u"--headless"_s, u"-h"_s}, Language::English));
+    EXPECT_EQ(cl.verb(), CommandLine::kHelp);
+    ASSERT_TRUE(cl.parse({u"--say"_s, u"你好"_s, u"--version"_s, u"--backup"_s, u"/mnt"_s}, Language::English));
+    EXPECT_EQ(cl.verb(), CommandLine::kVersion);
+    ASSERT_TRUE(cl.parse({u"--version"_s, u"--help"_s}, Language::English));
+    EXPECT_EQ(cl.verb(), CommandLine::kHelp);
+}
+
+TEST(CommandLineParse, VerbsTakeTheirOwnOptionsAndShareTheGeneralOnes)
+{
+    CommandLine cl(extendedTable());
+    ASSERT_TRUE(cl.parse({u"--say"_s, u"上课时间到了"_s, u"--voice"_s, u"yue"_s, u"--data-dir"_s, u"/d"_s},
+                         Language::English))
+        << cl.errorText().toStdString();
+    EXPECT_EQ(cl.verb(), u"say"_s);
+    EXPECT_EQ(cl.value(u"say"_s), u"上课时间到了"_s);
+    EXPECT_EQ(cl.value(u"voice"_s), u"yue"_s);
+    EXPECT_EQ(cl.value(u"data-dir"_s), u"/d"_s);
+}
+
+struct BadLine
+{
+    QStringList args;
+    QString english; // what the message must say
+    QString chinese;
+};
+
+TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
+{
+    const QList<BadLine> cases = {
+        {{u"--bogus"_s}, u"unknown option '--bogus'"_s, u"未知选项“--bogus”"_s},
+        {{u"--headless"_s, u"--bogus=1"_s}, u"unknown option '--bogus=1'"_s, u"未知选项“--bogus=1”"_s},
+        {{u"-x"_s}, u"unknown option '-x'"_s, u"未知选项“-x”"_s},
+        {{u"-"_s}, u"unknown option '-'"_s, u"未知选项“-”"_s},
+        {{u"--"_s}, u"unknown option '--'"_s, u"未知选项“--”"_s},
+        {{u"--Headless"_s}, u"unknown option '--Headless'"_s, u"未知选项“--Headless”"_s},
+        {{u"/srv/data"_s}, u"unexpected argument '/srv/data'"_s, u"多余的参数“/srv/data”"_s},
+        {{u"--data-dir"_s}, u"option --data-dir needs a value: DIR"_s, u"选项 --data-dir 需要一个值：DIR"_s},
+        {{u"--data-dir"_s, u"--headless"_s}, u"option --data-dir needs a value: DIR"_s,
+         u"选项 --data-dir 需要一个值：DIR"_s},
+        {{u"--data-dir="_s}, u"option --data-dir needs a value: DIR"_s, u"选项 --data-dir 需要一个值：DIR"_s},
+        {{u"--headless=yes"_s}, u"option --headless takes no value"_s, u"选项 --headless 不带值"_s},
+        {{u"--player-option"_s, u"ao"_s}, u"option --player-option needs a value of the form NAME=VALUE, not 'ao'"_s,
+         u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“ao”"_s},
+        {{u"--player-option"_s, u"=null"_s},
+         u"option --player-option needs a value of the form NAME=VALUE, not '=null'"_s,
+         u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“=null”"_s},
+        {{u"--data-dir"_s, u"/a"_s, u"--data-dir"_s, u"/b"_s}, u"option --data-dir may be given only once"_s,
+         u"选项 --data-dir 只能给一次"_s},
+    };
+    for (const BadLine &bad : cases) {
+        const std::string line = bad.args.join(u' ').toStdString();
+        CommandLine cl;
+        EXPECT_FALSE(cl.parse(bad.args, Language::English)) << line;
+        EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: "_s + bad.english + u'\n')) << line << " → "
+                                                                                        << cl.errorText().toStdString();
+        EXPECT_TRUE(cl.errorText().endsWith(u"Run 'tavplayer --help' to see every option and verb."_s)) << line;
+        EXPECT_FALSE(cl.parse(bad.args, Language::Chinese)) << line;
+        EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer："_s + bad.chinese + u'\n')) << line << " → "
+                                                                                      << cl.errorText().toStdString();
+    }
+}
+
+TEST(CommandLineParse, OptionsOnlyWithTheVerbsTheyGoWith)
+{
+    CommandLine cl(extendedTable());
+    EXPECT_FALSE(cl.parse({u"--voice"_s, u"yue"_s}, Language::English));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --voice only goes with --say\n"_s))
+        << cl.errorText().toStdString();
+    EXPECT_FALSE(cl.parse({u"--backup"_s, u"/mnt"_s, u"--voice"_s, u"yue"_s}, Language::Chinese));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer：选项 --voice 不能与 --backup 一起使用\n"_s))
+        << cl.errorText().toStdString();
+    EXPECT_FALSE(cl.parse({u"--backup"_s, u"/mnt"_s, u"--headless"_s}, Language::English));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --headless cannot be used with --backup\n"_s))
+        << cl.errorText().toStdString();
+    EXPECT_FALSE(cl.parse({u"--say"_s, u"hi"_s, u"--backup"_s, u"/mnt"_s}, Language::English));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: --say and --backup cannot be used together\n"_s))
+        << cl.errorText().toStdString();
+    // A verb's value may look like anything but an option.
+    ASSERT_TRUE(cl.parse({u"--say"_s, u"-5度"_s}, Language::English)) << cl.errorText().toStdString();
+    EXPECT_EQ(cl.value(u"say"_s), u"-5度"_s);
+}
+
+// The rows of the help text: every option and verb on one line, its
+// explanation in one column.
+TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
+{
+    static const QRegularExpression cjk(u"[\\x{4e00}-\\x{9fff}]"_s);
+    for (const auto &table : {CommandLine::standardTable(), extendedTable()}) {
+        const CommandLine cl(table);
+        for (const Language language : {Language::Chinese, Language::English}) {
+            const QStringList lines = cl.helpText(language).split(u'\n');
+            qsizetype column = -1;
+            for (const OptionSpec &spec : table) {
+                const QString text = language == Language::Chinese ? spec.helpZh : spec.helpEn;
+                ASSERT_FALSE(text.isEmpty()) << spec.name.toStdString();
+                ASSERT_FALSE(text.contains(u'\n')) << spec.name.toStdString();
+                const QString syntax = u"--"_s + spec.name
+                                       + (spec.valueName.isEmpty() ? QString() : u' ' + spec.valueName);
+                QStringList rows;
+                for (const QString &line : lines)
+                    if (line.contains(syntax + u' ') && line.endsWith(text))
+                        rows.append(line);
+                ASSERT_EQ(rows.size(), 1) << spec.name.toStdString() << " in\n"
+                                          << cl.helpText(language).toStdString();
+                const qsizetype at = rows.first().size() - text.size();
+                if (column < 0)
+                    column = at;
+                EXPECT_EQ(at, column) << "misaligned: " << rows.first().toStdString();
+            }
+            const bool chinese = language == Language::Chinese;
+            // Only the English table's first lines name the program in Chinese.
+            const QString body = cl.helpText(language).section(u'\n', 1);
+            EXPECT_EQ(body.contains(cjk), chinese) << body.toStdString();
+        }
+    }
+}
+
+TEST(CommandLineHelp, AVerbsOwnOptionsFollowItAndStationOptionsComeFirst)
+{
+    const QStringList lines = CommandLine(extendedTable()).helpText(Language::English).split(u'\n');
+    auto row = [&lines](const QString &start) {
+        for (qsizetype i = 0; i < lines.size(); ++i)
+            if (lines.at(i).startsWith(start))
+                return i;
+        return qsizetype(-1);
+    };
+    const qsizetype say = row(u"  --say TEXT "_s);
+    ASSERT_GE(say, 0);
+    EXPECT_EQ(row(u"    --voice NAME "_s), say + 1);
+    EXPECT_LT(row(u"  --headless "_s), row(u"  -h, --help "_s));
+    EXPECT_LT(row(u"  --data-dir DIR "_s), row(u"  -h, --help "_s));
+    EXPECT_LT(row(u"  -h, --help "_s), row(u"  --backup DIR "_s));
+}
+
+TEST(CommandLineHelp, VersionNamesTheProgramAndItsVersion)
+{
+    EXPECT_EQ(CommandLine::versionText(), u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n');
+    EXPECT_TRUE(QRegularExpression(u"^\\d+\\.\\d+\\.\\d+$"_s).match(QStringLiteral(TAV_VERSION)).hasMatch());
+}

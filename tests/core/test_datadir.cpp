@@ -1,0 +1,67 @@
+// Where the station's data folder is.
+#include "core/datadir.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using tav::DataDir;
+
+TEST(DataDir, ExplicitFolderFirstThenTheProgramsFolderThenThePerUserOne)
+{
+    QTemporaryDir tmp;
+    const QString exeDir = tmp.filePath(u"bin"_s);
+    const QString userDir = tmp.filePath(u"home/.local/share/tavplayer"_s);
+    QDir().mkpath(exeDir);
+    QString error;
+
+    const QString given = tmp.filePath(u"站点/数据"_s);
+    EXPECT_EQ(DataDir::resolve(given, exeDir, userDir, &error), given);
+    EXPECT_TRUE(QFileInfo(given).isDir()); // made when missing
+    EXPECT_EQ(DataDir::resolve(QString(), exeDir, userDir, &error), exeDir);
+    EXPECT_FALSE(QFileInfo::exists(userDir));
+
+    // Installed in a shared program folder: never there, even for root.
+    EXPECT_EQ(DataDir::resolve(QString(), u"/usr/bin"_s, userDir, &error), userDir);
+    EXPECT_TRUE(QFileInfo(userDir).isDir());
+    EXPECT_TRUE(error.isEmpty());
+}
+
+TEST(DataDir, ProgramsFolderThatCannotBeWritten)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root writes everywhere";
+    QTemporaryDir tmp;
+    const QString exeDir = tmp.filePath(u"bin"_s);
+    QDir().mkpath(exeDir);
+    QFile::setPermissions(exeDir, QFile::ReadOwner | QFile::ExeOwner);
+    QString error;
+    EXPECT_EQ(DataDir::resolve(QString(), exeDir, tmp.filePath(u"user"_s), &error), tmp.filePath(u"user"_s));
+    QFile::setPermissions(exeDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+TEST(DataDir, FolderThatCannotBeMadeIsReported)
+{
+    QTemporaryDir tmp;
+    QFile file(tmp.filePath(u"plain-file"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    QString error;
+    const QString wanted = tmp.filePath(u"plain-file/data"_s);
+    EXPECT_TRUE(DataDir::resolve(wanted, tmp.path(), tmp.path(), &error).isEmpty());
+    EXPECT_EQ(error, u"无法创建数据文件夹："_s + wanted);
+}
+
+TEST(DataDir, SharedProgramFolders)
+{
+    for (const QString &dir : {u"/usr/bin"_s, u"/usr/bin/"_s, u"/usr/local/bin"_s, u"/usr/lib/../bin"_s, u"/bin"_s})
+        EXPECT_TRUE(DataDir::isSharedProgramFolder(dir)) << dir.toStdString();
+    for (const QString &dir : {u"/opt/tavplayer"_s, u"/home/station/tavplayer"_s, u"/usr"_s, u"/usr/bin/tav"_s})
+        EXPECT_FALSE(DataDir::isSharedProgramFolder(dir)) << dir.toStdString();
+}
