@@ -7,11 +7,18 @@ packages=(
   # build
   build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libmpv-dev
+  # speech: the espeak-ng library and its voices, OpenCC for traditional
+  # Chinese, wave files written and resampled
+  libespeak-ng-dev espeak-ng-data libopencc-dev libopencc-data opencc
+  libsndfile1-dev libsamplerate0-dev
   # run: the media engine, iconv (in libc-bin) for the GBK data files
   mpv libc-bin
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
   xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
+  # clock steps under a shifted clock; a window manager for screenshots;
+  # a sound server to record what several players mix
+  faketime libfaketime openbox pulseaudio pulseaudio-utils
   # Qt's own Chinese texts for its standard dialogs and buttons
   qt6-translations-l10n
   # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
