@@ -21,6 +21,22 @@ const QString kDayOverText = u"提示：今天停播节目或播放时间已结�
 const QString kCountdownText = u"正关机倒计时"_s;
 } // namespace
 
+bool Scheduler::withinWorkingHours(const Settings &settings, int timeOfDay)
+{
+    return !settings.isOn(Switch::WorkingHours)
+           || (timeOfDay >= settings.workStart() && timeOfDay <= settings.workEnd());
+}
+
+int Scheduler::workDayEndsAt(const Settings &settings)
+{
+    return settings.isOn(Switch::WorkingHours) ? settings.workEnd() - kWorkEndLead : -1;
+}
+
+int Scheduler::shutdownAt(const Settings &settings)
+{
+    return settings.isOn(Switch::ShutdownAtTime) ? settings.shutdownTime() : -1;
+}
+
 Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
                      PlaybackController &playback, MessageLog &log, Shutdown &shutdown,
                      Prompt &prompt, QObject *parent)
@@ -63,8 +79,7 @@ void Scheduler::onSecond()
     const QDateTime now = m_clock.now();
     if (m_day.isValid() && now.date() != m_day)
         startDay();
-    if (m_settings.isOn(Switch::ShutdownAtTime) && m_shutdownDone != now.date()
-        && zh::secondsOfDay(now.time()) == m_settings.shutdownTime()) {
+    if (m_shutdownDone != now.date() && zh::secondsOfDay(now.time()) == shutdownAt(m_settings)) {
         m_shutdownDone = now.date();
         endOfDay();
     }
@@ -77,10 +92,9 @@ void Scheduler::tick()
     const QDateTime now = m_clock.now();
     const QDate today = now.date();
     const int t = zh::secondsOfDay(now.time());
-    const bool workingHours = m_settings.isOn(Switch::WorkingHours);
-    const int workStart = m_settings.workStart(), workEnd = m_settings.workEnd();
-    if (workingHours && (t < workStart || t > workEnd))
+    if (!withinWorkingHours(m_settings, t))
         return;
+    const bool workingHours = m_settings.isOn(Switch::WorkingHours);
 
     // A list built before midnight must not be used for the wrong day.
     const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
@@ -94,9 +108,9 @@ void Scheduler::tick()
             endTask();
     }
 
-    if (workingHours && m_settings.isOn(Switch::Pictures) && t == workStart)
+    if (workingHours && m_settings.isOn(Switch::Pictures) && t == m_settings.workStart())
         emit idleContentRequested(true);
-    if (workingHours && t + kWorkEndLead == workEnd) {
+    if (t == workDayEndsAt(m_settings)) {
         emit idleContentRequested(false);
         endOfDay();
     }

@@ -47,6 +47,15 @@ public:
     static constexpr int kWorkEndLead = 5;
     static constexpr int kEndOfDay = 23 * 3600 + 59 * 60 + 59;
 
+    // The day's rules, shared by the tick and the week ahead:
+    // the tick works only within the working hours when they are on;
+    static bool withinWorkingHours(const Settings &settings, int timeOfDay);
+    // the working day ends kWorkEndLead seconds before the working hours end
+    // (-1 when they are off) and the daily shutdown ends it at its time (-1
+    // when it is off): from then on nothing starts that day.
+    static int workDayEndsAt(const Settings &settings);
+    static int shutdownAt(const Settings &settings);
+
     Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
               PlaybackController &playback, MessageLog &log, Shutdown &shutdown, Prompt &prompt,
               QObject *parent = nullptr);

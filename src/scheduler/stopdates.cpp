@@ -56,9 +56,11 @@ void StopDates::remove(qsizetype index)
     save();
 }
 
-bool StopDates::isStopDay(QDate date, const Settings &settings) const
+StopDates::Stop StopDates::stopReason(QDate date, const Settings &settings) const
 {
-    return settings.isWeekdayStopped(date) || m_dates.contains(zh::shortDate(date));
+    if (m_dates.contains(zh::shortDate(date)))
+        return Stop::Date;
+    return settings.isWeekdayStopped(date) ? Stop::Weekday : Stop::No;
 }
 
 } // namespace tav

@@ -26,7 +26,13 @@ public:
     void remove(qsizetype index);
 
     // A stopped weekday or a listed date.
-    bool isStopDay(QDate date, const Settings &settings) const;
+    bool isStopDay(QDate date, const Settings &settings) const
+    {
+        return stopReason(date, settings) != Stop::No;
+    }
+    enum class Stop { No, Weekday, Date };
+    // A listed date is named before a stopped weekday.
+    Stop stopReason(QDate date, const Settings &settings) const;
 
 private:
     QString m_path;

@@ -76,14 +76,18 @@ bool TaskStore::playsOn(const QString &days, const QString &weekdayChar, const Q
     return days.contains(u"每天") || days.contains(weekdayChar) || containsDate(days, dateText);
 }
 
-bool TaskStore::dueToday(const TaskRecord &r, QDate today) const
+TaskStore::Due TaskStore::dueOn(const TaskRecord &r, QDate date, const Settings &settings)
 {
-    if (!playsOn(r.days, today) || r.remind != u"开")
-        return false;
-    if (!m_settings.isOn(Switch::WorkingHours))
-        return true;
+    if (!playsOn(r.days, date))
+        return Due::NotThatDay;
+    if (r.remind != u"开")
+        return Due::Untimed;
+    if (!settings.isOn(Switch::WorkingHours))
+        return Due::Yes;
     const int start = zh::secondsOfDay(r.start), end = zh::secondsOfDay(r.end);
-    return start >= 0 && end >= 0 && m_settings.workStart() <= start && end <= m_settings.workEnd();
+    const bool inside =
+        start >= 0 && end >= 0 && settings.workStart() <= start && end <= settings.workEnd();
+    return inside ? Due::Yes : Due::OutsideWorkingHours;
 }
 
 void TaskStore::load(QDate today, bool rewriteFile)
@@ -115,7 +119,7 @@ void TaskStore::load(QDate today, bool rewriteFile)
     QString joined;
     for (qsizetype row = 0; row < m_rows.size(); ++row) {
         const TaskRecord &r = m_rows[row];
-        if (dueToday(r, today))
+        if (dueOn(r, today, m_settings) == Due::Yes)
             joined += QString::number(row + 1) + kFieldSeparator + r.columns().join(kFieldSeparator)
                       + kRecordSeparator;
     }

@@ -71,6 +71,10 @@ public:
     const QStringList &todayRecords() const { return m_todayRecords; }
     QDate listDate() const { return m_listDate; }
 
+    // Whether a task goes into the list of `date`, and if not, why.
+    enum class Due { Yes, NotThatDay, Untimed, OutsideWorkingHours };
+    static Due dueOn(const TaskRecord &r, QDate date, const Settings &settings);
+
     // The play days include the date: "每天", its weekday character or its date text.
     static bool playsOn(const QString &days, QDate date);
     static bool playsOn(const QString &days, const QString &weekdayChar, const QString &dateText);
@@ -94,8 +98,6 @@ public:
     PictureList readPictureList(const QString &taskName) const;
 
 private:
-    bool dueToday(const TaskRecord &r, QDate today) const;
-
     DataDir m_dir;
     const Settings &m_settings;
     QList<TaskRecord> m_rows;

@@ -1,0 +1,212 @@
+#include "core/agenda.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/scheduler.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskagenda.h"
+#include "scheduler/taskstore.h"
+
+#include <QSet>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::AgendaItem;
+using tav::Setting;
+using tav::Switch;
+using tav::test::at;
+
+namespace {
+
+// A week of tasks meeting every rule that keeps one silent: a stop date
+// (Wednesday), a weekday stop (Saturday), working hours 8:00 to 18:00, a
+// daily shutdown at 16:30, a switched-off task, missing and partly missing
+// files, an empty list and two tasks starting in the same second.
+class AgendaWeek : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 00:00:00")}; // a Monday
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{player, settings, log, clock};
+    tav::TaskStore store{dir, settings};
+    tav::StopDates stopDates{dir};
+    tav::TaskAgendaLane lane{store, settings, stopDates};
+    QString songs;
+    int sections = 0;
+
+    void task(const QString &name, const QString &start, const QString &end, const QString &days,
+              const QStringList &media, const QString &timed = u"开"_s)
+    {
+        ++sections;
+        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=50000\nDevice=%5\nRecurrence=顺序\nRemind=%6\n"_s
+                     .arg(sections).arg(name, start, end, days, timed);
+        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
+        for (qsizetype i = 0; i < media.size(); ++i)
+            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media.at(i));
+        d.write(name + u".ini"_s, list);
+    }
+    QString present(const QString &file)
+    {
+        d.write(file, u"x"_s);
+        return d.file(file);
+    }
+
+    void SetUp() override
+    {
+        const QString a = present(u"a.mp3"_s), b = present(u"b.mp3"_s);
+        task(u"早读"_s, u"7:50:00"_s, u"8:10:00"_s, u"每天"_s, {a});
+        task(u"晨会"_s, u"8:30:00"_s, u"9:00:00"_s, u"每天"_s, {a, b});
+        task(u"关着"_s, u"9:00:00"_s, u"9:30:00"_s, u"每天"_s, {a}, u"关"_s);
+        task(u"缺文件"_s, u"10:00:00"_s, u"10:30:00"_s, u"每天"_s, {d.file(u"无.mp3"_s)});
+        task(u"缺一个"_s, u"10:40:00"_s, u"10:50:00"_s, u"每天"_s, {a, d.file(u"丢.mp3"_s)});
+        task(u"甲"_s, u"11:00:00"_s, u"11:30:00"_s, u"每天"_s, {a});
+        task(u"乙"_s, u"11:00:00"_s, u"11:20:00"_s, u"每天"_s, {b});
+        task(u"空单"_s, u"12:00:00"_s, u"12:10:00"_s, u"每天"_s, {});
+        task(u"一三"_s, u"13:00:00"_s, u"13:10:00"_s, u"每一三"_s, {a});
+        task(u"指定"_s, u"14:00:00"_s, u"14:10:00"_s, u"指定 2026/11/27"_s, {a});
+        task(u"晚间"_s, u"17:00:00"_s, u"17:30:00"_s, u"每天"_s, {a});
+        d.write(u"【SONG】.ini"_s, songs);
+        d.write(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=2026/11/25\n"_s);
+        settings.load();
+        settings.setSwitch(Switch::StopSaturday, true);
+        settings.setSwitch(Switch::WorkingHours, true);
+        settings.setText(Setting::WorkStart, u"8:00:00"_s);
+        settings.setText(Setting::WorkEnd, u"18:00:00"_s);
+        settings.setShutdownAtTime(true, 16 * 3600 + 30 * 60);
+        stopDates.load();
+        store.load(clock.now().date());
+    }
+
+    QList<AgendaItem> week() { return tav::agenda::compute({&lane}, clock.now(), 7); }
+    static QString reasonOf(const QList<AgendaItem> &items, const QString &day, const QString &name)
+    {
+        for (const AgendaItem &i : items)
+            if (tav::zh::shortDate(i.date) == day && i.name == name)
+                return i.plays() ? u"播放"_s : i.reason;
+        return u"（无）"_s;
+    }
+};
+
+} // namespace
+
+TEST_F(AgendaWeek, EachStartHasItsReason)
+{
+    const QList<AgendaItem> items = week();
+    const QString mon = u"2026/11/23"_s;
+    EXPECT_EQ(reasonOf(items, mon, u"早读"_s), u"不在工作时段");
+    EXPECT_EQ(reasonOf(items, mon, u"晨会"_s), u"播放");
+    EXPECT_EQ(reasonOf(items, mon, u"关着"_s), u"定时=关");
+    EXPECT_EQ(reasonOf(items, mon, u"缺文件"_s), u"文件缺失：无.mp3");
+    EXPECT_EQ(reasonOf(items, mon, u"缺一个"_s), u"播放");
+    EXPECT_EQ(reasonOf(items, mon, u"甲"_s), u"与“乙”同时开始，被替换");
+    EXPECT_EQ(reasonOf(items, mon, u"乙"_s), u"播放");
+    EXPECT_EQ(reasonOf(items, mon, u"空单"_s), u"列表为空");
+    EXPECT_EQ(reasonOf(items, mon, u"一三"_s), u"播放");
+    EXPECT_EQ(reasonOf(items, mon, u"晚间"_s), u"关机后");
+    EXPECT_EQ(reasonOf(items, u"2026/11/24"_s, u"一三"_s), u"（无）"); // not a Tuesday task
+    EXPECT_EQ(reasonOf(items, u"2026/11/25"_s, u"晨会"_s), u"停播日期");
+    EXPECT_EQ(reasonOf(items, u"2026/11/25"_s, u"一三"_s), u"停播日期");
+    EXPECT_EQ(reasonOf(items, u"2026/11/27"_s, u"指定"_s), u"播放");
+    EXPECT_EQ(reasonOf(items, u"2026/11/26"_s, u"指定"_s), u"（无）");
+    EXPECT_EQ(reasonOf(items, u"2026/11/28"_s, u"晨会"_s), u"停播星期");
+    EXPECT_EQ(reasonOf(items, u"2026/11/29"_s, u"晨会"_s), u"播放");
+
+    // Ordered by day and time; the warning rides on a start that plays.
+    for (qsizetype i = 1; i < items.size(); ++i)
+        EXPECT_TRUE(std::pair(items[i - 1].date, items[i - 1].start) <= std::pair(items[i].date, items[i].start));
+    for (const AgendaItem &i : items) {
+        if (i.name == u"缺一个" && i.plays())
+            EXPECT_EQ(i.warning, u"文件缺失：丢.mp3");
+    }
+}
+
+TEST_F(AgendaWeek, TheEndOfTheWorkingDayAndTheShutdownCutAtTheirSecond)
+{
+    settings.setShutdownAtTime(true, 17 * 3600);
+    const QList<AgendaItem> items = week();
+    EXPECT_EQ(reasonOf(items, u"2026/11/23"_s, u"晚间"_s), u"关机后"); // starts at the shutdown second
+    settings.setShutdownAtTime(false, 17 * 3600);
+    EXPECT_EQ(reasonOf(week(), u"2026/11/23"_s, u"晚间"_s), u"播放");
+    settings.setText(Setting::WorkEnd, u"17:00:05"_s); // the working day ends at 17:00:00
+    EXPECT_EQ(reasonOf(week(), u"2026/11/23"_s, u"晚间"_s), u"不在工作时段");
+    settings.setText(Setting::WorkEnd, u"17:30:06"_s);
+    EXPECT_EQ(reasonOf(week(), u"2026/11/23"_s, u"晚间"_s), u"播放");
+}
+
+TEST_F(AgendaWeek, WarningsNameEachProblemOnceFromItsFirstDay)
+{
+    clock.set(at("2026-11-23 10:20:00")); // 缺文件 is past today
+    const QStringList warnings = tav::agenda::warnings(week());
+    EXPECT_EQ(warnings, (QStringList{u"定时任务“缺一个”：文件缺失：丢.mp3（2026/11/23 起）"_s,
+                                     u"定时任务“空单”：列表为空（2026/11/23 起）"_s,
+                                     u"定时任务“缺文件”：文件缺失：无.mp3（2026/11/24 起）"_s}));
+}
+
+TEST_F(AgendaWeek, LinesSayWhatPlaysAndWhyNot)
+{
+    clock.set(at("2026-11-23 10:00:00"));
+    QStringList lines;
+    for (const AgendaItem &i : week())
+        if (i.date == clock.now().date())
+            lines.append(tav::agenda::line(i));
+    EXPECT_EQ(lines.value(0), u"2026/11/23 星期一 07:50:00-08:10:00 定时任务 早读 已过（不播放：不在工作时段）");
+    EXPECT_EQ(lines.value(1), u"2026/11/23 星期一 08:30:00-09:00:00 定时任务 晨会 已过");
+    EXPECT_EQ(lines.value(3), u"2026/11/23 星期一 10:00:00-10:30:00 定时任务 缺文件 不播放：文件缺失：无.mp3");
+    EXPECT_EQ(lines.value(4), u"2026/11/23 星期一 10:40:00-10:50:00 定时任务 缺一个 播放  注意：文件缺失：丢.mp3");
+}
+
+// The agenda and the clockwork agree: run the real scheduler through the
+// week on the fake clock, second by second, and compare what it started with
+// what the agenda said would start (a start that is replaced or stopped in
+// its own second does not count as played).
+TEST_F(AgendaWeek, AgreesWithTheSchedulerRunThroughTheWeek)
+{
+    const QList<AgendaItem> predicted = week();
+    tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};
+    struct Start { QDate date; int second; QString name; };
+    QList<Start> starts;
+    QObject::connect(&scheduler, &tav::Scheduler::taskStarted, [&](const QString &name) {
+        const QDateTime now = clock.now();
+        const int s = tav::zh::secondsOfDay(now.time());
+        if (!starts.isEmpty() && starts.last().date == now.date() && starts.last().second == s)
+            starts.removeLast(); // replaced in its own second
+        starts.append({now.date(), s, name});
+    });
+    QObject::connect(&scheduler, &tav::Scheduler::taskEnded, [&] {
+        const QDateTime now = clock.now();
+        if (!starts.isEmpty() && starts.last().date == now.date()
+            && starts.last().second == tav::zh::secondsOfDay(now.time()))
+            starts.removeLast(); // the day ended in the second it started
+    });
+    scheduler.startDay();
+    const QDateTime end = at("2026-11-30 00:00:00");
+    while (clock.now() < end) {
+        scheduler.onSecond();
+        player.finish(); // items end at once; the list plays through
+        clock.advance(1);
+    }
+
+    QSet<QString> ran, said;
+    for (const Start &s : starts)
+        ran.insert(tav::zh::shortDate(s.date) + u' ' + tav::zh::timeText(s.second) + u' ' + s.name);
+    for (const AgendaItem &i : predicted)
+        if (i.plays() || i.attention) // an empty or missing list still starts its task
+            said.insert(tav::zh::shortDate(i.date) + u' ' + tav::zh::timeText(i.start) + u' ' + i.name);
+    const auto missingFrom = [](const QSet<QString> &a, const QSet<QString> &b) {
+        QStringList lines = QSet<QString>(a).subtract(b).values();
+        lines.sort();
+        return lines.join(u'\n').toStdString();
+    };
+    EXPECT_EQ(missingFrom(ran, said), "") << "started, not in the agenda";
+    EXPECT_EQ(missingFrom(said, ran), "") << "in the agenda, never started";
+    EXPECT_GT(ran.size(), 20);
+}
