@@ -13,6 +13,13 @@ bool isNameValue(const QString &value)
     return value.indexOf(u'=') > 0;
 }
 
+bool isDayCount(const QString &value)
+{
+    bool ok = false;
+    const int days = value.toInt(&ok);
+    return ok && days >= 1 && days <= 366;
+}
+
 QString pick(Language language, const QString &zh, const QString &en)
 {
     return language == Language::Chinese ? zh : en;
@@ -63,6 +70,16 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .with = {kStation},
          .helpZh = u"把任务和媒体的计时事件追加到文件（精确到毫秒）"_s,
          .helpEn = u"append timing events of tasks and media items to FILE, in milliseconds"_s},
+        {.name = u"agenda"_s,
+         .kind = OptionSpec::Verb,
+         .helpZh = u"列出今后几天（默认7天）每次开播的日期、时间、类别、名称，以及会播放还是不播放的原因，然后退出"_s,
+         .helpEn = u"list every start of the coming days (7 by default): date, time, kind, name, and whether it will play or why not; then exit"_s},
+        {.name = u"days"_s,
+         .valueName = u"N"_s,
+         .with = {u"agenda"_s},
+         .helpZh = u"列出的天数，1 到 366"_s,
+         .helpEn = u"how many days to list, 1 to 366"_s,
+         .accepts = isDayCount},
         {.name = kHelp,
          .kind = OptionSpec::Verb,
          .helpZh = u"显示本帮助后退出"_s,

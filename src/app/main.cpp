@@ -11,6 +11,7 @@
 #include "shell/messageboxprompt.h"
 #include "shell/singleinstance.h"
 #include "shell/station.h"
+#include "shell/weekahead.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -83,6 +84,21 @@ int printVersion(const tav::CommandLine &, int &, char **)
 {
     QTextStream(stdout) << tav::CommandLine::versionText();
     return 0;
+}
+
+int printAgenda(const tav::CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    QString error;
+    const QString dir = tav::DataDir::resolve(command.value(u"data-dir"_s), &error);
+    if (dir.isEmpty()) {
+        fail(error);
+        return 1;
+    }
+    const int days = command.isSet(u"days"_s) ? command.value(u"days"_s).toInt() : tav::WeekAhead::kDays;
+    tav::SystemClock clock;
+    QTextStream out(stdout);
+    return tav::WeekAhead::print(dir, days, clock, out);
 }
 
 int runStation(const tav::CommandLine &command, int &argc, char **argv)
@@ -180,6 +196,7 @@ int main(int argc, char *argv[])
         {tav::CommandLine::kStation, runStation},
         {tav::CommandLine::kHelp, printHelp},
         {tav::CommandLine::kVersion, printVersion},
+        {u"agenda"_s, printAgenda},
     };
 
     QStringList arguments;

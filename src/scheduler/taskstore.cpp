@@ -136,7 +136,7 @@ void TaskStore::load(QDate today, bool rewriteFile)
     }
     m_listDate = today;
 
-    if (rewriteFile || gap)
+    if ((rewriteFile || gap) && !m_readOnly)
         rewrite();
 }
 

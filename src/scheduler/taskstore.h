@@ -63,6 +63,9 @@ public:
     // The file is rewritten gapless when `rewrite` is set or a section
     // number within the count was empty.
     void load(QDate today, bool rewrite = false);
+    // Only reads: load() leaves the file as it is (for reports on a folder
+    // a station may be running on).
+    void setReadOnly(bool on) { m_readOnly = on; }
 
     const QList<TaskRecord> &rows() const { return m_rows; }
     const QList<TodayTask> &today() const { return m_today; }
@@ -104,6 +107,7 @@ private:
     QList<TodayTask> m_today;
     QStringList m_todayRecords;
     QDate m_listDate;
+    bool m_readOnly = false;
 };
 
 } // namespace tav

@@ -15,8 +15,12 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_playback(m_player, m_settings, m_log, m_clock),
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
-      m_ticker(m_clock)
+      m_ticker(m_clock), m_weekAhead(m_clock)
 {
+    m_weekAhead.addStationLanes(m_settings, m_store, m_stopDates);
+    connect(&m_weekAhead, &WeekAhead::changed, this, &Station::checkWeekAhead);
+    m_weekCheck.setInterval(3600 * 1000); // missing files are files outside the data folder too
+    connect(&m_weekCheck, &QTimer::timeout, this, &Station::checkWeekAhead);
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
@@ -52,11 +56,21 @@ void Station::start()
         m_scheduler.delayStart(delay);
     }
     m_ticker.start();
+    m_weekAhead.watch(m_dir);
+    m_weekCheck.start();
+    checkWeekAhead();
+}
+
+void Station::checkWeekAhead()
+{
+    for (const QString &line : m_weekAhead.newWarnings(m_weekAhead.compute()))
+        m_log.append(zh::stampedLine(m_clock.now(), u"注意："_s + line));
 }
 
 void Station::shutDown()
 {
     m_ticker.stop();
+    m_weekCheck.stop();
     m_playback.stop();
     m_log.flush();
 }

@@ -11,9 +11,11 @@
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
+#include "shell/weekahead.h"
 
 #include <QFile>
 #include <QObject>
+#include <QTimer>
 
 namespace tav {
 
@@ -52,6 +54,7 @@ public:
     StopDates &stopDates() { return m_stopDates; }
     Scheduler &scheduler() { return m_scheduler; }
     SecondTicker &ticker() { return m_ticker; }
+    WeekAhead &weekAhead() { return m_weekAhead; }
 
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
@@ -59,6 +62,8 @@ signals:
 
 private:
     void printNextTask();
+    // Logs what must be fixed before it is due (missing files, voices): once a day each.
+    void checkWeekAhead();
     static void print(const QString &line);
 
     const Clock &m_clock;
@@ -73,6 +78,8 @@ private:
     StopDates m_stopDates;
     Scheduler m_scheduler;
     SecondTicker m_ticker;
+    WeekAhead m_weekAhead;
+    QTimer m_weekCheck;
     QFile m_trace;
     QString m_nextTask; // last "将播:" line printed
     Settings::PlayWindowPlace m_freshPlace;

@@ -1,5 +1,9 @@
 // The real program's answers to --help, --version and wrong command lines.
+#include "core/ini.h"
+#include "core/zhtext.h"
+
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -89,4 +93,46 @@ TEST(Program, WrongCommandLineExitsWithStatusTwoAndTouchesNothing)
     EXPECT_TRUE(zh.err.startsWith(u"tavplayer：选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“ao”\n"_s))
         << zh.err.toStdString();
     EXPECT_TRUE(isEmptyHome(home));
+}
+
+// The week ahead of a data folder, read and never written: a folder whose
+// task file has a gap (a station would renumber it) stays byte for byte.
+TEST(Program, AgendaListsTheComingDaysWithReasonsAndWritesNothing)
+{
+    QTemporaryDir home, data;
+    const QString media = data.filePath(u"铃声.mp3"_s);
+    const auto put = [&](const QString &name, const QString &text) {
+        QFile f(data.filePath(name));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(tav::toGbk(QString(text).replace(u"\n"_s, u"\r\n"_s)));
+    };
+    put(u"铃声.mp3"_s, u"x"_s);
+    put(u"【SONG】.ini"_s,
+        u"[FileInfo1]\nName=午间\nTime=12:00:00\nDuration=12:30:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"
+        u"[FileInfo3]\nName=放学\nTime=16:00:00\nDuration=16:05:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s);
+    put(u"午间.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0="_s + media + u"\n"_s);
+    put(u"放学.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/nowhere/放学铃.mp3\n"_s);
+    const QDate today = QDate::currentDate();
+    put(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0="_s
+                               + today.addDays(2).toString(u"yyyy/M/d"_s) + u"\n"_s);
+    QFile song(data.filePath(u"【SONG】.ini"_s));
+    ASSERT_TRUE(song.open(QIODevice::ReadOnly));
+    const QByteArray before = song.readAll();
+    song.close();
+
+    const Answer a = run({u"--agenda"_s, u"--days"_s, u"3"_s, u"--data-dir"_s, data.path()}, u"zh_CN.UTF-8"_s, home);
+    ASSERT_EQ(a.exitCode, 0) << a.err.toStdString();
+    const QStringList lines = a.out.split(u'\n');
+    const QString tomorrow = tav::zh::shortDate(today.addDays(1)) + u' ' + tav::zh::weekdayName(today.addDays(1));
+    const QString stopped = tav::zh::shortDate(today.addDays(2)) + u' ' + tav::zh::weekdayName(today.addDays(2));
+    EXPECT_TRUE(lines.contains(tomorrow + u" 12:00:00-12:30:00 定时任务 午间 播放"_s)) << a.out.toStdString();
+    EXPECT_TRUE(lines.contains(tomorrow + u" 16:00:00-16:05:00 定时任务 放学 不播放：文件缺失：放学铃.mp3"_s))
+        << a.out.toStdString();
+    EXPECT_TRUE(lines.contains(stopped + u" 12:00:00-12:30:00 定时任务 午间 不播放：停播日期"_s)) << a.out.toStdString();
+    EXPECT_TRUE(a.out.contains(u"需要处理：\n  定时任务“放学”：文件缺失：放学铃.mp3（"_s)) << a.out.toStdString();
+    EXPECT_EQ(a.out.count(u"定时任务 午间"_s), 3);
+
+    ASSERT_TRUE(song.open(QIODevice::ReadOnly));
+    EXPECT_EQ(song.readAll(), before);
+    EXPECT_FALSE(QFile::exists(data.filePath(u"【CONTROL】.ini"_s)));
 }

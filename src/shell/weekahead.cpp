@@ -1,0 +1,144 @@
+#include "shell/weekahead.h"
+
+#include "core/clock.h"
+#include "core/datadir.h"
+#include "core/settings.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskagenda.h"
+#include "scheduler/taskstore.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QDateTime>
+#include <QFileSystemWatcher>
+#include <QTextStream>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+constexpr int kSettleMs = 300; // a save writes a temporary file and renames it
+} // namespace
+
+WeekAhead::WeekAhead(const Clock &clock, QObject *parent) : QObject(parent), m_clock(clock)
+{
+    m_settle.setSingleShot(true);
+    m_settle.setInterval(kSettleMs);
+    connect(&m_settle, &QTimer::timeout, this, [this] {
+        if (rewatch())
+            emit changed();
+    });
+}
+
+WeekAhead::~WeekAhead() = default;
+
+void WeekAhead::addLane(std::unique_ptr<AgendaLane> lane)
+{
+    m_lanes.push_back(std::move(lane));
+    emit changed();
+}
+
+void WeekAhead::addStationLanes(const Settings &settings, const TaskStore &tasks,
+                                const StopDates &stopDates)
+{
+    addLane(std::make_unique<TaskAgendaLane>(tasks, settings, stopDates));
+}
+
+int WeekAhead::print(const QString &dataDir, int days, const Clock &clock, QTextStream &out)
+{
+    const DataDir dir(dataDir);
+    Settings settings(dir);
+    settings.load();
+    StopDates stopDates(dir);
+    stopDates.load();
+    TaskStore tasks(dir, settings);
+    tasks.setReadOnly(true);
+    tasks.load(clock.now().date());
+    WeekAhead week(clock);
+    week.addStationLanes(settings, tasks, stopDates);
+    const QList<AgendaItem> items = week.compute(days);
+    for (const AgendaItem &item : items)
+        out << agenda::line(item) << u'\n';
+    if (items.isEmpty())
+        out << u"今后%1天没有定时开播。\n"_s.arg(days);
+    const QStringList warnings = agenda::warnings(items);
+    if (!warnings.isEmpty()) {
+        out << u'\n' << u"需要处理：\n"_s;
+        for (const QString &w : warnings)
+            out << u"  "_s << w << u'\n';
+    }
+    out.flush();
+    return 0;
+}
+
+QList<AgendaLane *> WeekAhead::lanes() const
+{
+    QList<AgendaLane *> lanes;
+    for (const auto &lane : m_lanes)
+        lanes.append(lane.get());
+    return lanes;
+}
+
+QList<AgendaItem> WeekAhead::compute(int days) const
+{
+    return agenda::compute(lanes(), m_clock.now(), days);
+}
+
+void WeekAhead::watch(const DataDir &dir)
+{
+    if (!m_watcher) {
+        m_watcher = new QFileSystemWatcher(this);
+        connect(m_watcher, &QFileSystemWatcher::directoryChanged, &m_settle, qOverload<>(&QTimer::start));
+        connect(m_watcher, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
+    }
+    m_dir = dir.root();
+    m_ignored = QFileInfo(dir.playLog()).fileName();
+    rewatch();
+}
+
+// A file replaced by a rename is a new file: watch the folder's files again.
+// True when a data file (not the play log) was added, removed or changed.
+bool WeekAhead::rewatch()
+{
+    if (!m_watcher || m_dir.isEmpty())
+        return false;
+    if (!m_watcher->files().isEmpty())
+        m_watcher->removePaths(m_watcher->files());
+    if (m_watcher->directories().isEmpty())
+        m_watcher->addPath(m_dir);
+    QStringList files;
+    QString signature;
+    const QFileInfoList infos = QDir(m_dir).entryInfoList({u"*.ini"_s, u"*.INI"_s, u"*.txt"_s}, QDir::Files);
+    for (const QFileInfo &info : infos) {
+        if (info.fileName() == m_ignored)
+            continue;
+        files.append(info.filePath());
+        signature += info.fileName() + u'|' + QString::number(info.size()) + u'|'
+                     + QString::number(info.lastModified().toMSecsSinceEpoch()) + u'\n';
+    }
+    if (!files.isEmpty())
+        m_watcher->addPaths(files);
+    const bool changedFiles = signature != m_signature;
+    m_signature = signature;
+    return changedFiles;
+}
+
+QStringList WeekAhead::newWarnings(const QList<AgendaItem> &items)
+{
+    const QDate today = m_clock.now().date();
+    if (m_reportedOn != today) {
+        m_reportedOn = today;
+        m_reported.clear();
+    }
+    QStringList fresh;
+    for (const QString &line : agenda::warnings(items)) {
+        if (!m_reported.contains(line)) {
+            m_reported.insert(line);
+            fresh.append(line);
+        }
+    }
+    return fresh;
+}
+
+} // namespace tav
