@@ -17,7 +17,9 @@
 #include "shell/autostart.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
+#include "shell/agendapage.h"
 #include "shell/station.h"
+#include "scheduler/taskagenda.h"
 #include "shell/stopwatch.h"
 
 #include <QActionGroup>
@@ -120,6 +122,7 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     m_tabs->addTab(buildPlayListPage(), u"播放列表"_s);
     m_tabs->addTab(buildSettingsPage(), u"系统设置"_s);
     m_tabs->addTab(buildStopPage(), u"停播与关机"_s);
+    m_tabs->addTab(buildAgendaPage(), u"一周节目表"_s);
     layout->addWidget(m_tabs, 3);
 
     m_messages = named(new QGroupBox(u"消息"_s), "Frame11");
@@ -351,6 +354,27 @@ QWidget *MainForm1::buildSettingsPage()
     layout->addWidget(look);
     layout->addStretch();
     return page;
+}
+
+// The week ahead; a click on a block opens that start's editor.
+QWidget *MainForm1::buildAgendaPage()
+{
+    m_agenda = new AgendaPage(m_station.weekAhead(), m_station.clock());
+    connect(m_agenda, &AgendaPage::itemActivated, this, [this](const AgendaItem &item) {
+        if (item.lane != TaskAgendaLane::kTitle)
+            return;
+        for (const TaskRecord &r : m_station.tasks().rows()) {
+            if (r.name == item.name) {
+                m_editor->openModify(r);
+                return;
+            }
+        }
+    });
+    Scheduler &scheduler = m_station.scheduler();
+    connect(&scheduler, &Scheduler::taskStarted, m_agenda,
+            [this](const QString &name) { m_agenda->setRunningTask(TaskAgendaLane::kTitle, name); });
+    connect(&scheduler, &Scheduler::taskEnded, m_agenda, [this] { m_agenda->setRunningTask({}, {}); });
+    return m_agenda;
 }
 
 QWidget *MainForm1::buildStopPage()

@@ -26,6 +26,7 @@ class QTimeEdit;
 
 namespace tav {
 
+class AgendaPage;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
@@ -88,6 +89,7 @@ private:
     QWidget *buildPlayListPage();
     QWidget *buildSettingsPage();
     QWidget *buildStopPage();
+    QWidget *buildAgendaPage();
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -109,6 +111,7 @@ private:
     bool m_exiting = false;
 
     QTabWidget *m_tabs = nullptr;
+    AgendaPage *m_agenda = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
     QLabel *m_playingName = nullptr;

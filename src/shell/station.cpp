@@ -58,7 +58,7 @@ void Station::start()
     m_ticker.start();
     m_weekAhead.watch(m_dir);
     m_weekCheck.start();
-    checkWeekAhead();
+    emit m_weekAhead.changed(); // the data is loaded now
 }
 
 void Station::checkWeekAhead()

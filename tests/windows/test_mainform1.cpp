@@ -4,6 +4,7 @@
 #include "playback/playbackcontroller.h"
 #include "scheduler/taskgrid.h"
 #include "scheduler/timepicker.h"
+#include "shell/agendapage.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/language.h"
@@ -29,6 +30,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableWidget>
 #include <QTest>
 #include <QTimeEdit>
@@ -625,4 +627,65 @@ TEST_F(MainWindowTest, RowNumberHeadingFitsInEveryLook)
         EXPECT_GE(grid->columnWidth(0), grid->horizontalHeader()->fontMetrics().horizontalAdvance(u"序号"_s))
             << look;
     }
+}
+
+// The week ahead on its page: a block per start, grey with its reason when
+// it will not play, the running and next starts marked, a click opening the
+// editor, and an edit elsewhere in the console redrawing it.
+TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
+{
+    d.write(u"铃.mp3"_s, u"x"_s);
+    addTask(u"早操"_s, u"11:00:00"_s, u"11:20:00"_s, {d.file(u"铃.mp3"_s)});
+    addTask(u"午休"_s, u"12:00:00"_s, u"12:30:00"_s, {u"/m/不在.mp3"_s});
+    start();
+    auto *tabs = get<QTabWidget>("SSTab1");
+    int page = -1;
+    for (int i = 0; i < tabs->count(); ++i)
+        if (tabs->tabText(i) == u"一周节目表")
+            page = i;
+    ASSERT_GE(page, 0);
+    tabs->setCurrentIndex(page);
+    auto *agenda = get<tav::AgendaPage>("pageAgenda");
+    auto *chart = get<tav::AgendaChart>("agendaChart");
+    ASSERT_EQ(agenda->items().size(), 14); // two a day for seven days
+    const auto indexOf = [&](const QDate &date, const QString &name) {
+        for (int i = 0; i < agenda->items().size(); ++i)
+            if (agenda->items()[i].date == date && agenda->items()[i].name == name)
+                return i;
+        return -1;
+    };
+    const QDate monday(2026, 11, 23);
+    EXPECT_EQ(agenda->items()[indexOf(monday, u"午休"_s)].reason, u"文件缺失：不在.mp3");
+    auto *warnings = get<QLabel>("lblAgendaWarnings");
+    EXPECT_FALSE(warnings->isHidden());
+    EXPECT_TRUE(warnings->text().contains(u"定时任务“午休”：文件缺失：不在.mp3"_s)) << warnings->text().toStdString();
+    EXPECT_TRUE(station->log().text().contains(u"注意：定时任务“午休”：文件缺失：不在.mp3"_s));
+    EXPECT_EQ(chart->next(), indexOf(monday, u"早操"_s));
+
+    tickAt("2026-11-23 11:00:00");
+    EXPECT_EQ(chart->running(), indexOf(monday, u"早操"_s));
+    EXPECT_EQ(chart->next(), indexOf(monday.addDays(1), u"早操"_s)); // 午休 will not play
+    tickAt("2026-11-23 11:20:01");
+    EXPECT_EQ(chart->running(), -1);
+
+    // Tomorrow made a stop date on the stop page: the page follows.
+    get<QDateEdit>("DTPNoPlayDate")->setDate(monday.addDays(1));
+    prompt.answers = {true};
+    click("cmdAddNoPlayDate");
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        const int i = indexOf(monday.addDays(1), u"早操"_s);
+        return i >= 0 && agenda->items()[i].reason == u"停播日期";
+    }, 3000));
+
+    // A click on Wednesday's block opens that task in the editor.
+    window->resize(1200, 800);
+    window->show();
+    QCoreApplication::processEvents();
+    const QRect block = chart->blockRect(indexOf(monday.addDays(2), u"早操"_s));
+    ASSERT_FALSE(block.isEmpty());
+    QTest::mouseClick(chart, Qt::LeftButton, {}, block.center());
+    auto *editor = window->findChild<QWidget *>(u"FormAddTask"_s);
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(editor->findChild<QLineEdit *>(u"TxtTaskName"_s)->text(), u"早操");
 }
