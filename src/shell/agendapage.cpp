@@ -114,28 +114,37 @@ void AgendaChart::layoutBlocks()
             for (int i = 0; i < m_items.size(); ++i)
                 if (m_items[i].date == date && m_items[i].lane == m_lanes[lane] && m_items[i].start >= 0)
                     members.append(i);
-            QList<int> columnEnds; // bottom of the last block in each column
-            QList<int> columnOf(members.size());
-            QList<std::pair<int, int>> spans(members.size());
-            for (qsizetype k = 0; k < members.size(); ++k) {
-                const AgendaItem &item = m_items[members[k]];
-                const int top = yOf(item.start);
-                const int bottom = qMax(top + kMinBlock, item.end > item.start ? yOf(item.end) : 0);
-                spans[k] = {top, bottom};
-                qsizetype column = 0;
-                while (column < columnEnds.size() && columnEnds[column] > top)
-                    ++column;
-                if (column == columnEnds.size())
-                    columnEnds.append(bottom);
-                else
-                    columnEnds[column] = bottom;
-                columnOf[k] = int(column);
-            }
-            const double columnWidth = laneWidth / qMax<qsizetype>(1, columnEnds.size());
-            for (qsizetype k = 0; k < members.size(); ++k) {
-                const int x = kAxisWidth + int(day * dayWidth + lane * laneWidth + columnOf[k] * columnWidth);
-                m_blocks[members[k]] = QRect(x + 1, spans[k].first, qMax(4, int(columnWidth) - 2),
-                                             spans[k].second - spans[k].first);
+            // Overlapping blocks form a cluster that shares the lane's width.
+            qsizetype k = 0;
+            while (k < members.size()) {
+                QList<int> columnEnds; // bottom of the last block in each column
+                QList<std::pair<int, int>> spans;
+                QList<int> columns;
+                int clusterBottom = -1;
+                const qsizetype first = k;
+                for (; k < members.size(); ++k) {
+                    const AgendaItem &item = m_items[members[k]];
+                    const int top = yOf(item.start);
+                    if (k > first && top >= clusterBottom)
+                        break;
+                    const int bottom = qMax(top + kMinBlock, item.end > item.start ? yOf(item.end) : 0);
+                    qsizetype column = 0;
+                    while (column < columnEnds.size() && columnEnds[column] > top)
+                        ++column;
+                    if (column == columnEnds.size())
+                        columnEnds.append(bottom);
+                    else
+                        columnEnds[column] = bottom;
+                    spans.append({top, bottom});
+                    columns.append(int(column));
+                    clusterBottom = qMax(clusterBottom, bottom);
+                }
+                const double columnWidth = laneWidth / qMax<qsizetype>(1, columnEnds.size());
+                for (qsizetype c = 0; c < spans.size(); ++c) {
+                    const int x = kAxisWidth + int(day * dayWidth + lane * laneWidth + columns[c] * columnWidth);
+                    m_blocks[members[first + c]] = QRect(x + 1, spans[c].first, qMax(4, int(columnWidth) - 2),
+                                                         spans[c].second - spans[c].first);
+                }
             }
         }
     }
@@ -234,11 +243,11 @@ void AgendaChart::paintEvent(QPaintEvent *)
         if (i == m_running)
             label = u"▶ "_s + label;
         else if (i == m_next)
-            label = u"下一个："_s + label;
-        if (!item.plays())
-            label += u'\n' + item.reason;
-        else if (!item.warning.isEmpty())
-            label += u'\n' + item.warning;
+            label = u"▷ "_s + label;
+        // The reason stays in sight: beside the name in a one-line block.
+        const QString why = !item.plays() ? item.reason : item.warning;
+        if (!why.isEmpty())
+            label += (r.height() < 2 * QFontMetrics(small).height() + 2 ? u"："_s : u"\n"_s) + why;
         p.setPen(text);
         p.setFont(small);
         const QRect inner = r.adjusted(3, 1, -2, -1);
@@ -318,7 +327,7 @@ void AgendaPage::refresh()
                                       [](const AgendaItem &i) { return !i.plays() && !i.past; });
     const auto playing = std::count_if(m_items.cbegin(), m_items.cend(),
                                        [](const AgendaItem &i) { return i.plays() && !i.past; });
-    m_summary->setText(u"今后%1天：%2次开播，%3次不播放（灰色，原因写在块中）"_s.arg(WeekAhead::kDays).arg(playing).arg(silent));
+    m_summary->setText(u"今后%1天：%2次开播，%3次不播放。  ▶ 正在播放   ▷ 下一个   灰色：不播放（原因写在块中）   红框：需要处理"_s.arg(WeekAhead::kDays).arg(playing).arg(silent));
     const QStringList warnings = agenda::warnings(m_items);
     m_warnings->setText(u"需要处理：\n"_s + warnings.join(u'\n'));
     m_warnings->setVisible(!warnings.isEmpty());
