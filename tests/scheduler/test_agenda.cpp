@@ -124,8 +124,9 @@ TEST_F(AgendaWeek, EachStartHasItsReason)
     for (qsizetype i = 1; i < items.size(); ++i)
         EXPECT_TRUE(std::pair(items[i - 1].date, items[i - 1].start) <= std::pair(items[i].date, items[i].start));
     for (const AgendaItem &i : items) {
-        if (i.name == u"缺一个" && i.plays())
+        if (i.name == u"缺一个" && i.plays()) {
             EXPECT_EQ(i.warning, u"文件缺失：丢.mp3");
+        }
     }
 }
 
