@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/clock.h"
+#include "platform/clocksetter.h"
 #include "platform/mediaplayer.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
@@ -83,6 +84,27 @@ public:
     bool cancel(QString *) override { ++cancelled; return true; }
     int scheduled = 0;
     int cancelled = 0;
+};
+
+// Records the times it was asked to set; refuses when told to.
+class FakeClockSetter final : public ClockSetter
+{
+public:
+    bool setTime(const QDateTime &when, QString *error) override
+    {
+        if (!refusal.isEmpty()) {
+            if (error)
+                *error = refusal;
+            return false;
+        }
+        set.append(when);
+        return true;
+    }
+    SyncState syncState() const override { return state; }
+
+    QList<QDateTime> set;
+    QString refusal; // non-empty: every setTime fails with it
+    SyncState state;
 };
 
 // A data folder for one test, with helpers to lay GBK files into it.

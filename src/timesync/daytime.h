@@ -1,0 +1,108 @@
+#pragma once
+
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+#include <optional>
+
+class QTcpSocket;
+
+namespace tav {
+
+class Clock;
+class ClockSetter;
+
+// One answer of a Daytime server (RFC 867, NIST layout):
+// "\n60638 24-11-24 23:14:19 00 0 0 123.4 UTC(NIST) * \n". The health digit is
+// the character at position 31 (1-based) and must be "0"; the 17 characters
+// from position 8 are the UTC date and time.
+struct DaytimeAnswer
+{
+    QString server;
+    QString text;          // as received, at most one line
+    bool healthy = false;  // the layout holds and the health digit is "0"
+    QDateTime target;      // the time to set: UTC + 8 hours, as local time
+    qint64 offsetMs = 0;   // target minus the local clock when it came
+    QString why;           // why it was not healthy
+
+    // Parses one answer; `now` is the local clock when it came.
+    static DaytimeAnswer parse(const QString &server, const QByteArray &bytes, const QDateTime &now);
+};
+
+// Asks every server at once and sets the clock from the first healthy
+// answer; later answers are ignored. Rules beyond the protocol:
+// - a healthy answer that would move the clock by more than a day is taken
+//   only when a second healthy server agrees with it within 2 seconds
+//   (a single answer is easily forged); otherwise it is refused and logged;
+// - a dry run sets nothing and says what it would have set;
+// - a clock the system refuses to set is reported as such, never as success.
+// The start routine ends at once, without asking the remaining servers, when
+// a socket of the previous run is in error (the object is one window's
+// life; a new window makes a new one).
+class DaytimeSync : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr int kPort = 13;
+    static constexpr int kTimeoutMs = 10000;
+    static constexpr int kFinishMs = 3000;
+    static constexpr qint64 kForgeryLimitMs = 24LL * 3600 * 1000;
+    static constexpr qint64 kAgreementMs = 2000;
+    static constexpr int kMaxAnswer = 256; // a longer "line" is not a Daytime answer
+
+    static const QStringList &publicServers();
+
+    DaytimeSync(const Clock &clock, ClockSetter &setter, QObject *parent = nullptr);
+    ~DaytimeSync() override;
+
+    // "HOST" or "HOST:PORT" each; the public servers when never called.
+    void setServers(const QStringList &servers);
+    void setDryRun(bool on) { m_dryRun = on; }
+    void setTimeout(int ms) { m_timeout.setInterval(ms); }
+
+    // False when the start routine ended early (a socket in error).
+    bool start();
+    bool isDone() const { return m_done; }
+    bool isRunning() const { return m_timeout.isActive(); }
+    const QList<DaytimeAnswer> &answers() const { return m_answers; }
+
+signals:
+    void message(const QString &text);        // "开始校时...", "网络校时已成功! " …
+    void answered(const tav::DaytimeAnswer &answer);
+    // ok: a healthy answer was taken (and the clock set unless a dry run or refused);
+    // set: the clock was really set.
+    void finished(bool ok, bool set, const tav::DaytimeAnswer &answer);
+    void closeRequested(); // a while after success: the window may close
+
+private:
+    struct Peer
+    {
+        QString host;
+        quint16 port = kPort;
+        QTcpSocket *socket = nullptr;
+        QByteArray buffer;
+        bool errored = false;
+        bool evaluated = false;
+    };
+
+    void onData(qsizetype index, bool closed);
+    void evaluate(qsizetype index);
+    void take(const DaytimeAnswer &answer);
+    void onTimeout();
+
+    const Clock &m_clock;
+    ClockSetter &m_setter;
+    QList<Peer> m_peers;
+    QList<DaytimeAnswer> m_answers;
+    QList<DaytimeAnswer> m_held; // healthy but more than a day away, waiting for a second
+    QTimer m_timeout;
+    QTimer m_finish;
+    bool m_done = false;
+    bool m_dryRun = false;
+};
+
+} // namespace tav

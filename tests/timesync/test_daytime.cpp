@@ -1,0 +1,238 @@
+#include "fakes/fakes.h"
+#include "timesync/daytime.h"
+
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using tav::DaytimeAnswer;
+using tav::DaytimeSync;
+using tav::test::at;
+
+namespace {
+
+// "\n61003 26-11-23 23:14:19 00 0 0 543.2 UTC(NIST) * \n" with a chosen health digit.
+QByteArray nist(const char *stamp, char health = '0')
+{
+    QByteArray line = "\n61003 " + QByteArray(stamp) + " 00 0 " + QByteArray(1, health) + " 543.2 UTC(NIST) * \n";
+    return line;
+}
+
+// A Daytime server on 127.0.0.1 that answers each connection with its
+// pieces, `gapMs` apart, after `delayMs`, then hangs up (or stays silent).
+class LocalDaytime : public QObject
+{
+public:
+    explicit LocalDaytime(QList<QByteArray> pieces, int delayMs = 0, int gapMs = 0, bool hangUp = true)
+        : m_pieces(std::move(pieces)), m_delay(delayMs), m_gap(gapMs), m_hangUp(hangUp)
+    {
+        m_server.listen(QHostAddress::LocalHost);
+        connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *s = m_server.nextPendingConnection())
+                send(s, 0, m_delay);
+        });
+    }
+    QString address() const { return u"127.0.0.1:%1"_s.arg(m_server.serverPort()); }
+
+private:
+    void send(QTcpSocket *s, qsizetype piece, int after)
+    {
+        QTimer::singleShot(after, s, [this, s, piece] {
+            if (piece < m_pieces.size()) {
+                s->write(m_pieces[piece]);
+                s->flush();
+                send(s, piece + 1, m_gap);
+            } else if (m_hangUp) {
+                s->disconnectFromHost();
+            }
+        });
+    }
+    QTcpServer m_server;
+    QList<QByteArray> m_pieces;
+    int m_delay, m_gap;
+    bool m_hangUp;
+};
+
+// A port with nothing listening.
+QString deadAddress()
+{
+    QTcpServer s;
+    s.listen(QHostAddress::LocalHost);
+    const quint16 port = s.serverPort();
+    s.close();
+    return u"127.0.0.1:%1"_s.arg(port);
+}
+
+class DaytimeTest : public ::testing::Test
+{
+protected:
+    // 2026-11-24 07:14:00 local; the servers say 23:14:19 UTC the day before.
+    tav::test::FakeClock clock{at("2026-11-24 07:14:00")};
+    tav::test::FakeClockSetter setter;
+    DaytimeSync sync{clock, setter};
+    QStringList messages;
+    bool finished = false;
+    bool ok = false;
+
+    void SetUp() override
+    {
+        sync.setTimeout(1500);
+        QObject::connect(&sync, &DaytimeSync::message, [this](const QString &m) { messages.append(m); });
+        QObject::connect(&sync, &DaytimeSync::finished, [this](bool good, bool, const DaytimeAnswer &) {
+            finished = true;
+            ok = good;
+        });
+    }
+    bool run(const QStringList &servers)
+    {
+        sync.setServers(servers);
+        if (!sync.start())
+            return false;
+        return QTest::qWaitFor([this] { return finished; }, 5000);
+    }
+};
+
+} // namespace
+
+TEST(DaytimeAnswerTest, HealthDigitAndLayoutAreCheckedWhereTheyStand)
+{
+    const QDateTime now = at("2026-11-24 07:14:00");
+    const DaytimeAnswer good = DaytimeAnswer::parse(u"s"_s, nist("26-11-23 23:14:19"), now);
+    ASSERT_TRUE(good.healthy) << good.why.toStdString();
+    EXPECT_EQ(good.target, at("2026-11-24 07:14:19"));
+    EXPECT_EQ(good.offsetMs, 19000);
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, nist("26-11-23 23:14:19", '1'), now).healthy);
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, nist("26-11-23 23:14:19", '2'), now).healthy);
+    // Without the leading line feed every position moves: the digit is not where it must be.
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, nist("26-11-23 23:14:19").mid(1) + "x", now).healthy);
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, nist("26-13-45 23:14:19"), now).healthy);
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, nist("26/11/23 23:14:19"), now).healthy);
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, QByteArray("\n6100"), now).healthy);
+    QByteArray binary(40, '\0');
+    binary[30] = '0';
+    EXPECT_FALSE(DaytimeAnswer::parse(u"s"_s, binary, now).healthy);
+}
+
+// UTC + 8 hours as the local time, whatever zone the computer is set to.
+TEST(DaytimeAnswerTest, ChinaTimeInAnyTimeZone)
+{
+    const QByteArray old = qgetenv("TZ");
+    qputenv("TZ", "America/New_York");
+    tzset();
+    const DaytimeAnswer a = DaytimeAnswer::parse(u"s"_s, nist("26-11-23 23:14:19"), QDateTime::currentDateTime());
+    EXPECT_EQ(a.target.date(), QDate(2026, 11, 24));
+    EXPECT_EQ(a.target.time(), QTime(7, 14, 19));
+    EXPECT_EQ(a.target.toUTC().time(), QTime(12, 14, 19)); // New York is 5 hours behind
+    if (old.isEmpty())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", old);
+    tzset();
+}
+
+TEST_F(DaytimeTest, FirstHealthyAnswerSetsTheClockOnce)
+{
+    LocalDaytime sick({nist("26-11-23 23:10:00", '2')});
+    LocalDaytime first({nist("26-11-23 23:14:19")}, 50);
+    LocalDaytime second({nist("26-11-23 23:14:25")}, 100);
+    ASSERT_TRUE(run({sick.address(), first.address(), second.address()}));
+    EXPECT_TRUE(ok);
+    ASSERT_EQ(setter.set.size(), 1);
+    EXPECT_EQ(setter.set[0], at("2026-11-24 07:14:19"));
+    QTest::qWait(200); // the later answer comes and is ignored
+    EXPECT_EQ(setter.set.size(), 1);
+    EXPECT_EQ(messages, (QStringList{u"开始校时..."_s, u"网络校时已成功! \n"_s}));
+    QSignalSpy close(&sync, &DaytimeSync::closeRequested);
+    EXPECT_TRUE(close.wait(DaytimeSync::kFinishMs + 1000));
+}
+
+TEST_F(DaytimeTest, HalfLinesAndSlowServersStillCount)
+{
+    const QByteArray line = nist("26-11-23 23:14:19");
+    LocalDaytime halves({line.left(12), line.mid(12)}, 0, 300);
+    ASSERT_TRUE(run({halves.address()}));
+    EXPECT_TRUE(ok);
+    ASSERT_EQ(setter.set.size(), 1);
+    EXPECT_EQ(setter.set[0], at("2026-11-24 07:14:19"));
+}
+
+TEST_F(DaytimeTest, NoHealthyAnswerTimesOutAndLeavesTheClock)
+{
+    LocalDaytime sick({nist("26-11-23 23:14:19", '1')});
+    LocalDaytime garbage({QByteArray("HELLO\r\nnot a time at all, really not\n")});
+    LocalDaytime overlong({QByteArray(4000, 'x')});
+    LocalDaytime silent({}, 0, 0, false);
+    QByteArray binary(64, '\x01');
+    binary[0] = '\n';
+    LocalDaytime noise({binary});
+    ASSERT_TRUE(run({sick.address(), garbage.address(), overlong.address(), silent.address(), noise.address()}));
+    EXPECT_FALSE(ok);
+    EXPECT_TRUE(setter.set.isEmpty());
+    EXPECT_EQ(messages.last(), u"网络校时不成功");
+    EXPECT_EQ(sync.answers().size(), 4); // the silent one never answered
+}
+
+// A lone answer a day or more away is not believed; two that agree are.
+TEST_F(DaytimeTest, FarAnswersNeedASecondServerThatAgrees)
+{
+    LocalDaytime forged({nist("99-01-01 00:00:00")});
+    LocalDaytime epoch({nist("70-01-01 00:00:00")}, 100);
+    ASSERT_TRUE(run({forged.address(), epoch.address()}));
+    EXPECT_FALSE(ok);
+    EXPECT_TRUE(setter.set.isEmpty());
+    EXPECT_TRUE(messages.join(u'|').contains(u"相差超过一天"_s));
+
+    tav::test::FakeClockSetter setter2;
+    DaytimeSync sync2(clock, setter2);
+    sync2.setTimeout(1500);
+    LocalDaytime a({nist("27-03-01 08:00:00")}), b({nist("27-03-01 08:00:01")}, 100);
+    sync2.setServers({a.address(), b.address()});
+    QSignalSpy done(&sync2, &DaytimeSync::finished);
+    ASSERT_TRUE(sync2.start());
+    ASSERT_TRUE(done.wait(3000));
+    EXPECT_TRUE(done.at(0).at(0).toBool());
+    ASSERT_EQ(setter2.set.size(), 1);
+    EXPECT_EQ(setter2.set[0].date(), QDate(2027, 3, 1));
+}
+
+TEST_F(DaytimeTest, ARefusedClockIsSaidNotClaimed)
+{
+    setter.refusal = u"Automatic time synchronization is enabled"_s;
+    LocalDaytime good({nist("26-11-23 23:14:19")});
+    ASSERT_TRUE(run({good.address()}));
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(messages.last(), u"无法设置系统时间：Automatic time synchronization is enabled");
+    EXPECT_FALSE(messages.contains(u"网络校时已成功! \n"_s));
+}
+
+TEST_F(DaytimeTest, DryRunSetsNothing)
+{
+    sync.setDryRun(true);
+    LocalDaytime good({nist("26-11-23 23:14:19")});
+    ASSERT_TRUE(run({good.address()}));
+    EXPECT_TRUE(ok);
+    EXPECT_TRUE(setter.set.isEmpty());
+    EXPECT_EQ(messages.last(), u"试运行：本应把时钟设为 2026-11-24 07:14:19");
+}
+
+// A socket left in error by the last run ends the next start at once:
+// the servers after it are not asked and nothing is announced.
+TEST_F(DaytimeTest, ASocketInErrorEndsTheStartEarly)
+{
+    LocalDaytime good({nist("26-11-23 23:14:19", '1')});
+    ASSERT_TRUE(run({deadAddress(), good.address()}));
+    messages.clear();
+    finished = false;
+    EXPECT_FALSE(sync.start());
+    EXPECT_TRUE(messages.isEmpty());
+    EXPECT_FALSE(sync.isRunning());
+}
