@@ -1,4 +1,5 @@
 #include "app/commandline.h"
+#include "app/verbs.h"
 #include "core/datadir.h"
 #include "core/clock.h"
 #include "platform/mpvplayer.h"
@@ -197,6 +198,9 @@ int main(int argc, char *argv[])
         {tav::CommandLine::kHelp, printHelp},
         {tav::CommandLine::kVersion, printVersion},
         {u"agenda"_s, printAgenda},
+        {u"sync-time"_s, tav::syncTimeVerb},
+        {u"backup"_s, tav::backupVerb},
+        {u"restore"_s, tav::restoreVerb},
     };
 
     QStringList arguments;

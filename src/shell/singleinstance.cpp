@@ -149,6 +149,16 @@ bool SingleInstance::activateRunning(const QString &serverName, int timeoutMs)
     return sent;
 }
 
+bool SingleInstance::isRunning(const QString &serverName, int timeoutMs)
+{
+    QLocalSocket socket;
+    socket.connectToServer(serverName);
+    if (!socket.waitForConnected(timeoutMs))
+        return false;
+    socket.disconnectFromServer();
+    return true;
+}
+
 void SingleInstance::onNewConnection()
 {
     while (QLocalSocket *socket = m_server->nextPendingConnection()) {

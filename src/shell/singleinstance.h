@@ -39,6 +39,8 @@ public:
     // Asks the copy listening on serverName to come to the front; false when
     // no copy answers.
     static bool activateRunning(const QString &serverName, int timeoutMs = 1000);
+    // A copy listens on serverName (it is asked nothing).
+    static bool isRunning(const QString &serverName, int timeoutMs = 1000);
 
 signals:
     void activationRequested();

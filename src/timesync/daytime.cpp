@@ -88,6 +88,7 @@ void DaytimeSync::setServers(const QStringList &servers)
         const uint port = colon > 0 ? server.mid(colon + 1).toUInt(&ok) : 0;
         p.host = ok && port > 0 && port < 65536 ? server.left(colon) : server;
         p.port = ok && port > 0 && port < 65536 ? quint16(port) : quint16(kPort);
+        p.name = p.port == kPort ? p.host : p.host + u':' + QString::number(p.port);
         m_peers.append(p);
     }
 }
@@ -110,7 +111,17 @@ bool DaytimeSync::start()
                     onData(i, true);
                     return;
                 }
-                m_peers[i].errored = true;
+                Peer &peer = m_peers[i];
+                peer.errored = true;
+                if (peer.evaluated || (!m_timeout.isActive() && !m_done))
+                    return;
+                peer.evaluated = true;
+                DaytimeAnswer a;
+                a.server = peer.name;
+                a.why = u"无法连接："_s + peer.socket->errorString();
+                m_answers.append(a);
+                emit answered(a);
+                endWhenAllAnswered();
             });
         }
         if (p.socket->state() != QAbstractSocket::UnconnectedState)
@@ -127,17 +138,18 @@ bool DaytimeSync::start()
 void DaytimeSync::onData(qsizetype index, bool closed)
 {
     Peer &p = m_peers[index];
-    if (p.evaluated || !p.socket || !m_timeout.isActive())
-        return; // the run is over: later answers are not looked at
+    if (p.evaluated || !p.socket || (!m_timeout.isActive() && !m_done))
+        return; // timed out: nothing more is looked at (after success they are listed, never taken)
     p.buffer += p.socket->readAll();
     if (p.buffer.size() > kMaxAnswer) {
         p.evaluated = true;
         DaytimeAnswer a;
-        a.server = p.host;
+        a.server = p.name;
         a.why = u"答复过长"_s;
         m_answers.append(a);
         emit answered(a);
         p.socket->abort();
+        endWhenAllAnswered();
         return;
     }
     // One line: the answer begins with a line feed and ends with one.
@@ -153,11 +165,29 @@ void DaytimeSync::evaluate(qsizetype index)
 {
     Peer &p = m_peers[index];
     p.evaluated = true;
-    const DaytimeAnswer a = DaytimeAnswer::parse(p.host, p.buffer, m_clock.now());
+    const DaytimeAnswer a = DaytimeAnswer::parse(p.name, p.buffer, m_clock.now());
     m_answers.append(a);
     emit answered(a);
     if (a.healthy && !m_done)
         take(a);
+    endWhenAllAnswered();
+}
+
+bool DaytimeSync::allAnswered() const
+{
+    for (const Peer &p : m_peers)
+        if (!p.evaluated)
+            return false;
+    return true;
+}
+
+// Every server has answered or failed and none was taken: no use waiting.
+void DaytimeSync::endWhenAllAnswered()
+{
+    if (m_done || !m_timeout.isActive() || !allAnswered())
+        return;
+    m_timeout.stop();
+    onTimeout();
 }
 
 void DaytimeSync::take(const DaytimeAnswer &answer)

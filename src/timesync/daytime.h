@@ -40,7 +40,8 @@ struct DaytimeAnswer
 //   (a single answer is easily forged); otherwise it is refused and logged;
 // - a dry run sets nothing and says what it would have set;
 // - a clock the system refuses to set is reported as such, never as success.
-// The start routine ends at once, without asking the remaining servers, when
+// When every server has answered or failed and none could be taken, the
+// run ends at once as a time-out would. The start routine ends at once, without asking the remaining servers, when
 // a socket of the previous run is in error (the object is one window's
 // life; a new window makes a new one).
 class DaytimeSync : public QObject
@@ -69,6 +70,8 @@ public:
     bool isDone() const { return m_done; }
     bool isRunning() const { return m_timeout.isActive(); }
     const QList<DaytimeAnswer> &answers() const { return m_answers; }
+    // Every server answered or failed (answers after the one taken are listed, never taken).
+    bool allAnswered() const;
 
 signals:
     void message(const QString &text);        // "开始校时...", "网络校时已成功! " …
@@ -83,6 +86,7 @@ private:
     {
         QString host;
         quint16 port = kPort;
+        QString name; // as given: "HOST" or "HOST:PORT"
         QTcpSocket *socket = nullptr;
         QByteArray buffer;
         bool errored = false;
@@ -93,6 +97,7 @@ private:
     void evaluate(qsizetype index);
     void take(const DaytimeAnswer &answer);
     void onTimeout();
+    void endWhenAllAnswered();
 
     const Clock &m_clock;
     ClockSetter &m_setter;

@@ -1,0 +1,182 @@
+#include "app/verbs.h"
+
+#include "app/commandline.h"
+#include "backup/filebackup.h"
+#include "core/clock.h"
+#include "core/datadir.h"
+#include "core/zhtext.h"
+#include "platform/clocksetter.h"
+#include "shell/singleinstance.h"
+#include "timesync/daytime.h"
+#include "timesync/timehealth.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTextStream>
+
+#include <cstdio>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+namespace {
+
+void say(const QString &line)
+{
+    std::fprintf(stdout, "%s\n", line.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+void complain(const QString &line)
+{
+    std::fprintf(stderr, "tavplayer: %s\n", line.toUtf8().constData());
+}
+
+QString dataFolder(const CommandLine &command)
+{
+    QString error;
+    const QString dir = DataDir::resolve(command.value(u"data-dir"_s), &error);
+    if (dir.isEmpty())
+        complain(error);
+    return dir;
+}
+
+// Progress on a terminal rewrites one line; into a file or pipe only the end shows.
+FileBackup::Progress terminalProgress()
+{
+    if (!::isatty(STDOUT_FILENO))
+        return {};
+    return [](const QString &text, int) {
+        std::fprintf(stdout, "\r%s\033[K", text.toUtf8().constData());
+        std::fflush(stdout);
+    };
+}
+
+void endProgressLine()
+{
+    if (::isatty(STDOUT_FILENO))
+        std::fprintf(stdout, "\n");
+}
+
+QString signedSeconds(qint64 ms)
+{
+    return (ms >= 0 ? u"+"_s : QString()) + QString::number(ms / 1000.0, 'f', 1);
+}
+
+} // namespace
+
+int syncTimeVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    SystemClock clock;
+    SystemClockSetter setter;
+    DaytimeSync sync(clock, setter);
+    if (command.isSet(u"daytime-server"_s))
+        sync.setServers(command.values(u"daytime-server"_s));
+    sync.setDryRun(command.isSet(u"dry-run"_s));
+    bool taken = false;
+    QObject::connect(&sync, &DaytimeSync::answered, [&taken](const DaytimeAnswer &a) {
+        if (a.healthy && taken)
+            say(u"%1：健康，%2，偏差 %3 秒（已有答复，忽略）"_s.arg(a.server, a.target.toString(u"yyyy-MM-dd hh:mm:ss"_s),
+                                                               signedSeconds(a.offsetMs)));
+        else if (a.healthy)
+            say(u"%1：健康，%2，偏差 %3 秒"_s.arg(a.server, a.target.toString(u"yyyy-MM-dd hh:mm:ss"_s),
+                                                   signedSeconds(a.offsetMs)));
+        else
+            say(u"%1：不采用（%2）"_s.arg(a.server, a.why));
+    });
+    QObject::connect(&sync, &DaytimeSync::finished, [&taken](bool good, bool, const DaytimeAnswer &) {
+        taken = good;
+    });
+    QObject::connect(&sync, &DaytimeSync::message, [](const QString &m) { say(m.trimmed()); });
+    bool ok = false;
+    QEventLoop loop;
+    QObject::connect(&sync, &DaytimeSync::finished, &loop,
+                     [&](bool good, bool set, const DaytimeAnswer &answer) {
+                         ok = good;
+                         if (good && !command.isSet(u"dry-run"_s)) {
+                             TimeHealth health{DataDir(dir)};
+                             health.load();
+                             if (QString error; !health.record(answer, set, clock.now(), &error))
+                                 complain(u"无法写入 %1：%2"_s.arg(DataDir(dir).control(), error));
+                         }
+                         loop.quit();
+                     });
+    if (!sync.start())
+        return 1;
+    loop.exec();
+    // The other servers' answers are still listed, for a moment.
+    QElapsedTimer waited;
+    waited.start();
+    while (ok && !sync.allAnswered() && waited.elapsed() < 1500)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    const ClockSetter::SyncState state = setter.syncState();
+    if (state.known)
+        say(state.automatic ? (state.synchronised ? u"系统自动校时：开启，已同步"_s : u"系统自动校时：开启，尚未同步"_s)
+                            : u"系统自动校时：关闭"_s);
+    return ok ? 0 : 1;
+}
+
+int backupVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    const QString target = QDir(command.value(u"backup"_s)).absolutePath();
+    // A nightly backup names a new folder each night: it is made here.
+    if (!QFileInfo(target).exists() && !QDir().mkpath(target)) {
+        complain(u"无法创建文件夹 %1"_s.arg(target));
+        return 1;
+    }
+    if (const QString refused = FileBackup::check(dir, target); !refused.isEmpty()) {
+        complain(refused);
+        return 1;
+    }
+    const FileBackup::CopyResult r = FileBackup::backup(dir, target, terminalProgress());
+    endProgressLine();
+    for (const QString &failure : r.failed)
+        complain(u"未能复制 "_s + failure);
+    say(u"已备份 %1 个文件到 %2%3"_s.arg(r.copied).arg(target,
+        r.failed.isEmpty() ? QString() : u"，%1 个失败"_s.arg(r.failed.size())));
+    return r.failed.isEmpty() ? 0 : 1;
+}
+
+int restoreVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    if (SingleInstance::isRunning(SingleInstance::serverNameFor(dir))) {
+        complain(u"电台正在使用数据文件夹 %1，请先退出再还原"_s.arg(dir));
+        return 1;
+    }
+    const QString source = QDir(command.value(u"restore"_s)).absolutePath();
+    if (const QString refused = FileBackup::check(source, dir); !refused.isEmpty()) {
+        complain(refused);
+        return 1;
+    }
+    SystemClock clock;
+    const FileBackup::RestoreResult r = FileBackup::restore(source, dir, clock.now(), terminalProgress());
+    endProgressLine();
+    if (!r.notMoved.isEmpty()) {
+        complain(u"无法把原有文件移到 %1，未还原：%2"_s.arg(r.setAside, r.notMoved.join(u"、"_s)));
+        return 1;
+    }
+    for (const QString &failure : r.copy.failed)
+        complain(u"未能复制 "_s + failure);
+    say(u"已从 %1 还原 %2 个文件"_s.arg(source).arg(r.copy.copied));
+    if (!r.setAside.isEmpty())
+        say(u"原有文件已移到 %1；如需撤销：tavplayer --restore \"%1\""_s.arg(r.setAside));
+    return r.copy.failed.isEmpty() ? 0 : 1;
+}
+
+} // namespace tav

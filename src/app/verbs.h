@@ -1,0 +1,13 @@
+#pragma once
+
+namespace tav {
+
+class CommandLine;
+
+// The verbs that do one job on a data folder and exit: each returns the
+// exit status (0 done, 1 the work failed).
+int syncTimeVerb(const CommandLine &command, int &argc, char **argv);
+int backupVerb(const CommandLine &command, int &argc, char **argv);
+int restoreVerb(const CommandLine &command, int &argc, char **argv);
+
+} // namespace tav

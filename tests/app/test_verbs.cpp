@@ -1,0 +1,140 @@
+// The one-job verbs of the real program: --sync-time against Daytime servers
+// on 127.0.0.1, --backup and --restore on temporary folders.
+#include "fakes/fakes.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Result
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+// Runs the program while this thread's event loop keeps serving.
+Result run(const QStringList &args)
+{
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(u"LANG"_s, u"zh_CN.UTF-8"_s);
+    env.remove(u"DISPLAY"_s);
+    p.setProcessEnvironment(env);
+    p.start(QString::fromUtf8(TAVPLAYER_BIN), args);
+    if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
+        p.kill();
+        p.waitForFinished();
+        ADD_FAILURE() << "tavplayer did not finish";
+    }
+    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+            QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
+}
+
+// Answers every connection with one line and hangs up.
+class LineServer : public QObject
+{
+public:
+    explicit LineServer(QByteArray line) : m_line(std::move(line))
+    {
+        m_server.listen(QHostAddress::LocalHost);
+        connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *s = m_server.nextPendingConnection()) {
+                s->write(m_line);
+                s->disconnectFromHost();
+            }
+        });
+    }
+    QString address() const { return u"127.0.0.1:%1"_s.arg(m_server.serverPort()); }
+
+private:
+    QTcpServer m_server;
+    QByteArray m_line;
+};
+
+QByteArray nistNow(char health)
+{
+    const QDateTime utc = QDateTime::currentDateTimeUtc();
+    return "\n61003 " + utc.toString(u"yy-MM-dd hh:mm:ss"_s).toLatin1() + " 00 0 " + QByteArray(1, health)
+           + " 543.2 UTC(NIST) * \n";
+}
+
+} // namespace
+
+TEST(Verbs, SyncTimeListsEachAnswerAndSucceedsOnlyOnAHealthyOne)
+{
+    tav::test::DataFolder data;
+    LineServer healthy(nistNow('0')), sick(nistNow('2'));
+    const Result dry = run({u"--sync-time"_s, u"--dry-run"_s, u"--daytime-server"_s, sick.address(),
+                            u"--daytime-server"_s, healthy.address(), u"--data-dir"_s, data.path()});
+    EXPECT_EQ(dry.exitCode, 0) << dry.err.toStdString();
+    EXPECT_TRUE(dry.out.contains(sick.address() + u"：不采用（健康标志不是0）"_s)) << dry.out.toStdString();
+    EXPECT_TRUE(dry.out.contains(healthy.address() + u"：健康，"_s)) << dry.out.toStdString();
+    EXPECT_TRUE(dry.out.contains(u"试运行：本应把时钟设为 "_s));
+    EXPECT_FALSE(QFile::exists(data.file(u"【CONTROL】.ini"_s))); // a dry run records nothing
+
+    const Result none = run({u"--sync-time"_s, u"--dry-run"_s, u"--daytime-server"_s, sick.address(),
+                             u"--data-dir"_s, data.path()});
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_TRUE(none.out.contains(u"网络校时不成功"_s)) << none.out.toStdString();
+
+    EXPECT_EQ(run({u"--dry-run"_s}).exitCode, 2); // only with --sync-time
+}
+
+TEST(Verbs, BackupToANewFolderAndARestoreThatCanBeUndone)
+{
+    tav::test::DataFolder data, elsewhere;
+    data.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\n"_s);
+    data.write(u"字幕/欢迎.txt"_s.replace(u"/"_s, u"_"_s), u"x"_s);
+    QDir(data.path()).mkpath(u"sub"_s);
+    data.write(u"sub/列表.ini"_s, u"[歌曲]\n"_s);
+    const QString target = elsewhere.file(u"nightly/2026-11-24"_s);
+
+    const Result backup = run({u"--backup"_s, target, u"--data-dir"_s, data.path()});
+    ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
+    EXPECT_TRUE(backup.out.contains(u"已备份 3 个文件到 "_s + target)) << backup.out.toStdString();
+    EXPECT_EQ(tav::test::DataFolder::readAll(target + u"/sub/列表.ini"_s), data.bytes(u"sub/列表.ini"_s));
+
+    EXPECT_EQ(run({u"--backup"_s, data.path(), u"--data-dir"_s, data.path()}).err.trimmed(),
+              u"tavplayer: 来源文件夹和目的文件夹不能相同！");
+
+    // Restoring from an empty folder, then undoing it from the set-aside folder.
+    const QString empty = elsewhere.file(u"empty"_s);
+    QDir().mkpath(empty);
+    const QByteArray song = data.bytes(u"【SONG】.ini"_s);
+    const Result wrong = run({u"--restore"_s, empty, u"--data-dir"_s, data.path()});
+    ASSERT_EQ(wrong.exitCode, 0) << wrong.err.toStdString();
+    EXPECT_FALSE(QFile::exists(data.file(u"【SONG】.ini"_s)));
+    const qsizetype at = wrong.out.indexOf(u"tavplayer --restore \""_s);
+    ASSERT_GE(at, 0) << wrong.out.toStdString();
+    const QString aside = wrong.out.mid(at + 21).section(u'"', 0, 0);
+    const Result undo = run({u"--restore"_s, aside, u"--data-dir"_s, data.path()});
+    EXPECT_EQ(undo.exitCode, 0) << undo.err.toStdString();
+    EXPECT_EQ(data.bytes(u"【SONG】.ini"_s), song);
+}
+
+TEST(Verbs, RestoreIsRefusedWhileAStationRunsOnTheFolder)
+{
+    tav::test::DataFolder data, backup;
+    data.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\n"_s);
+    QProcess station;
+    station.start(QString::fromUtf8(TAVPLAYER_BIN), {u"--headless"_s, u"--data-dir"_s, data.path(),
+                                                      u"--player-option"_s, u"ao=null"_s});
+    ASSERT_TRUE(station.waitForStarted());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station.bytesAvailable() > 0 || station.state() != QProcess::Running; }, 10000));
+    const Result r = run({u"--restore"_s, backup.path(), u"--data-dir"_s, data.path()});
+    station.terminate();
+    station.waitForFinished(5000);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(u"请先退出再还原"_s)) << r.err.toStdString();
+    EXPECT_TRUE(QFile::exists(data.file(u"【SONG】.ini"_s)));
+}
