@@ -2,6 +2,7 @@
 #include "app/verbs.h"
 #include "core/datadir.h"
 #include "core/clock.h"
+#include "platform/clocksetter.h"
 #include "platform/mpvplayer.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
@@ -153,7 +154,9 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     }
     tav::SystemClock clock;
     tav::SystemShutdown shutdown;
+    tav::SystemClockSetter clockSetter; // outlives the station, which uses it
     tav::Station station(dir, player, *prompt, clock, shutdown);
+    station.setClockSetter(&clockSetter);
     player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
     const QString traceFile = command.value(u"trace"_s);
     if (!traceFile.isEmpty() && !station.setTraceFile(traceFile)) {

@@ -17,7 +17,9 @@
 #include "shell/autostart.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
+#include "backup/frmfilebak.h"
 #include "shell/agendapage.h"
+#include "timesync/nettime.h"
 #include "shell/station.h"
 #include "scheduler/taskagenda.h"
 #include "shell/stopwatch.h"
@@ -193,7 +195,10 @@ QWidget *MainForm1::buildTaskPage()
     for (QPushButton *b : {add, modify, remove, play, up, down})
         actions->addWidget(b);
     actions->addStretch();
+    auto *backup = button("cmdBackup", u"备份任务"_s, u"备份软件目录下的所有文件内容到指定的文件夹中"_s);
+    actions->addWidget(backup);
     layout->addLayout(actions);
+    connect(backup, &QPushButton::clicked, this, [this] { fileBackup()->openForBackup(); });
     connect(add, &QPushButton::clicked, this, &MainForm1::newTask);
     connect(modify, &QPushButton::clicked, this, &MainForm1::modifyTask);
     connect(remove, &QPushButton::clicked, this, &MainForm1::deleteTask);
@@ -356,6 +361,21 @@ QWidget *MainForm1::buildSettingsPage()
     return page;
 }
 
+frmFileBak *MainForm1::fileBackup()
+{
+    if (!m_fileBackup)
+        m_fileBackup = new frmFileBak(m_station.dataDir().root(), m_station.prompt(), m_station.clock(), this);
+    return m_fileBackup;
+}
+
+void MainForm1::openNetTime()
+{
+    if (!m_netTime)
+        m_netTime = new netTime(m_station.timeKeeper(), m_station.clock(), this);
+    m_netTime->show();
+    m_netTime->raise();
+}
+
 // The week ahead; a click on a block opens that start's editor.
 QWidget *MainForm1::buildAgendaPage()
 {
@@ -471,6 +491,10 @@ void MainForm1::buildMenus()
     connect(action(tasks, "mnuTaskDown", u"下移任务"_s), &QAction::triggered, this, [this] { moveTask(1); });
     tasks->addSeparator();
     connect(action(tasks, "mnuPlayOne", u"立即播放"_s), &QAction::triggered, this, &MainForm1::playOne);
+    tasks->addSeparator();
+    connect(action(tasks, "mnuBakTasks", u"备份所有任务"_s), &QAction::triggered, this, [this] { fileBackup()->openForBackup(); });
+    connect(action(tasks, "mnuImportTasks", u"导入所有任务"_s), &QAction::triggered, this,
+            [this] { fileBackup()->openForRestore(); });
 
     QMenu *settings = menuBar()->addMenu(u"设置(&S)"_s);
     m_autoRunAction = action(settings, "mnuAutoRun", u"开机自动启动"_s);
@@ -528,6 +552,7 @@ void MainForm1::buildMenus()
     });
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
+    connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)
             m_stopWatch = new StopWatch(this);
@@ -570,6 +595,19 @@ void MainForm1::buildStatusBar()
     bar->addWidget(m_nextTask, 2);
     bar->addWidget(m_remaining, 1);
     bar->addPermanentWidget(m_workHours);
+    // How far the clock can be trusted; a click opens the network time window.
+    m_timeHealth = named(new QPushButton, "lblTimeHealth");
+    m_timeHealth->setFlat(true);
+    m_timeHealth->setToolTip(u"每个定时开播都依赖准确的时钟；单击打开网络校时"_s);
+    connect(m_timeHealth, &QPushButton::clicked, this, &MainForm1::openNetTime);
+    const auto showTimeHealth = [this] {
+        const TimeHealth::Status status = m_station.timeKeeper().status();
+        m_timeHealth->setText(status.text);
+        m_timeHealth->setStyleSheet(status.warning ? u"color: #c00000; font-weight: bold;"_s : QString());
+    };
+    connect(&m_station.timeKeeper(), &TimeKeeper::statusChanged, this, showTimeHealth);
+    showTimeHealth();
+    bar->addPermanentWidget(m_timeHealth);
 }
 
 void MainForm1::buildTray()

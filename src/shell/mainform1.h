@@ -27,6 +27,8 @@ class QTimeEdit;
 namespace tav {
 
 class AgendaPage;
+class frmFileBak;
+class netTime;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
@@ -90,6 +92,8 @@ private:
     QWidget *buildSettingsPage();
     QWidget *buildStopPage();
     QWidget *buildAgendaPage();
+    frmFileBak *fileBackup(); // made on first use, lives as long as the window
+    void openNetTime();
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -112,6 +116,9 @@ private:
 
     QTabWidget *m_tabs = nullptr;
     AgendaPage *m_agenda = nullptr;
+    frmFileBak *m_fileBackup = nullptr;
+    netTime *m_netTime = nullptr;
+    QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
     QLabel *m_playingName = nullptr;

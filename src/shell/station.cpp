@@ -15,8 +15,12 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_playback(m_player, m_settings, m_log, m_clock),
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
-      m_ticker(m_clock), m_weekAhead(m_clock)
+      m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log)
 {
+    connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
+        if (s == Switch::NetTime)
+            m_timeKeeper.setAutomatic(on);
+    });
     m_weekAhead.addStationLanes(m_settings, m_store, m_stopDates);
     connect(&m_weekAhead, &WeekAhead::changed, this, &Station::checkWeekAhead);
     m_weekCheck.setInterval(3600 * 1000); // missing files are files outside the data folder too
@@ -33,6 +37,13 @@ void Station::printToConsole()
     connect(&m_scheduler, &Scheduler::statusChanged, this, &Station::print);
     connect(&m_ticker, &SecondTicker::second, this, &Station::printNextTask);
     connect(this, &Station::startDelayed, this, &Station::print);
+    connect(&m_timeKeeper, &TimeKeeper::statusChanged, this, [this] {
+        const TimeHealth::Status status = m_timeKeeper.status();
+        const QString warning = status.warning ? status.text : QString();
+        if (warning != m_timeWarning && !warning.isEmpty())
+            print(warning);
+        m_timeWarning = warning;
+    });
 }
 
 bool Station::setTraceFile(const QString &path)
@@ -56,6 +67,7 @@ void Station::start()
         m_scheduler.delayStart(delay);
     }
     m_ticker.start();
+    m_timeKeeper.start(m_settings.isOn(Switch::NetTime));
     m_weekAhead.watch(m_dir);
     m_weekCheck.start();
     emit m_weekAhead.changed(); // the data is loaded now

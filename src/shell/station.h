@@ -12,6 +12,7 @@
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
 #include "shell/weekahead.h"
+#include "timesync/timekeeper.h"
 
 #include <QFile>
 #include <QObject>
@@ -55,6 +56,9 @@ public:
     Scheduler &scheduler() { return m_scheduler; }
     SecondTicker &ticker() { return m_ticker; }
     WeekAhead &weekAhead() { return m_weekAhead; }
+    TimeKeeper &timeKeeper() { return m_timeKeeper; }
+    // The real clock setter (none in tests: nothing is synchronised).
+    void setClockSetter(ClockSetter *setter) { m_timeKeeper.setClockSetter(setter); }
 
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
@@ -79,6 +83,8 @@ private:
     Scheduler m_scheduler;
     SecondTicker m_ticker;
     WeekAhead m_weekAhead;
+    TimeKeeper m_timeKeeper;
+    QString m_timeWarning; // last clock warning printed
     QTimer m_weekCheck;
     QFile m_trace;
     QString m_nextTask; // last "将播:" line printed

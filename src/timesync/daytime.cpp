@@ -3,7 +3,11 @@
 #include "core/clock.h"
 #include "platform/clocksetter.h"
 
+#include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QThread>
+
+#include <memory>
 #include <QTcpSocket>
 
 using namespace Qt::StringLiterals;
@@ -204,17 +208,33 @@ void DaytimeSync::take(const DaytimeAnswer &answer)
     }
     m_done = true;
     m_timeout.stop();
-    bool set = false;
     if (m_dryRun) {
         emit message(u"试运行：本应把时钟设为 "_s + answer.target.toString(u"yyyy-MM-dd hh:mm:ss"_s));
-    } else if (QString error; m_setter.setTime(answer.target, &error)) {
-        set = true;
-        emit message(u"网络校时已成功! \n"_s);
-    } else {
-        emit message(u"无法设置系统时间："_s + error);
+        emit finished(true, false, answer);
+        m_finish.start();
+        return;
     }
-    emit finished(true, set, answer);
-    m_finish.start();
+    // The system may ask the administrator first: the clock is set off this
+    // thread, and to the answer plus the time that passed since it came.
+    struct Outcome
+    {
+        bool set = false;
+        QString error;
+    };
+    auto outcome = std::make_shared<Outcome>();
+    QElapsedTimer since;
+    since.start();
+    ClockSetter *setter = &m_setter;
+    QThread *worker = QThread::create([setter, outcome, since, target = answer.target] {
+        outcome->set = setter->setTime(target.addMSecs(since.elapsed()), &outcome->error);
+    });
+    connect(worker, &QThread::finished, this, [this, worker, outcome, answer] {
+        worker->deleteLater();
+        emit message(outcome->set ? u"网络校时已成功! \n"_s : u"无法设置系统时间："_s + outcome->error);
+        emit finished(true, outcome->set, answer);
+        m_finish.start();
+    });
+    worker->start();
 }
 
 void DaytimeSync::onTimeout()
