@@ -81,7 +81,15 @@ frmFileBak::frmFileBak(const QString &dataDir, Prompt &prompt, const Clock &cloc
     const FileBackup::Folders folders = FileBackup::openSet(settingsFile());
     m_source->setText(folders.source.isEmpty() ? m_dataDir : folders.source);
     m_destination->setText(folders.destination);
-    m_buttons[2]->setEnabled(!m_source->text().isEmpty() && !m_destination->text().isEmpty());
+    updateCompareButton();
+    // A folder typed in counts as one chosen.
+    connect(m_source, &QLineEdit::textChanged, this, &frmFileBak::updateCompareButton);
+    connect(m_destination, &QLineEdit::textChanged, this, &frmFileBak::updateCompareButton);
+}
+
+void frmFileBak::updateCompareButton()
+{
+    m_buttons[2]->setEnabled(!m_busy && !m_source->text().isEmpty() && !m_destination->text().isEmpty());
 }
 
 QString frmFileBak::settingsFile() const
@@ -131,7 +139,6 @@ void frmFileBak::saveFolders()
     QString error;
     if (!FileBackup::saveSet(settingsFile(), {m_source->text(), m_destination->text()}, &error))
         m_status->setText(u"无法保存文件夹设置："_s + error);
-    m_buttons[2]->setEnabled(!m_source->text().isEmpty() && !m_destination->text().isEmpty());
 }
 
 bool frmFileBak::checkFolders(const QString &source, const QString &destination)
@@ -146,8 +153,9 @@ bool frmFileBak::checkFolders(const QString &source, const QString &destination)
 void frmFileBak::setBusy(bool busy)
 {
     m_busy = busy;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 2; ++i)
         m_buttons[i]->setEnabled(!busy);
+    updateCompareButton();
     m_buttons[3]->setEnabled(!busy && m_backupDirection);
     m_buttons[4]->setEnabled(!busy && !m_backupDirection);
 }

@@ -51,6 +51,7 @@ signals:
 private:
     QString settingsFile() const;
     void saveFolders();
+    void updateCompareButton(); // enabled when both folders are given and nothing runs
     bool checkFolders(const QString &source, const QString &destination);
     void setBusy(bool busy);
     void progress(const QString &text);

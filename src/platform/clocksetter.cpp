@@ -63,6 +63,7 @@ ClockSetter::SyncState SystemClockSetter::syncState() const
     if (!hasTimeService())
         return state;
     QDBusInterface timedate(kService, kPath, kService, QDBusConnection::systemBus());
+    timedate.setTimeout(3000); // a status question: never worth a long wait
     const QVariant ntp = timedate.property("NTP");
     const QVariant synced = timedate.property("NTPSynchronized");
     if (!ntp.isValid())

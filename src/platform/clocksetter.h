@@ -22,6 +22,7 @@ public:
     // with the reason when the system refuses (no right, or its automatic
     // synchronisation is on).
     virtual bool setTime(const QDateTime &when, QString *error) = 0;
+    // May wait on the system (a few seconds at most); called off the clockwork's thread.
     virtual SyncState syncState() const = 0;
 };
 

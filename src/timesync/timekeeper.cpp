@@ -20,6 +20,19 @@ TimeKeeper::TimeKeeper(const Clock &clock, const DataDir &dir, MessageLog &log, 
     connect(&m_hourly, &QTimer::timeout, this, &TimeKeeper::recheck);
 }
 
+TimeKeeper::~TimeKeeper()
+{
+    if (m_stateWorker)
+        m_stateWorker->wait();
+}
+
+void TimeKeeper::setClockSetter(ClockSetter *setter)
+{
+    if (m_stateWorker)
+        m_stateWorker->wait(); // it may be asking the old one
+    m_setter = setter;
+}
+
 void TimeKeeper::start(bool automatic)
 {
     m_automatic = automatic;
@@ -50,7 +63,11 @@ DaytimeSync *TimeKeeper::syncNow()
         }
         DaytimeSync *run = m_run;
         m_run = nullptr;
-        run->deleteLater();
+        // After a success the run still tells its window when to close.
+        if (ok)
+            connect(run, &DaytimeSync::closeRequested, run, &QObject::deleteLater);
+        else
+            run->deleteLater();
         emit statusChanged();
     });
     m_run->start();
@@ -79,17 +96,18 @@ void TimeKeeper::recheck()
 // The system's time service is asked on a worker: the bus may be slow.
 void TimeKeeper::refreshSystemState()
 {
-    if (!m_setter)
+    if (!m_setter || m_stateWorker)
         return;
     auto state = std::make_shared<ClockSetter::SyncState>();
     ClockSetter *setter = m_setter;
-    QThread *worker = QThread::create([setter, state] { *state = setter->syncState(); });
-    connect(worker, &QThread::finished, this, [this, worker, state] {
-        worker->deleteLater();
+    m_stateWorker = QThread::create([setter, state] { *state = setter->syncState(); });
+    connect(m_stateWorker, &QThread::finished, this, [this, state] {
+        m_stateWorker->deleteLater();
+        m_stateWorker = nullptr;
         m_systemState = *state;
         emit statusChanged();
     });
-    worker->start();
+    m_stateWorker->start();
 }
 
 } // namespace tav

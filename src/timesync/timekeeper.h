@@ -8,6 +8,8 @@
 #include <QPointer>
 #include <QTimer>
 
+class QThread;
+
 namespace tav {
 
 class Clock;
@@ -27,9 +29,12 @@ public:
     static constexpr int kRecheckMs = 3600 * 1000;
 
     TimeKeeper(const Clock &clock, const DataDir &dir, MessageLog &log, QObject *parent = nullptr);
+    // Waits for a question to the system's time service that is still out
+    // (it is bounded by the setter's own time-out).
+    ~TimeKeeper() override;
 
     // Without a setter nothing is synchronised (tests, tools).
-    void setClockSetter(ClockSetter *setter) { m_setter = setter; }
+    void setClockSetter(ClockSetter *setter);
     void setServers(const QStringList &servers) { m_servers = servers; }
 
     // Loads the last check; synchronises now when `automatic` (the switch).
@@ -43,11 +48,14 @@ public:
     const TimeHealth &health() const { return m_health; }
     ClockSetter::SyncState systemState() const { return m_systemState; }
 
+    // What the hourly timer does: asks the system again, and synchronises
+    // when automatic and the last check is more than a day old.
+    void recheck();
+
 signals:
     void statusChanged();
 
 private:
-    void recheck();
     void refreshSystemState();
 
     const Clock &m_clock;
@@ -57,6 +65,7 @@ private:
     ClockSetter::SyncState m_systemState;
     QStringList m_servers;
     QPointer<DaytimeSync> m_run;
+    QThread *m_stateWorker = nullptr; // asking the system's time service
     QTimer m_hourly;
     bool m_automatic = false;
 };

@@ -13,6 +13,14 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <ostream>
+
+// Failures show Qt strings as text, not as their bytes.
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
 namespace tav::test {
 
 class FakeClock final : public Clock

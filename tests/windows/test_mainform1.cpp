@@ -11,6 +11,8 @@
 #include "shell/messageboxprompt.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
+#include "timesync/localdaytime.h"
+#include "timesync/timekeeper.h"
 
 #include <QAction>
 #include <QHeaderView>
@@ -51,6 +53,7 @@ protected:
     tav::test::FakePlayer player;
     tav::test::ScriptedPrompt prompt;
     tav::test::FakeShutdown shutdown;
+    tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
     tav::test::DataFolder autostartDir;
     tav::AutoStart autoStart{autostartDir.path()};
     std::unique_ptr<tav::Station> station;
@@ -688,4 +691,60 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     ASSERT_NE(editor, nullptr);
     EXPECT_TRUE(editor->isVisible());
     EXPECT_EQ(editor->findChild<QLineEdit *>(u"TxtTaskName"_s)->text(), u"早操");
+}
+
+TEST_F(MainWindowTest, BackupMenusOpenOneDirectionAndTheClockStatusOpensNetworkTime)
+{
+    start();
+    auto *health = get<QPushButton>("lblTimeHealth");
+    EXPECT_EQ(health->text(), u"时钟：从未校时"_s);
+    EXPECT_TRUE(health->styleSheet().contains(u"color"_s));
+
+    const auto backupWindow = [this] { return window->findChild<QWidget *>(u"frmFileBak"_s); };
+    get<QAction>("mnuBakTasks")->trigger();
+    ASSERT_NE(backupWindow(), nullptr);
+    EXPECT_TRUE(backupWindow()->isVisible());
+    EXPECT_TRUE(get<QPushButton>("Command4")->isEnabled());
+    EXPECT_FALSE(get<QPushButton>("Command5")->isEnabled());
+    get<QAction>("mnuImportTasks")->trigger();
+    EXPECT_FALSE(get<QPushButton>("Command4")->isEnabled());
+    EXPECT_TRUE(get<QPushButton>("Command5")->isEnabled());
+    click("cmdBackup");
+    EXPECT_TRUE(get<QPushButton>("Command4")->isEnabled());
+    EXPECT_FALSE(get<QPushButton>("Command5")->isEnabled());
+    EXPECT_EQ(window->findChildren<QWidget *>(u"frmFileBak"_s).size(), 1); // one window, reopened
+
+    // No clock setter in this station: the window says so rather than pretending.
+    click("lblTimeHealth");
+    auto *net = window->findChild<QWidget *>(u"netTime"_s);
+    ASSERT_NE(net, nullptr);
+    EXPECT_TRUE(net->isVisible());
+    EXPECT_EQ(get<QLabel>("labMsg")->text(), u"本机不能设置时钟，无法校时"_s);
+    net->close();
+    get<QAction>("mnuNetTime")->trigger();
+    EXPECT_TRUE(net->isVisible());
+}
+
+TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
+{
+    start();
+    tav::test::LocalDaytime server{{tav::test::nist("26-11-23 02:00:07")}}; // 10:00:07 China time
+    station->setClockSetter(&setter);
+    station->timeKeeper().setServers({server.address()});
+    station->timeKeeper().recheck();
+    EXPECT_EQ(station->timeKeeper().current(), nullptr); // the switch is off
+
+    click("chkNetTime");
+    station->timeKeeper().recheck(); // never checked: due at once
+    ASSERT_TRUE(QTest::qWaitFor([&] { return setter.set.size() == 1; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->timeKeeper().current() == nullptr; }, 5000));
+    auto *health = get<QPushButton>("lblTimeHealth");
+    EXPECT_TRUE(health->text().endsWith(u"已校时"_s)) << health->text().toStdString();
+    EXPECT_TRUE(health->styleSheet().isEmpty());
+    EXPECT_TRUE(station->log().text().contains(u"网络校时已成功"_s));
+
+    click("chkNetTime"); // off again: a day later nothing is asked
+    clock.advance(25 * 3600);
+    station->timeKeeper().recheck();
+    EXPECT_EQ(station->timeKeeper().current(), nullptr);
 }
