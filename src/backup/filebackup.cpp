@@ -11,6 +11,9 @@
 #include <QTemporaryFile>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -185,14 +188,19 @@ FileBackup::CopyResult FileBackup::copyFiles(const QStringList &relativePaths, c
 {
     CopyResult result;
     const QDir source(clean(from)), target(clean(to));
+    QSet<QString> made; // folders known to exist
+    QByteArray buffer(256 * 1024, Qt::Uninitialized);
     for (qsizetype i = 0; i < relativePaths.size(); ++i) {
         const QString &rel = relativePaths[i];
         const QString out = target.filePath(rel);
+        const QString folder = QFileInfo(out).path();
         QString why;
-        if (!QDir().mkpath(QFileInfo(out).path())) {
+        if (!made.contains(folder) && !QDir().mkpath(folder)) {
             why = u"无法创建文件夹"_s;
         } else {
-            // Beside the target, then renamed over it: never half a file.
+            made.insert(folder);
+            // Beside the target, then renamed over it: never half a file,
+            // and the old file stays whole until the new one is.
             QFile in(source.filePath(rel));
             QTemporaryFile tmp(out + u".tmp-XXXXXX"_s);
             if (!in.open(QIODevice::ReadOnly)) {
@@ -200,22 +208,37 @@ FileBackup::CopyResult FileBackup::copyFiles(const QStringList &relativePaths, c
             } else if (!tmp.open()) {
                 why = tmp.errorString();
             } else {
-                while (why.isEmpty() && !in.atEnd()) {
-                    const QByteArray chunk = in.read(1 << 20);
-                    if (chunk.isEmpty() && in.error() != QFile::NoError)
+                for (;;) {
+                    const qint64 got = in.read(buffer.data(), buffer.size());
+                    if (got < 0) {
                         why = in.errorString();
-                    else if (tmp.write(chunk) != chunk.size())
+                        break;
+                    }
+                    if (got == 0)
+                        break;
+                    if (tmp.write(buffer.constData(), got) != got) {
                         why = tmp.errorString();
+                        break;
+                    }
                 }
                 if (why.isEmpty() && !tmp.flush())
                     why = tmp.errorString();
                 if (why.isEmpty()) {
                     tmp.setPermissions(in.permissions());
-                    QFile::remove(out);
-                    if (tmp.rename(out))
+                    if (!QFileInfo::exists(out) && tmp.rename(out)) {
                         tmp.setAutoRemove(false);
-                    else
-                        why = tmp.errorString();
+                    } else {
+                        // The target exists: a named temporary file and an
+                        // atomic rename over it.
+                        const QString named = tmp.fileName();
+                        tmp.setAutoRemove(false);
+                        tmp.close();
+                        if (::rename(QFile::encodeName(named).constData(), QFile::encodeName(out).constData())
+                            != 0) {
+                            why = QString::fromLocal8Bit(std::strerror(errno));
+                            QFile::remove(named);
+                        }
+                    }
                 }
             }
         }

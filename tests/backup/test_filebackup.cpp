@@ -107,6 +107,12 @@ TEST(FileBackupTest, BackupCopiesDataFilesWithTheirFoldersAndComparesByRelativeP
     EXPECT_TRUE(progress.contains(u"搜索来源文件夹..."_s));
     EXPECT_EQ(progress.last(), u"完成：100%...");
     EXPECT_TRUE(QDir(target.path()).entryList({u"*.tmp-*"_s}, QDir::Files | QDir::Hidden).isEmpty());
+
+    // The next night's backup replaces what changed, whole.
+    put(station.file(u"字幕/欢迎.txt"_s), "欢迎光临，新的一天");
+    EXPECT_EQ(FileBackup::backup(station.path(), target.path()).copied, 5);
+    EXPECT_EQ(bytesOf(target.filePath(u"字幕/欢迎.txt"_s)), "欢迎光临，新的一天");
+    EXPECT_TRUE(QDir(target.filePath(u"字幕"_s)).entryList({u"*.tmp-*"_s}, QDir::Files | QDir::Hidden).isEmpty());
 }
 
 TEST(FileBackupTest, UnreadableFileIsReportedTheRestCopiedTheSourceUntouched)
