@@ -4,6 +4,8 @@
 #include "core/clock.h"
 #include "platform/clocksetter.h"
 #include "platform/mpvplayer.h"
+#include "platform/speech.h"
+#include "core/zhtext.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
 #include "playback/frmplay.h"
@@ -17,6 +19,7 @@
 
 #include <QApplication>
 #include <QFileInfo>
+#include <QTimer>
 #include <QIcon>
 #include <QSocketNotifier>
 #include <QTextStream>
@@ -152,11 +155,37 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         fail(player.errorString());
         return 1;
     }
+    // The broadcast's tone and music, and the voice: players of their own,
+    // sound only. A PCM file given for the main player gets one per role
+    // beside it ("F-broadcast", "F-voice").
+    const auto roleOptions = [&command](const QString &role) {
+        QStringList options{u"vid=no"_s};
+        for (QString option : command.values(u"player-option"_s)) {
+            if (option.trimmed().startsWith(u"ao-pcm-file="_s))
+                option = option.trimmed() + u'-' + role;
+            options.append(option);
+        }
+        return options;
+    };
+    tav::MpvPlayer broadcastPlayer(roleOptions(u"broadcast"_s));
+    tav::MpvPlayer voicePlayer(roleOptions(u"voice"_s));
+    tav::EspeakSynth synth;
     tav::SystemClock clock;
     tav::SystemShutdown shutdown;
     tav::SystemClockSetter clockSetter; // outlives the station, which uses it
     tav::Station station(dir, player, *prompt, clock, shutdown);
     station.setClockSetter(&clockSetter);
+    if (broadcastPlayer.isValid() && voicePlayer.isValid() && synth.isAvailable())
+        station.setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+    else {
+        const QString why = !synth.isAvailable()          ? u"语音引擎 espeak-ng 无法初始化"_s
+                            : !broadcastPlayer.isValid() ? broadcastPlayer.errorString()
+                                                         : voicePlayer.errorString();
+        // Into the log once it is loaded.
+        QTimer::singleShot(0, &station, [&station, &clock, why] {
+            station.log().append(tav::zh::stampedLine(clock.now(), u"语音播报不可用："_s + why));
+        });
+    }
     player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
     const QString traceFile = command.value(u"trace"_s);
     if (!traceFile.isEmpty() && !station.setTraceFile(traceFile)) {

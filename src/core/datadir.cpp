@@ -48,5 +48,7 @@ QString DataDir::control() const { return file(u"【CONTROL】.ini"_s); }
 QString DataDir::timerSet() const { return file(u"【TIMERSET】.ini"_s); }
 QString DataDir::stopDates() const { return file(u"【DATE】.ini"_s); }
 QString DataDir::playLog() const { return file(u"【PLAYLOG】.txt"_s); }
+QString DataDir::tts() const { return file(u"【TTS】.ini"_s); }
+QString DataDir::tone() const { return file(u"TONE.wav"_s); }
 
 } // namespace tav

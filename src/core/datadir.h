@@ -31,6 +31,8 @@ public:
     QString timerSet() const;
     QString stopDates() const;
     QString playLog() const;
+    QString tts() const;  // the voice broadcasts
+    QString tone() const; // the prompt tone played before a broadcast
 
 private:
     QString m_root;

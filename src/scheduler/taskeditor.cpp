@@ -1,6 +1,7 @@
 #include "scheduler/taskeditor.h"
 
 #include "core/ini.h"
+#include "core/tasknames.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
 #include "platform/prompt.h"
@@ -20,18 +21,6 @@ const QString kWeekdayChars = u"一二三四五六日"_s;
 const QString kEveryDay = u"每天"_s;
 const QString kWeekly = u"每周"_s;
 const QString kOneDate = u"指定"_s;
-
-// Every section "<prefix><number>" of a file, in file order.
-QStringList numberedSections(const IniDocument &doc, const QString &prefix)
-{
-    const QRegularExpression pattern(u"^"_s + QRegularExpression::escape(prefix) + u"\\d+$"_s,
-                                     QRegularExpression::CaseInsensitiveOption);
-    QStringList sections;
-    for (const QString &name : doc.sectionNames())
-        if (pattern.match(name).hasMatch())
-            sections.append(name);
-    return sections;
-}
 
 } // namespace
 
@@ -197,19 +186,7 @@ bool TaskEditor::check(TaskDraft &draft) const
 
 bool TaskEditor::chkSameNameSong(const QString &name, const QString &previousName) const
 {
-    const QString typed = name.trimmed().toLower();
-    const QString own = previousName.trimmed().toLower();
-    const auto song = IniFile(m_dir.song()).read();
-    for (const QString &section : numberedSections(*song, u"FileInfo"_s)) {
-        const QString existing = song->value(section, u"Name"_s).toLower();
-        if (existing == typed && existing != own)
-            return false;
-    }
-    const auto tts = IniFile(m_dir.file(u"【TTS】.ini"_s)).read();
-    for (const QString &section : numberedSections(*tts, u"TTS"_s))
-        if (tts->value(section, u"TTS_Name"_s).toLower() == typed)
-            return false;
-    return true;
+    return !TaskNames::isTaken(m_dir, name, previousName);
 }
 
 int TaskEditor::newTaskNumber() const

@@ -15,11 +15,14 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_playback(m_player, m_settings, m_log, m_clock),
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
-      m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log)
+      m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log),
+      m_broadcasts(m_dir)
 {
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
         if (s == Switch::NetTime)
             m_timeKeeper.setAutomatic(on);
+        if (s == Switch::Broadcast && m_broadcastScheduler)
+            m_broadcastScheduler->setEnabled(on);
     });
     m_weekAhead.addStationLanes(m_settings, m_store, m_stopDates);
     connect(&m_weekAhead, &WeekAhead::changed, this, &Station::checkWeekAhead);
@@ -29,6 +32,24 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
+}
+
+void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voicePlayer, SpeechSynth &synth)
+{
+    m_voices = std::make_unique<VoiceCatalog>(&synth);
+    m_voice = std::make_unique<Voice>(synth, voicePlayer);
+    m_broadcaster = std::make_unique<Broadcaster>(m_clock, m_dir, *m_voice, broadcastPlayer, m_playback, m_log,
+                                                  *m_voices);
+    m_broadcastScheduler = std::make_unique<BroadcastScheduler>(m_clock, m_broadcasts, *m_broadcaster, m_log);
+    m_broadcastScheduler->setStopDay(
+        [this](QDate date) { return m_stopDates.stopReason(date, m_settings) != StopDates::Stop::No; });
+    // After the media tasks' work of the same second, never waiting for it.
+    connect(&m_ticker, &SecondTicker::second, m_broadcastScheduler.get(), &BroadcastScheduler::tick);
+    // Any change of the data files (broadcasts, stop dates) rebuilds the day.
+    connect(&m_weekAhead, &WeekAhead::changed, m_broadcastScheduler.get(), &BroadcastScheduler::rebuild);
+    connect(m_broadcaster.get(), &Broadcaster::started, this, [this](const QString &name) {
+        trace(u"broadcast"_s, name);
+    });
 }
 
 void Station::printToConsole()
@@ -66,6 +87,8 @@ void Station::start()
         emit startDelayed(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
         m_scheduler.delayStart(delay);
     }
+    if (m_broadcastScheduler)
+        m_broadcastScheduler->setEnabled(m_settings.isOn(Switch::Broadcast));
     m_ticker.start();
     m_timeKeeper.start(m_settings.isOn(Switch::NetTime));
     m_weekAhead.watch(m_dir);

@@ -5,6 +5,11 @@
 #include "core/messagelog.h"
 #include "core/secondticker.h"
 #include "core/settings.h"
+#include "broadcast/broadcaster.h"
+#include "broadcast/broadcastscheduler.h"
+#include "broadcast/broadcaststore.h"
+#include "broadcast/voice.h"
+#include "broadcast/voices.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
 #include "playback/playbackcontroller.h"
@@ -17,6 +22,8 @@
 #include <QFile>
 #include <QObject>
 #include <QTimer>
+
+#include <memory>
 
 namespace tav {
 
@@ -60,6 +67,17 @@ public:
     // The real clock setter (none in tests: nothing is synchronised).
     void setClockSetter(ClockSetter *setter) { m_timeKeeper.setClockSetter(setter); }
 
+    // Voice broadcasts need their own player (prompt tone and background
+    // music), the voice's player and the speech engine; a station without
+    // them has no broadcasts. Call before start().
+    void setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voicePlayer, SpeechSynth &synth);
+    BroadcastStore &broadcasts() { return m_broadcasts; }
+    // Null without broadcast devices.
+    Broadcaster *broadcaster() { return m_broadcaster.get(); }
+    BroadcastScheduler *broadcastScheduler() { return m_broadcastScheduler.get(); }
+    Voice *voice() { return m_voice.get(); }
+    const VoiceCatalog *voices() const { return m_voices.get(); }
+
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
     void startDelayed(const QString &text);
@@ -84,6 +102,11 @@ private:
     SecondTicker m_ticker;
     WeekAhead m_weekAhead;
     TimeKeeper m_timeKeeper;
+    BroadcastStore m_broadcasts;
+    std::unique_ptr<VoiceCatalog> m_voices;
+    std::unique_ptr<Voice> m_voice;
+    std::unique_ptr<Broadcaster> m_broadcaster;
+    std::unique_ptr<BroadcastScheduler> m_broadcastScheduler;
     QString m_timeWarning; // last clock warning printed
     QTimer m_weekCheck;
     QFile m_trace;

@@ -1,0 +1,193 @@
+#include "broadcast/broadcaster.h"
+
+#include "broadcast/traditional.h"
+#include "broadcast/zhreading.h"
+#include "core/clock.h"
+#include "core/datadir.h"
+#include "core/messagelog.h"
+#include "core/zhtext.h"
+#include "platform/mediaplayer.h"
+#include "playback/playbackcontroller.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+Broadcaster::Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, MediaPlayer &broadcastPlayer,
+                         PlaybackController &media, MessageLog &messages, const VoiceCatalog &voices, QObject *parent)
+    : QObject(parent), m_clock(clock), m_dir(dir), m_voice(voice), m_player(broadcastPlayer), m_media(media),
+      m_log(messages), m_voices(voices)
+{
+    m_ramp.setInterval(kRampStepMs);
+    connect(&m_ramp, &QTimer::timeout, this, &Broadcaster::rampStep);
+    m_toneLimit.setSingleShot(true);
+    m_toneLimit.setInterval(kToneLimitMs);
+    connect(&m_toneLimit, &QTimer::timeout, this, [this] {
+        if (m_phase != Phase::Tone)
+            return;
+        log(u"提示音未能结束，已跳过"_s);
+        m_player.stop();
+        afterTone();
+    });
+    connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State state) {
+        if (m_phase == Phase::Tone && state == MediaPlayer::State::Stopped)
+            afterTone();
+    });
+    connect(&m_player, &MediaPlayer::errorOccurred, this, [this](const QString &url) {
+        if (m_phase == Phase::Tone) {
+            log(u"提示音无法播放："_s + url);
+            afterTone();
+        } else if (m_phase == Phase::Speaking) {
+            log(u"背景音乐无法播放："_s + url);
+        }
+    });
+    connect(&m_voice, &Voice::endStream, this, &Broadcaster::onVoiceEnd);
+    connect(&m_voice, &Voice::failed, this, [this](const QString &error) { log(error); });
+    // A media task that sets its volume during a broadcast: that is the
+    // volume to come back to, and the music stays down while it speaks.
+    connect(&m_media, &PlaybackController::volumeChanged, this, [this] {
+        if (m_settingVolume || (m_phase == Phase::Idle && !m_ramp.isActive()))
+            return;
+        m_saved = m_media.playerVolume();
+        if (m_phase != Phase::Idle)
+            setMediaVolume(qBound(0, m_request.musicVolume, 100));
+        else
+            m_ramp.stop(); // the new volume stands
+    });
+}
+
+bool Broadcaster::speak(const BroadcastRequest &request, QString *error)
+{
+    if (request.text.isEmpty()) {
+        if (error)
+            *error = u"朗读内容不能为空"_s;
+        return false;
+    }
+    if (m_phase != Phase::Idle)
+        stop();
+    m_request = request;
+    m_request.frequency = qBound(1, request.frequency, 10);
+    bool known = true;
+    m_choice = m_voices.resolve(request.speaker, &known);
+    if (!known)
+        log(u"找不到语音“%1”，改用 %2"_s.arg(request.speaker, m_choice.name));
+    m_readings = 0;
+    duck();
+    emit started(m_request.name);
+    startReading();
+    return true;
+}
+
+void Broadcaster::duck()
+{
+    if (!m_ramp.isActive())
+        m_saved = m_media.playerVolume();
+    m_ramp.stop();
+    setMediaVolume(qBound(0, m_request.musicVolume, 100));
+}
+
+void Broadcaster::startReading()
+{
+    ++m_readings;
+    QString text = m_request.text;
+    if (m_choice.traditional)
+        text = toTraditional(text);
+    m_spoken = zhreading::expandPlaceholders(text, m_clock.now());
+    emit readingStarted(m_spoken);
+    if (m_request.tone && QFileInfo::exists(m_dir.tone())) {
+        m_phase = Phase::Tone;
+        m_player.setVolume(qBound(0, m_request.voiceVolume, 100));
+        m_player.open(m_dir.tone());
+        m_toneLimit.start();
+        return;
+    }
+    afterTone();
+}
+
+void Broadcaster::afterTone()
+{
+    m_toneLimit.stop();
+    m_phase = Phase::Speaking;
+    const QString music = m_request.music.trimmed();
+    if (!music.isEmpty()) {
+        if (QFileInfo::exists(music) || music.contains(u"://"_s)) {
+            m_player.setVolume(qBound(0, m_request.musicVolume, 100));
+            m_player.open(music);
+        } else {
+            emit notice(u"路径错误："_s + music);
+            log(u"路径错误："_s + music);
+        }
+    }
+    m_voice.setVoiceId(m_choice.synthId);
+    m_voice.setRate(m_request.rate);
+    m_voice.setVolume(m_request.voiceVolume);
+    const QString tail = m_spoken.right(20).toLower();
+    if (tail.contains(u".wav"_s)) {
+        QString path = m_spoken;
+        path.remove(u'\r').remove(u'\n');
+        m_voice.speak(path, {.isFilename = true, .purge = false});
+    } else {
+        const zhreading::Reading reading = zhreading::forVoice(m_spoken);
+        m_voice.speak(reading.text, {.isFilename = false, .purge = false}, reading.source);
+    }
+}
+
+void Broadcaster::onVoiceEnd()
+{
+    if (m_phase != Phase::Speaking || m_voice.isSpeaking())
+        return;
+    if (m_readings < m_request.frequency) {
+        startReading();
+        return;
+    }
+    finish();
+}
+
+void Broadcaster::finish()
+{
+    m_phase = Phase::Idle;
+    m_player.stop();
+    const QString name = m_request.name;
+    m_ramp.start();
+    emit finished(name);
+}
+
+void Broadcaster::stop()
+{
+    if (m_phase == Phase::Idle)
+        return;
+    m_toneLimit.stop();
+    m_phase = Phase::Idle; // before the voice's end arrives
+    m_voice.stop();
+    m_player.stop();
+    m_ramp.start();
+    emit finished(m_request.name);
+}
+
+void Broadcaster::rampStep()
+{
+    const int now = m_media.playerVolume();
+    if (now == m_saved) {
+        m_ramp.stop();
+        setMediaVolume(m_saved);
+        emit restored();
+        return;
+    }
+    setMediaVolume(now < m_saved ? now + 1 : now - 1);
+}
+
+void Broadcaster::setMediaVolume(int volume)
+{
+    m_settingVolume = true;
+    m_media.setPlayerVolume(volume);
+    m_settingVolume = false;
+}
+
+void Broadcaster::log(const QString &text)
+{
+    m_log.append(zh::stampedLine(m_clock.now(), text));
+}
+
+} // namespace tav

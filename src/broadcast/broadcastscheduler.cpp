@@ -1,0 +1,234 @@
+#include "broadcast/broadcastscheduler.h"
+
+#include "core/clock.h"
+#include "core/messagelog.h"
+#include "core/zhtext.h"
+
+#include <QHash>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+QString WaitRow::statusText(Status status)
+{
+    switch (status) {
+    case Status::Waiting: return u"待播"_s;
+    case Status::Spoken: return u"已播"_s;
+    case Status::Overdue: return u"超时"_s;
+    case Status::Delayed: return u"延播"_s;
+    }
+    return {};
+}
+
+BroadcastScheduler::BroadcastScheduler(const Clock &clock, BroadcastStore &store, Broadcaster &broadcaster,
+                                       MessageLog &messages, QObject *parent)
+    : QObject(parent), m_clock(clock), m_store(store), m_broadcaster(broadcaster), m_log(messages)
+{
+    // A firing held back by a broadcast goes right after it.
+    connect(&m_broadcaster, &Broadcaster::finished, this, [this](const QString &name) {
+        if (!name.isEmpty())
+            log(u"已播：%1"_s.arg(name));
+        QMetaObject::invokeMethod(this, [this] {
+            if (!m_heldBack.isEmpty() && !m_broadcaster.isBusy() && m_mode == Mode::Running)
+                fire(m_heldBack.takeFirst(), true);
+        }, Qt::QueuedConnection);
+    });
+}
+
+void BroadcastScheduler::setEnabled(bool on)
+{
+    m_enabled = on;
+    rebuild();
+}
+
+void BroadcastScheduler::rebuild()
+{
+    const QDateTime now = m_clock.now();
+    // What was done today stays done: a rebuild never speaks a firing again.
+    QHash<QString, WaitRow> before;
+    if (now.date() == m_date)
+        for (const WaitRow &row : std::as_const(m_rows))
+            before.insert(row.time.toString(u"HH:mm:ss"_s) + row.name, row);
+    m_date = now.date();
+    m_rows.clear();
+    m_heldBack.clear();
+    m_lastMinute = now.time().hour() * 60 + now.time().minute();
+    QString error;
+    if (!m_store.load(&error))
+        log(u"读取播音任务失败："_s + error);
+    m_mode = !m_enabled ? Mode::SwitchedOff : (m_stopDay && m_stopDay(m_date)) ? Mode::StopDay : Mode::Running;
+    if (m_mode == Mode::Running) {
+        const QString weekday = zh::weekdayChar(m_date);
+        const int nowSeconds = now.time().msecsSinceStartOfDay() / 1000;
+        for (const BroadcastTask &task : m_store.tasks()) {
+            if (!task.isOn() || !task.week.contains(weekday))
+                continue;
+            const QDate first = zh::parseShortDate(task.dateStart), last = zh::parseShortDate(task.dateEnd);
+            if (!first.isValid() || !last.isValid() || m_date < first || m_date > last)
+                continue;
+            const int start = zh::secondsOfDay(task.timeStart);
+            int end = zh::secondsOfDay(task.timeEnd);
+            if (start < 0)
+                continue;
+            if (end < start)
+                end = start;
+            const int interval = qBound(0, task.interval.toInt(), 1200) * 60;
+            const QString text = m_store.content(task.name);
+            for (int at = start; at <= end && at < 24 * 3600; at += interval) {
+                if (at > nowSeconds - 60) {
+                    WaitRow row;
+                    row.time = QTime(0, 0).addSecs(at);
+                    row.name = task.name;
+                    row.text = text;
+                    row.delay = qBound(0, task.delay.toInt(), 1440);
+                    m_rows.append(row);
+                }
+                if (interval == 0)
+                    break;
+            }
+        }
+        std::stable_sort(m_rows.begin(), m_rows.end(),
+                         [](const WaitRow &a, const WaitRow &b) { return a.time < b.time; });
+        for (WaitRow &row : m_rows) {
+            const auto was = before.constFind(row.time.toString(u"HH:mm:ss"_s) + row.name);
+            if (was != before.cend()) {
+                row.status = was->status;
+                row.delayedStarted = was->delayedStarted;
+                row.postponedTo = was->postponedTo;
+            }
+        }
+    }
+    emit listChanged();
+}
+
+QString BroadcastScheduler::header() const
+{
+    switch (m_mode) {
+    case Mode::SwitchedOff: return u"播音已停止，如果要开启请到主控面板操作！"_s;
+    case Mode::StopDay: return u"现在是停播时间"_s;
+    case Mode::Running: break;
+    }
+    return u"今日待执行的任务，共:%1条"_s.arg(m_rows.size());
+}
+
+void BroadcastScheduler::tick()
+{
+    const QDateTime now = m_clock.now();
+    if (now.date() != m_date) {
+        rebuild();
+        return;
+    }
+    if (m_mode != Mode::Running)
+        return;
+    const int seconds = now.time().msecsSinceStartOfDay() / 1000;
+    const int minute = seconds / 60;
+
+    // Postponed firings, in the first second seen of their minute.
+    if (minute != m_lastMinute) {
+        m_lastMinute = minute;
+        for (int i = 0; i < m_rows.size(); ++i) {
+            const WaitRow &row = m_rows[i];
+            if (row.status == WaitRow::Status::Delayed && !row.delayedStarted && row.postponedTo.isValid()
+                && row.postponedTo.hour() * 60 + row.postponedTo.minute() == minute) {
+                if (m_broadcaster.isBusy())
+                    postpone(i);
+                else
+                    fire(i, true);
+            }
+        }
+    }
+
+    for (int i = 0; i < m_rows.size(); ++i) {
+        const WaitRow &row = m_rows[i];
+        if (row.status != WaitRow::Status::Waiting)
+            continue;
+        const int due = row.time.msecsSinceStartOfDay() / 1000;
+        if (due > seconds)
+            break; // the list is in time order
+        if (seconds - due >= 60) {
+            setStatus(i, WaitRow::Status::Overdue);
+            log(u"超时：%1（%2）未能播出"_s.arg(row.name, row.time.toString(u"HH:mm:ss"_s)));
+            continue;
+        }
+        if (m_broadcaster.isBusy())
+            postpone(i);
+        else
+            fire(i, false);
+    }
+}
+
+void BroadcastScheduler::fire(int row, bool delayed)
+{
+    WaitRow &r = m_rows[row];
+    QString error;
+    log(u"播音：%1"_s.arg(r.name));
+    if (!m_broadcaster.speak(requestFor(r), &error)) {
+        log(u"播音“%1”未能播出：%2"_s.arg(r.name, error));
+        setStatus(row, delayed ? WaitRow::Status::Delayed : WaitRow::Status::Overdue);
+        return;
+    }
+    if (delayed) {
+        r.delayedStarted = true;
+        setStatus(row, WaitRow::Status::Delayed);
+    } else {
+        setStatus(row, WaitRow::Status::Spoken);
+    }
+}
+
+void BroadcastScheduler::postpone(int row)
+{
+    WaitRow &r = m_rows[row];
+    if (r.delay == 0) {
+        if (!m_heldBack.contains(row)) {
+            m_heldBack.append(row);
+            log(u"延播：%1，等当前播音结束后播出"_s.arg(r.name));
+        }
+        setStatus(row, WaitRow::Status::Delayed);
+        return;
+    }
+    const QTime base = r.postponedTo.isValid() ? r.postponedTo : r.time;
+    const int to = base.msecsSinceStartOfDay() / 1000 - base.second() + r.delay * 60;
+    if (to >= 24 * 3600) {
+        setStatus(row, WaitRow::Status::Overdue);
+        log(u"超时：%1（%2）推迟后已过今天"_s.arg(r.name, r.time.toString(u"HH:mm:ss"_s)));
+        return;
+    }
+    r.postponedTo = QTime(0, 0).addSecs(to);
+    setStatus(row, WaitRow::Status::Delayed);
+    log(u"延播：%1 推迟到 %2"_s.arg(r.name, r.postponedTo.toString(u"HH:mm"_s)));
+}
+
+void BroadcastScheduler::setStatus(int row, WaitRow::Status status)
+{
+    m_rows[row].status = status;
+    emit rowChanged(row);
+}
+
+BroadcastRequest BroadcastScheduler::requestFor(const WaitRow &row) const
+{
+    BroadcastRequest r;
+    r.name = row.name;
+    r.text = row.text;
+    if (const BroadcastTask *t = m_store.find(row.name)) {
+        r.text = m_store.content(t->name);
+        r.speaker = t->speaker;
+        r.rate = t->rate.toInt();
+        r.voiceVolume = t->voiceVolume.isEmpty() ? 100 : t->voiceVolume.toInt();
+        r.musicVolume = t->musicVolume.isEmpty() ? 30 : t->musicVolume.toInt();
+        r.tone = t->tone.trimmed() == u"1";
+        r.music = t->music;
+        r.frequency = t->frequency.toInt();
+    }
+    return r;
+}
+
+void BroadcastScheduler::log(const QString &text)
+{
+    m_log.append(zh::stampedLine(m_clock.now(), text));
+    emit line(text);
+}
+
+} // namespace tav

@@ -1,0 +1,264 @@
+#include "broadcast/voice.h"
+
+#include "broadcast/waveformat.h"
+
+#include <QFileInfo>
+#include <QPointer>
+#include <QThread>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace tav {
+
+Voice::Voice(SpeechSynth &synth, MediaPlayer &out, QObject *parent)
+    : QObject(parent), m_synth(synth), m_out(out), m_tmp(QDir::tempPath() + u"/tavplayer-voice-XXXXXX"_s)
+{
+    m_markTimer.setSingleShot(true);
+    connect(&m_markTimer, &QTimer::timeout, this, &Voice::fireMarks);
+    connect(&m_out, &MediaPlayer::stateChanged, this, &Voice::onPlayerState);
+    connect(&m_out, &MediaPlayer::errorOccurred, this, &Voice::onPlayerError);
+    connect(&m_out, &MediaPlayer::mediaStarted, this, [this] {
+        if (!m_active || !m_playing)
+            return;
+        m_clock.start();
+        m_pausedMs = 0;
+        emit eventLine(u"  Event: StartStream StreamNumber=%1 StreamPosition=0"_s.arg(m_stream));
+        armMarks();
+    });
+}
+
+Voice::~Voice()
+{
+    ++m_generation;
+}
+
+void Voice::setVolume(int percent)
+{
+    m_volume = qBound(0, percent, 100);
+    m_out.setVolume(m_volume);
+}
+
+void Voice::speak(const QString &text, Flags flags, const QList<int> &source)
+{
+    if (flags.purge) {
+        m_queue.clear();
+        if (m_active)
+            endCurrent(true);
+    }
+    if (text.isEmpty()) { // an empty text with purge is the stop of old
+        if (!m_active && m_queue.isEmpty())
+            setState(State::Idle);
+        return;
+    }
+    m_queue.append({text, flags, source});
+    if (!m_active)
+        startNext();
+}
+
+void Voice::startNext()
+{
+    if (m_queue.isEmpty()) {
+        setState(State::Idle);
+        return;
+    }
+    m_current = m_queue.takeFirst();
+    m_active = true;
+    m_playing = false;
+    m_marks.clear();
+    m_nextMark = 0;
+    ++m_stream;
+    if (m_state == State::Idle)
+        setState(State::Speaking);
+    if (m_current.flags.isFilename) {
+        const QString path = m_current.text.trimmed();
+        if (!QFileInfo::exists(path)) {
+            emit failed(u"Speak Error: 找不到文件 "_s + path);
+            endCurrent(false);
+            return;
+        }
+        m_playing = true;
+        m_out.setVolume(m_volume);
+        m_out.open(path);
+        return;
+    }
+    // Synthesis may take a while for a long text: never on this thread.
+    const quint64 generation = ++m_generation;
+    auto audio = std::make_shared<SpeechAudio>();
+    auto error = std::make_shared<QString>();
+    SpeechSynth *synth = &m_synth;
+    const QString text = m_current.text, voice = m_voiceId;
+    const int rate = m_rate;
+    QThread *worker = QThread::create([=] {
+        if (!synth->synthesize(text, voice, rate, audio.get(), error.get()) && error->isEmpty())
+            *error = u"语音合成失败"_s;
+    });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    connect(worker, &QThread::finished, this, [this, generation, audio, error] {
+        synthesised(generation, *audio, *error);
+    });
+    worker->start();
+}
+
+void Voice::synthesised(quint64 generation, const SpeechAudio &audio, const QString &error)
+{
+    if (generation != m_generation || !m_active)
+        return; // purged meanwhile
+    if (!error.isEmpty()) {
+        emit failed(u"Speak Error: "_s + error);
+        endCurrent(false);
+        return;
+    }
+    const QString path = m_tmp.filePath(u"speech-%1.wav"_s.arg(m_stream));
+    QString why;
+    WaveFormat mono;
+    mono.sampleRate = audio.sampleRate;
+    mono.channels = 1;
+    mono.bits = 16;
+    if (!m_tmp.isValid() || !writeWave(audio, mono, path, &why)) {
+        emit failed(u"Speak Error: "_s + (why.isEmpty() ? u"无法写入临时文件"_s : why));
+        endCurrent(false);
+        return;
+    }
+    m_marks = audio.marks;
+    m_nextMark = 0;
+    m_playing = true;
+    m_out.setVolume(m_volume);
+    m_out.open(path);
+    if (m_state == State::Paused)
+        m_out.pause();
+}
+
+void Voice::onPlayerState(MediaPlayer::State state)
+{
+    if (state != MediaPlayer::State::Stopped || !m_active || !m_playing)
+        return;
+    endCurrent(false);
+}
+
+void Voice::onPlayerError(const QString &url)
+{
+    if (!m_active || !m_playing)
+        return;
+    emit failed(u"Speak Error: 无法播放 "_s + url);
+    endCurrent(false);
+}
+
+void Voice::endCurrent(bool purged)
+{
+    m_markTimer.stop();
+    const bool wasPlaying = m_playing;
+    m_active = false;
+    m_playing = false;
+    ++m_generation;
+    if (purged && wasPlaying)
+        m_out.stop();
+    emit eventLine(u"  Event: EndStream StreamNumber=%1 StreamPosition=%2"_s.arg(m_stream).arg(
+        wasPlaying && m_clock.isValid() ? playedMs() : 0));
+    if (m_queue.isEmpty())
+        setState(State::Idle);
+    emit endStream();
+    if (!m_queue.isEmpty() && !m_active)
+        startNext();
+}
+
+void Voice::pause()
+{
+    if (m_state != State::Speaking)
+        return;
+    if (m_playing)
+        m_out.pause();
+    m_pausedAt = m_clock.isValid() ? m_clock.elapsed() : -1;
+    m_markTimer.stop();
+    setState(State::Paused);
+}
+
+void Voice::resume()
+{
+    if (m_state != State::Paused)
+        return;
+    if (m_pausedAt >= 0)
+        m_pausedMs += m_clock.elapsed() - m_pausedAt;
+    m_pausedAt = -1;
+    setState(State::Speaking);
+    if (m_playing)
+        m_out.play();
+    armMarks();
+}
+
+void Voice::skipSentence()
+{
+    if (!m_active || m_current.flags.isFilename)
+        return;
+    const qint64 now = playedMs();
+    for (const SpeechMark &m : std::as_const(m_marks)) {
+        if (m.kind == SpeechMark::Kind::Sentence && m.audioMs > now + 50) {
+            Item rest{m_current.text.mid(m.textPos), m_current.flags, {}};
+            for (qsizetype i = m.textPos; i < m_current.text.size(); ++i)
+                rest.source.append(mapped(int(i)));
+            m_queue.prepend(rest);
+            endCurrent(true);
+            return;
+        }
+    }
+    endCurrent(true); // the last sentence: skipping it ends the text
+}
+
+void Voice::stop()
+{
+    m_queue.clear();
+    if (m_active)
+        endCurrent(true);
+    m_pausedAt = -1; // never left paused
+    setState(State::Idle);
+}
+
+qint64 Voice::playedMs() const
+{
+    const qint64 now = m_pausedAt >= 0 ? m_pausedAt : m_clock.elapsed();
+    return now - m_pausedMs;
+}
+
+int Voice::mapped(int position) const
+{
+    if (m_current.source.isEmpty())
+        return position;
+    return m_current.source.value(qBound(0, position, int(m_current.source.size()) - 1));
+}
+
+void Voice::armMarks()
+{
+    if (m_state != State::Speaking || m_nextMark >= m_marks.size() || !m_clock.isValid())
+        return;
+    m_markTimer.start(int(qMax<qint64>(0, m_marks[m_nextMark].audioMs - playedMs())));
+}
+
+void Voice::fireMarks()
+{
+    const qint64 now = playedMs();
+    while (m_nextMark < m_marks.size() && m_marks[m_nextMark].audioMs <= now + 5) {
+        const SpeechMark &m = m_marks[m_nextMark++];
+        const int from = mapped(m.textPos);
+        const int to = mapped(m.textPos + m.length - 1) + 1;
+        const int length = qMax(1, to - from);
+        const QString kind = m.kind == SpeechMark::Kind::Word ? u"Word"_s : u"Sentence"_s;
+        emit eventLine(u"  Event: %1 StreamNum=%2 StreamPos=%3 Pos=%4 Length=%5"_s.arg(kind)
+                           .arg(m_stream).arg(m.audioMs).arg(from).arg(length));
+        if (m.kind == SpeechMark::Kind::Word)
+            emit word(from, length);
+        else
+            emit sentence(from, length);
+    }
+    armMarks();
+}
+
+void Voice::setState(State state)
+{
+    if (state == m_state)
+        return;
+    m_state = state;
+    emit stateChanged(state);
+}
+
+} // namespace tav
