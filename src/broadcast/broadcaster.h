@@ -18,14 +18,14 @@ class PlaybackController;
 // What one broadcast says and how.
 struct BroadcastRequest
 {
-    QString name;        // the task's name, for the log ("" for a test reading)
-    QString text;
+    QString name = {};   // the task's name, for the log ("" for a test reading)
+    QString text = {};
     QString speaker = QStringLiteral("VW Hui");
     int rate = 0;        // -10 … 10
     int voiceVolume = 100; // percent
     int musicVolume = 30;  // percent: the media player's volume while it speaks
     bool tone = true;
-    QString music;       // background music under the speech, or empty
+    QString music = {};  // background music under the speech, or empty
     int frequency = 1;   // readings, 1 … 10
 };
 

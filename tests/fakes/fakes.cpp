@@ -29,6 +29,42 @@ void FakePlayer::setState(State s)
     emit stateChanged(s);
 }
 
+bool FakeSynth::synthesize(const QString &text, const QString &voiceId, int, SpeechAudio *out, QString *error)
+{
+    {
+        std::lock_guard guard(m_lock);
+        m_texts.append(text);
+        m_voices.append(voiceId);
+        if (!refusal.isEmpty()) {
+            *error = refusal;
+            return false;
+        }
+    }
+    *out = SpeechAudio();
+    out->sampleRate = 8000;
+    out->samples = QByteArray(text.size() * kMsPerChar * 8 * 2, '\0');
+    bool sentenceStarts = true;
+    for (int i = 0; i < text.size(); ++i) {
+        if (sentenceStarts)
+            out->marks.append({SpeechMark::Kind::Sentence, i, 1, i * kMsPerChar});
+        out->marks.append({SpeechMark::Kind::Word, i, 1, i * kMsPerChar});
+        sentenceStarts = text[i] == u'。';
+    }
+    return true;
+}
+
+QStringList FakeSynth::texts() const
+{
+    std::lock_guard guard(m_lock);
+    return m_texts;
+}
+
+QStringList FakeSynth::voiceIds() const
+{
+    std::lock_guard guard(m_lock);
+    return m_voices;
+}
+
 bool ScriptedPrompt::ask(const QString &title, const QString &text, bool defaultAnswer)
 {
     shown.append(title + u'|' + text);

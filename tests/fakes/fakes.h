@@ -5,6 +5,7 @@
 #include "platform/mediaplayer.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
+#include "platform/speech.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -13,6 +14,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <mutex>
 #include <ostream>
 
 // Failures show Qt strings as text, not as their bytes.
@@ -53,6 +55,12 @@ public:
     void finish() { setState(State::Stopped); }
     void fail();
     void begin() { setState(State::Playing); }
+    // Playing and sounding: what a real player says when output begins.
+    void sound()
+    {
+        begin();
+        emit mediaStarted(m_url);
+    }
 
     QStringList opened;
     int balance() const { return m_balance; }
@@ -113,6 +121,29 @@ public:
     QList<QDateTime> set;
     QString refusal; // non-empty: every setTime fails with it
     SyncState state;
+};
+
+// Speech of silence: kMsPerChar for each character, a word mark on each
+// character and a sentence mark at the start and after each "。". Records
+// what it was asked; refuses everything when told to.
+class FakeSynth final : public SpeechSynth
+{
+public:
+    static constexpr int kMsPerChar = 50;
+    QList<SynthVoice> voices() const override
+    {
+        return {{QStringLiteral("cmn-latn-pinyin"), QStringLiteral("Chinese_Mandarin"), QStringLiteral("cmn")},
+                {QStringLiteral("en"), QStringLiteral("English"), QStringLiteral("en")}};
+    }
+    bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
+                    QString *error) override;
+    QStringList texts() const;
+    QStringList voiceIds() const;
+    QString refusal;
+
+private:
+    mutable std::mutex m_lock;
+    QStringList m_texts, m_voices;
 };
 
 // A data folder for one test, with helpers to lay GBK files into it.

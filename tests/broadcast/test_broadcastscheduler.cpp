@@ -1,0 +1,277 @@
+#include "broadcast/broadcaster.h"
+#include "broadcast/broadcastscheduler.h"
+#include "broadcast/broadcaststore.h"
+#include "broadcast/voice.h"
+#include "broadcast/voices.h"
+#include "core/datadir.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::BroadcastScheduler;
+using tav::WaitRow;
+using tav::test::at;
+using Status = WaitRow::Status;
+
+namespace {
+
+// A school's broadcasts on Monday 2026-11-23, with the players and the
+// voice faked; the prompt tone is in the folder.
+class BroadcastDay : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 08:00:00")};
+    tav::test::FakePlayer media, broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{media, settings, log, clock};
+    tav::Voice voice{synth, voicePlayer};
+    tav::VoiceCatalog voices{&synth};
+    tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
+    tav::BroadcastStore store{dir};
+    BroadcastScheduler scheduler{clock, store, broadcaster, log};
+    QString tasks;
+    int count = 0;
+
+    void SetUp() override { d.write(u"TONE.wav"_s, u"RIFF"_s); }
+
+    void add(const QString &name, const QString &start, const QString &text, const QString &extra = {},
+             const QString &end = {})
+    {
+        ++count;
+        // The first of two equal keys counts: the extras come first.
+        tasks += u"[TTS%1]\n%5TTS_Name=%2\nTTS_TimeStart=%3\nTTS_TimeEnd=%4\nTTS_DateStart=2026/11/1\n"
+                 "TTS_DateEnd=2026/11/30\nTTS_Week=一二三四五\nTTS_Interval=0\nTTS_Switch=开\nTTS_BGVolume=20\n"
+                 "TTS_Tone=1\nTTS_Speaker=VW Hui\nTTS_Rate=0\nTTS_txtVolume=90\nTTS_BG_Music=\nTTS_Index=%1\n"
+                 "TTS_Delay=0\nTTS_Frequency=1\n"_s.arg(count).arg(name, start, end.isEmpty() ? start : end, extra);
+        d.write(u"【TTS】.ini"_s, tasks);
+        d.write(name + u".ini"_s, text);
+    }
+    void tickAt(const char *when)
+    {
+        clock.set(at(when));
+        scheduler.tick();
+    }
+    QStringList listed() const
+    {
+        QStringList out;
+        for (const WaitRow &r : scheduler.rows())
+            out.append(r.time.toString(u"HH:mm:ss"_s) + u' ' + r.name + u' ' + WaitRow::statusText(r.status));
+        return out;
+    }
+    // The current reading: the tone ends, the voice is made and ends.
+    void playThroughReading()
+    {
+        ASSERT_EQ(broadcastPlayer.currentUrl(), dir.tone());
+        broadcastPlayer.finish();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+        voicePlayer.sound();
+        voicePlayer.finish();
+    }
+    bool restored()
+    {
+        return QTest::qWaitFor([&] { return !broadcaster.isBusy() && !broadcaster.isRestoring(); }, 10000);
+    }
+};
+
+} // namespace
+
+TEST_F(BroadcastDay, TodaysListKeepsTheDaysDatesSwitchAndPriorityOrder)
+{
+    add(u"早安"_s, u"08:30:02"_s, u"早上好"_s);
+    add(u"早操"_s, u"08:30:00"_s, u"做早操"_s);                                        // priority 0 first
+    add(u"课间"_s, u"09:00:00"_s, u"休息"_s, u"TTS_Interval=10\n"_s, u"09:25:00"_s); // 9:00 9:10 9:20
+    add(u"周末"_s, u"10:00:00"_s, u"x"_s, u"TTS_Week=六日\n"_s);
+    add(u"关掉"_s, u"10:00:00"_s, u"x"_s, u"TTS_Switch=关\n"_s);
+    add(u"晨读"_s, u"07:58:00"_s, u"x"_s);  // two minutes past when the list is made
+    add(u"刚过"_s, u"07:59:30"_s, u"x"_s);  // within the minute: still spoken
+    add(u"下月"_s, u"10:00:00"_s, u"x"_s, u"TTS_DateStart=2026/12/1\nTTS_DateEnd=2026/12/31\n"_s);
+    scheduler.setEnabled(true);
+    EXPECT_EQ(listed(), (QStringList{u"07:59:30 刚过 待播"_s, u"08:30:00 早操 待播"_s, u"08:30:02 早安 待播"_s,
+                                     u"09:00:00 课间 待播"_s, u"09:10:00 课间 待播"_s, u"09:20:00 课间 待播"_s}));
+    EXPECT_EQ(scheduler.header(), u"今日待执行的任务，共:6条");
+
+    clock.set(at("2026-11-28 08:00:00")); // Saturday: only the weekend task
+    scheduler.rebuild();
+    EXPECT_EQ(listed(), QStringList{u"10:00:00 周末 待播"_s});
+
+    scheduler.setEnabled(false);
+    EXPECT_TRUE(scheduler.rows().isEmpty());
+    EXPECT_EQ(scheduler.header(), u"播音已停止，如果要开启请到主控面板操作！");
+    scheduler.setStopDay([](QDate date) { return date == QDate(2026, 11, 28); });
+    scheduler.setEnabled(true);
+    EXPECT_EQ(scheduler.header(), u"现在是停播时间");
+    tickAt("2026-11-28 10:00:00");
+    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
+}
+
+TEST_F(BroadcastDay, AFiringTurnsTheMusicDownSpeaksAsOftenAsAskedAndBringsItBack)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"现在是%Time，今天是%Date。"_s, u"TTS_Frequency=2\n"_s);
+    scheduler.setEnabled(true);
+    playback.setSlider(tav::PlaybackController::unitsFor(70));
+    tickAt("2026-11-23 08:29:59");
+    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
+    tickAt("2026-11-23 08:30:00");
+    // The tone first, at the voice volume; the music down to 20 and the slider with it.
+    ASSERT_EQ(broadcastPlayer.opened, QStringList{dir.tone()});
+    EXPECT_EQ(broadcastPlayer.volume(), 90);
+    EXPECT_EQ(media.volume(), 20);
+    EXPECT_EQ(playback.slider(), tav::PlaybackController::unitsFor(20));
+    EXPECT_TRUE(synth.texts().isEmpty()); // the voice waits for the tone
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+
+    playThroughReading();
+    ASSERT_EQ(synth.texts().size(), 1);
+    EXPECT_EQ(synth.texts()[0], u"现在是上午八点三十分，今天是二〇二六年十一月二十三日。");
+    EXPECT_EQ(synth.voiceIds()[0], u"cmn-latn-pinyin+f2");
+    EXPECT_EQ(voicePlayer.volume(), 90);
+    // The second reading, tone again.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == 2; }, 3000));
+    EXPECT_TRUE(broadcaster.isBusy());
+    playThroughReading();
+    ASSERT_TRUE(restored());
+    EXPECT_EQ(synth.texts().size(), 2);
+    EXPECT_EQ(media.volume(), 70);
+    EXPECT_EQ(playback.slider(), tav::PlaybackController::unitsFor(70));
+    EXPECT_TRUE(log.text().contains(u"播音：早安"_s));
+    EXPECT_TRUE(log.text().contains(u"已播：早安"_s));
+}
+
+TEST_F(BroadcastDay, AMediaTaskStartingMeanwhileKeepsItsOwnVolume)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
+    scheduler.setEnabled(true);
+    playback.setSlider(tav::PlaybackController::unitsFor(70));
+    tickAt("2026-11-23 08:30:00");
+    playback.setSlider(tav::PlaybackController::unitsFor(45)); // a task's volume, set at its start
+    EXPECT_EQ(media.volume(), 20);                              // still under the voice
+    playThroughReading();
+    ASSERT_TRUE(restored());
+    EXPECT_EQ(media.volume(), 45);
+}
+
+TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOverdue)
+{
+    add(u"长播"_s, u"08:30:00"_s, u"很长的通知"_s);
+    add(u"等五分"_s, u"08:31:00"_s, u"x"_s, u"TTS_Delay=5\n"_s);
+    add(u"紧随"_s, u"08:32:00"_s, u"紧随其后"_s);
+    add(u"错过"_s, u"08:40:00"_s, u"x"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 08:30:00");
+    tickAt("2026-11-23 08:31:00");
+    EXPECT_EQ(scheduler.rows()[1].status, Status::Delayed);
+    EXPECT_EQ(scheduler.rows()[1].postponedTo, QTime(8, 36));
+    tickAt("2026-11-23 08:32:00");
+    EXPECT_EQ(scheduler.rows()[2].status, Status::Delayed);
+    tickAt("2026-11-23 08:36:00"); // still speaking: postponed again
+    EXPECT_EQ(scheduler.rows()[1].postponedTo, QTime(8, 41));
+    EXPECT_TRUE(log.text().contains(u"延播：等五分 推迟到 08:41"_s)) << log.text().toStdString();
+
+    // The long one ends: the held-back one speaks right after it.
+    playThroughReading();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 1 && broadcastPlayer.opened.size() == 2; },
+                                3000));
+    EXPECT_TRUE(scheduler.rows()[2].delayedStarted);
+    playThroughReading();
+    ASSERT_TRUE(restored());
+    EXPECT_EQ(synth.texts().last(), u"紧随其后");
+
+    tickAt("2026-11-23 08:41:00");
+    EXPECT_TRUE(scheduler.rows()[1].delayedStarted);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 3);
+    // A clock that jumps past a firing's minute: overdue, not spoken late.
+    broadcaster.stop();
+    ASSERT_TRUE(restored());
+    tickAt("2026-11-23 08:41:30");
+    tickAt("2026-11-23 08:45:00");
+    EXPECT_EQ(scheduler.rows()[3].status, Status::Overdue);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 3);
+}
+
+TEST_F(BroadcastDay, ARebuildNeverSpeaksAFiringAgainAndMidnightStartsANewDay)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 08:30:00");
+    clock.set(at("2026-11-23 08:30:20"));
+    scheduler.rebuild(); // an edit of the file within the firing's minute
+    tickAt("2026-11-23 08:30:21");
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+    broadcaster.stop();
+    tickAt("2026-11-24 00:00:01");
+    ASSERT_EQ(scheduler.rows().size(), 1);
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Waiting);
+}
+
+TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
+{
+    QString error;
+    EXPECT_FALSE(broadcaster.speak({.name = u"空"_s, .text = QString()}, &error));
+    EXPECT_EQ(error, u"朗读内容不能为空");
+    EXPECT_FALSE(broadcaster.isBusy());
+
+    // Missing music: said, and the speech goes on; an unknown voice falls back.
+    QList<QString> notices;
+    QObject::connect(&broadcaster, &tav::Broadcaster::notice, [&](const QString &n) { notices.append(n); });
+    ASSERT_TRUE(broadcaster.speak({.name = u"a"_s, .text = u"你好"_s, .speaker = u"某种声音"_s, .tone = false,
+                                   .music = u"/没有/音乐.mp3"_s}));
+    EXPECT_EQ(notices, QList<QString>{u"路径错误：/没有/音乐.mp3"_s});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 1; }, 3000));
+    EXPECT_EQ(synth.voiceIds()[0], u"cmn-latn-pinyin+f2");
+    EXPECT_TRUE(log.text().contains(u"找不到语音“某种声音”，改用 VW Hui"_s));
+    broadcaster.stop();
+
+    // A text naming a wave file plays the file; the Cantonese voice reads traditional characters.
+    d.write(u"通知.wav"_s, u"RIFF"_s);
+    ASSERT_TRUE(broadcaster.speak({.text = d.file(u"通知.wav"_s) + u"\r\n"_s, .tone = false}));
+    EXPECT_EQ(voicePlayer.currentUrl(), d.file(u"通知.wav"_s));
+    EXPECT_EQ(synth.texts().size(), 1);
+    broadcaster.stop();
+    ASSERT_TRUE(broadcaster.speak({.text = u"头发"_s, .speaker = u"ScanSoft Sin-Ji_Full_22kHz"_s, .tone = false}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 2; }, 3000));
+    EXPECT_EQ(synth.texts()[1], u"頭髮");
+    EXPECT_EQ(synth.voiceIds()[1], u"yue+f2");
+    broadcaster.stop();
+
+    // A tone that is not audio: logged, the speech goes on.
+    ASSERT_TRUE(broadcaster.speak({.text = u"好"_s}));
+    broadcastPlayer.fail();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 3; }, 3000));
+    EXPECT_TRUE(log.text().contains(u"提示音无法播放"_s));
+}
+
+TEST_F(BroadcastDay, VoiceReportsWordsWhereTheOperatorWroteThemAndPausesAndStops)
+{
+    QStringList events;
+    QList<int> words;
+    QObject::connect(&voice, &tav::Voice::eventLine, [&](const QString &l) { events.append(l); });
+    QObject::connect(&voice, &tav::Voice::word, [&](int pos, int) { words.append(pos); });
+    ASSERT_TRUE(broadcaster.speak({.text = u"9:05到"_s, .tone = false}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    voicePlayer.sound();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return words.size() == 6; }, 3000)); // 九点零五分到
+    EXPECT_EQ(words.first(), 0);
+    EXPECT_EQ(words.last(), 4); // "到" is the fifth character shown
+    EXPECT_TRUE(events.first().startsWith(u"  Event: StartStream StreamNumber="_s));
+    EXPECT_TRUE(events.contains(u"  Event: Word StreamNum=1 StreamPos=250 Pos=4 Length=1"_s))
+        << events.join(u'\n').toStdString();
+    voice.pause();
+    EXPECT_EQ(voice.state(), tav::Voice::State::Paused);
+    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused);
+    voice.resume();
+    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Playing);
+    voice.stop();
+    EXPECT_EQ(voice.state(), tav::Voice::State::Idle);
+    EXPECT_TRUE(events.last().startsWith(u"  Event: EndStream"_s));
+}

@@ -1,0 +1,148 @@
+#include "broadcast/broadcaststore.h"
+#include "core/datadir.h"
+#include "core/ini.h"
+#include "core/tasknames.h"
+#include "fakes/fakes.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::BroadcastStore;
+using tav::BroadcastTask;
+
+namespace {
+
+BroadcastTask task(const QString &name, const QString &start, int priority = 0)
+{
+    BroadcastTask t;
+    t.name = name;
+    t.timeStart = BroadcastStore::withPriority(start, priority);
+    t.timeEnd = start;
+    t.dateStart = u"2026/1/1"_s;
+    t.dateEnd = u"2026/12/31"_s;
+    t.week = BroadcastStore::weekToStr({true, true, true, true, true, false, false});
+    t.interval = u"0"_s;
+    return t;
+}
+
+class StoreTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    BroadcastStore store{dir};
+    QString error;
+};
+
+} // namespace
+
+TEST_F(StoreTest, FirstTaskMakesTheFileWithItsKeysInOrderAndTheTextInGbk)
+{
+    ASSERT_TRUE(store.add(task(u" 早安 "_s, u"08:30:00"_s, 3), u"各位同学早上好"_s, &error)) << error.toStdString();
+    const QString ini = tav::fromGbk(d.bytes(u"【TTS】.ini"_s));
+    EXPECT_TRUE(ini.startsWith(u"[TTS1]\r\nTTS_Name=早安\r\nTTS_TimeStart=08:30:03\r\nTTS_TimeEnd=08:30:00\r\n"
+                               u"TTS_DateStart=2026/1/1\r\nTTS_DateEnd=2026/12/31\r\nTTS_Week=一二三四五\r\n"
+                               u"TTS_Interval=0\r\nTTS_Switch=开\r\nTTS_BGVolume=30\r\nTTS_Tone=1\r\n"
+                               u"TTS_Speaker=VW Hui\r\nTTS_Rate=0\r\nTTS_txtVolume=100\r\nTTS_BG_Music=\r\n"
+                               u"TTS_Index=1\r\nTTS_Delay=0\r\nTTS_Frequency=1\r\n"_s))
+        << ini.toStdString();
+    EXPECT_EQ(d.bytes(u"早安.ini"_s), tav::toGbk(u"各位同学早上好\r\n"_s));
+    ASSERT_EQ(store.tasks().size(), 1);
+    EXPECT_EQ(store.tasks()[0].priority(), 3);
+    EXPECT_EQ(store.content(u"早安"_s), u"各位同学早上好");
+    EXPECT_EQ(BroadcastStore::withPriority(u"08:30:00"_s, 9), u"08:30:09");
+    EXPECT_EQ(BroadcastStore::withPriority(u"08:30:07"_s, 0), u"08:30:00");
+    EXPECT_EQ(BroadcastStore::weekToStr({false, false, false, false, false, true, true}), u"六日");
+}
+
+TEST_F(StoreTest, OneNameForTasksOfEitherKind)
+{
+    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=升旗\nTime=7:00:00\n"_s);
+    EXPECT_FALSE(store.add(task(u"升旗"_s, u"07:00:00"_s), u"x"_s, &error));
+    EXPECT_EQ(error, u"该名称已存在，请查看音乐列表和语音列表的内容！");
+    ASSERT_TRUE(store.add(task(u"早安"_s, u"08:30:00"_s), u"x"_s, &error));
+    EXPECT_FALSE(store.add(task(u"早安"_s, u"09:30:00"_s), u"y"_s, &error));
+    EXPECT_FALSE(store.add(task(u"../外面"_s, u"09:30:00"_s), u"y"_s, &error));
+    EXPECT_FALSE(QFile::exists(QDir(d.path()).filePath(u"../外面.ini"_s)));
+    EXPECT_FALSE(store.add(task(u"   "_s, u"09:30:00"_s), u"y"_s, &error));
+    EXPECT_EQ(error, u"任务名称不能为空");
+    EXPECT_EQ(store.tasks().size(), 1);
+    // The media task editor's check sees broadcasts the same way.
+    EXPECT_TRUE(tav::TaskNames::isTaken(dir, u"早安"_s));
+    // Renaming a task to its own name is no clash; its old text file goes.
+    BroadcastTask renamed = store.tasks()[0];
+    ASSERT_TRUE(store.modify(renamed.section, u"早安"_s, renamed, u"新内容"_s, &error)) << error.toStdString();
+    renamed.name = u"晚安"_s;
+    ASSERT_TRUE(store.modify(renamed.section, u"早安"_s, renamed, u"晚上好"_s, &error));
+    EXPECT_FALSE(QFile::exists(d.file(u"早安.ini"_s)));
+    EXPECT_EQ(store.content(u"晚安"_s), u"晚上好");
+    EXPECT_EQ(store.tasks()[0].index, u"1");
+}
+
+TEST_F(StoreTest, SortSaveRenumbersDeleteKeepsTheLastSearchSays)
+{
+    for (const auto &[name, time, prio] : {std::tuple{u"午餐"_s, u"11:50:00"_s, 0}, {u"早安"_s, u"08:30:00"_s, 2},
+                                           {u"早操"_s, u"08:30:00"_s, 0}})
+        ASSERT_TRUE(store.add(task(name, time, prio), name, &error));
+    const QList<BroadcastTask> sorted = BroadcastStore::sortedByStart(store.tasks());
+    ASSERT_TRUE(store.saveList(sorted, &error));
+    QStringList names, indexes;
+    for (const BroadcastTask &t : store.tasks()) {
+        names.append(t.name);
+        indexes.append(u"%1:%2"_s.arg(t.section).arg(t.index));
+    }
+    EXPECT_EQ(names, (QStringList{u"早操"_s, u"早安"_s, u"午餐"_s}));
+    EXPECT_EQ(indexes, (QStringList{u"1:1"_s, u"2:2"_s, u"3:3"_s}));
+
+    QString message;
+    EXPECT_EQ(store.search(u"早"_s, &message), (QList<int>{0, 1}));
+    EXPECT_TRUE(store.search(u"晚"_s, &message).isEmpty());
+    EXPECT_EQ(message, u"没有查找到任务");
+    EXPECT_TRUE(store.search(QString(), &message).isEmpty());
+    EXPECT_EQ(message, u"关键字不允许为空");
+
+    ASSERT_TRUE(store.remove(2, &error));
+    ASSERT_TRUE(store.remove(1, &error));
+    EXPECT_FALSE(store.remove(store.tasks()[0].section, &error));
+    EXPECT_EQ(error, u"至少保留一条任务");
+    ASSERT_EQ(store.tasks().size(), 1);
+    EXPECT_EQ(store.tasks()[0].name, u"午餐");
+    EXPECT_EQ(store.tasks()[0].section, 1);
+}
+
+TEST_F(StoreTest, BadFilesAreReadAsFarAsTheyGoAndRepairedNotRejected)
+{
+    // Garbage lines, a gap, a duplicate section, empty frequency and delay.
+    d.writeBytes(u"【TTS】.ini"_s, tav::toGbk(u"\x01\x02 垃圾\r\n[TTS3]\r\nTTS_Name=三\r\nTTS_Frequency=\r\n"
+                                              u"[TTS1]\r\nTTS_Name=一\r\nTTS_Delay=5\r\nTTS_Frequency=2\r\n"
+                                              u"[TTS1]\r\nTTS_Name=重复\r\n[Other]\r\nk=v\r\n"_s));
+    ASSERT_TRUE(store.load(&error)) << error.toStdString();
+    ASSERT_EQ(store.tasks().size(), 2);
+    EXPECT_EQ(store.tasks()[0].name, u"一");
+    EXPECT_EQ(store.tasks()[1].name, u"三");
+    const tav::IniFile file(dir.tts());
+    EXPECT_EQ(file.value(u"TTS3"_s, u"TTS_Frequency"_s), u"1");
+    EXPECT_EQ(file.value(u"TTS3"_s, u"TTS_Delay"_s), u"0");
+    EXPECT_EQ(file.value(u"TTS1"_s, u"TTS_Delay"_s), u"5");
+    EXPECT_EQ(file.value(u"Other"_s, u"k"_s), u"v");
+
+    // A text file in UTF-8 is read as such and said so; a missing one is empty.
+    d.writeBytes(u"三.ini"_s, u"欢迎光临\n"_s.toUtf8());
+    QString note;
+    EXPECT_EQ(store.content(u"三"_s, &note), u"欢迎光临");
+    EXPECT_FALSE(note.isEmpty());
+    EXPECT_TRUE(store.content(u"一"_s).isEmpty());
+}
+
+TEST_F(StoreTest, TenThousandSectionsAllLoad)
+{
+    QString big;
+    for (int i = 1; i <= 10000; ++i)
+        big += u"[TTS%1]\r\nTTS_Name=任务%1\r\nTTS_Delay=0\r\nTTS_Frequency=1\r\n"_s.arg(i);
+    d.writeBytes(u"【TTS】.ini"_s, tav::toGbk(big));
+    ASSERT_TRUE(store.load(&error));
+    ASSERT_EQ(store.tasks().size(), 10000);
+    EXPECT_EQ(store.tasks().last().name, u"任务10000");
+}

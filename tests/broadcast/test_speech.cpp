@@ -1,0 +1,119 @@
+#include "broadcast/traditional.h"
+#include "broadcast/voices.h"
+#include "broadcast/waveformat.h"
+#include "platform/speech.h"
+
+#include <QTemporaryDir>
+
+#include <sndfile.h>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::EspeakSynth;
+
+// espeak-ng 1.51's plain Mandarin voice reads its dictionary's tone numbers
+// as English words ("今 one 天 one"); the pinyin voice the station uses does not.
+TEST(Espeak, MandarinIsReadInMandarinNotWithEnglishNumbers)
+{
+    EspeakSynth synth;
+    ASSERT_TRUE(synth.isAvailable());
+    const QString plain = EspeakSynth::phonemes(u"今天天气很好"_s, u"cmn"_s);
+    const QString pinyin = EspeakSynth::phonemes(u"今天天气很好"_s, u"cmn-latn-pinyin"_s);
+    EXPECT_TRUE(plain.contains(u"(en)"_s)) << plain.toStdString();
+    EXPECT_FALSE(pinyin.isEmpty());
+    EXPECT_FALSE(pinyin.contains(u"(en)"_s)) << pinyin.toStdString();
+    EXPECT_FALSE(EspeakSynth::phonemes(u"今天天氣好"_s, u"yue"_s).contains(u"(en)"_s));
+    // Every voice the station offers by its old name exists in the engine.
+    const tav::VoiceCatalog voices(&synth);
+    for (const tav::VoiceChoice &c : voices.choices()) {
+        tav::SpeechAudio audio;
+        QString error;
+        EXPECT_TRUE(synth.synthesize(u"你好"_s, c.synthId, 0, &audio, &error)) << c.name.toStdString() << error.toStdString();
+        EXPECT_GT(audio.durationMs(), 200) << c.name.toStdString();
+    }
+    EXPECT_EQ(tav::VoiceCatalog::labelOf(u"VW Hui"_s), u"女声普通话Hui");
+    EXPECT_EQ(tav::VoiceCatalog::labelOf(u"ScanSoft Sin-Ji_Full_22kHz"_s), u"女声白话");
+    EXPECT_EQ(tav::VoiceCatalog::labelOf(u"VW Liang"_s), u"男声普通话Liang");
+    EXPECT_EQ(tav::VoiceCatalog::labelOf(u"iFlyCathy_InterPhonic_CN10"_s), u"女声普通话xiaoyan");
+    EXPECT_EQ(tav::VoiceCatalog::labelOf(u"vw hui"_s), u"语音库：");
+}
+
+TEST(Espeak, WordsAndSentencesAreMarkedInTheText)
+{
+    EspeakSynth synth;
+    tav::SpeechAudio audio;
+    QString error;
+    const QString text = u"各位同学早上好。请到操场集合。"_s;
+    ASSERT_TRUE(synth.synthesize(text, u"cmn-latn-pinyin"_s, 0, &audio, &error)) << error.toStdString();
+    int sentences = 0, lastWordAt = -1, lastMs = -1;
+    for (const tav::SpeechMark &m : audio.marks) {
+        ASSERT_GE(m.textPos, 0);
+        ASSERT_LE(m.textPos + m.length, text.size());
+        EXPECT_GE(m.audioMs, lastMs);
+        lastMs = m.audioMs;
+        if (m.kind == tav::SpeechMark::Kind::Sentence)
+            ++sentences;
+        else
+            lastWordAt = m.textPos;
+    }
+    EXPECT_EQ(sentences, 2);
+    EXPECT_GE(lastWordAt, int(text.indexOf(u'请')));
+    EXPECT_LE(lastMs, audio.durationMs());
+    // Faster is shorter.
+    tav::SpeechAudio fast;
+    ASSERT_TRUE(synth.synthesize(text, u"cmn-latn-pinyin"_s, 10, &fast, &error));
+    EXPECT_LT(fast.durationMs(), audio.durationMs() * 3 / 4);
+    EXPECT_FALSE(synth.synthesize(text, u"no-such-voice"_s, 0, &fast, &error));
+    EXPECT_FALSE(error.isEmpty());
+}
+
+TEST(Traditional, CantoneseReadsTraditionalCharacters)
+{
+    bool ok = false;
+    EXPECT_EQ(tav::toTraditional(u"头发很长，欢迎光临"_s, &ok), u"頭髮很長，歡迎光臨");
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(tav::toTraditional(QString()), QString());
+}
+
+TEST(WaveFormats, EveryFormatIsWrittenAsItsNameSays)
+{
+    const QStringList &names = tav::WaveFormat::names();
+    ASSERT_EQ(names.size(), 36);
+    EXPECT_EQ(names.first(), u"SAFT8kHz8BitMono");
+    EXPECT_EQ(names.last(), u"SAFT48kHz16BitStereo");
+    EXPECT_EQ(names.indexOf(QString::fromLatin1(tav::WaveFormat::kDefault)), 19);
+    tav::WaveFormat f;
+    EXPECT_FALSE(tav::WaveFormat::parse(u"SAFT96kHz16BitMono"_s, &f));
+    EXPECT_FALSE(tav::WaveFormat::parse(u"saft22khz16bitmono"_s, &f));
+
+    // One second of a 440 Hz tone at 22050 Hz.
+    tav::SpeechAudio audio;
+    audio.sampleRate = 22050;
+    audio.samples.resize(22050 * 2);
+    auto *s = reinterpret_cast<qint16 *>(audio.samples.data());
+    for (int i = 0; i < 22050; ++i)
+        s[i] = qint16(10000 * std::sin(2 * M_PI * 440 * i / 22050.0));
+    QTemporaryDir dir;
+    for (const QString &name : names) {
+        ASSERT_TRUE(tav::WaveFormat::parse(name, &f)) << name.toStdString();
+        const QString path = dir.filePath(name + u".wav"_s);
+        QString error;
+        ASSERT_TRUE(tav::writeWave(audio, f, path, &error)) << error.toStdString();
+        SF_INFO info{};
+        SNDFILE *file = sf_open(path.toLocal8Bit().constData(), SFM_READ, &info);
+        ASSERT_NE(file, nullptr) << name.toStdString();
+        EXPECT_EQ(info.samplerate, f.sampleRate) << name.toStdString();
+        EXPECT_EQ(info.channels, f.channels) << name.toStdString();
+        EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, f.bits == 8 ? SF_FORMAT_PCM_U8 : SF_FORMAT_PCM_16);
+        EXPECT_NEAR(double(info.frames) / info.samplerate, 1.0, 0.01) << name.toStdString();
+        // The tone survives the resampling: zero crossings of 440 Hz.
+        std::vector<float> frames(size_t(info.frames * info.channels));
+        sf_readf_float(file, frames.data(), info.frames);
+        sf_close(file);
+        int crossings = 0;
+        for (sf_count_t i = 1; i < info.frames; ++i)
+            crossings += (frames[size_t((i - 1) * info.channels)] < 0) != (frames[size_t(i * info.channels)] < 0);
+        EXPECT_NEAR(crossings, 880, 20) << name.toStdString();
+    }
+}
