@@ -1,5 +1,7 @@
 #include "app/commandline.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -11,6 +13,21 @@ namespace {
 bool isNameValue(const QString &value)
 {
     return value.indexOf(u'=') > 0;
+}
+
+bool isIntIn(const QString &value, int low, int high)
+{
+    bool ok = false;
+    const int n = value.toInt(&ok);
+    return ok && n >= low && n <= high;
+}
+
+bool isRate(const QString &value) { return isIntIn(value, -10, 10); }
+bool isPercent(const QString &value) { return isIntIn(value, 0, 100); }
+bool isWaveFormat(const QString &value)
+{
+    static const QRegularExpression pattern(u"^SAFT(8|11|12|16|22|24|32|44|48)kHz(8|16)Bit(Mono|Stereo)$"_s);
+    return pattern.match(value).hasMatch();
 }
 
 bool isDayCount(const QString &value)
@@ -60,10 +77,10 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpEn = u"the data folder (default: ~/.local/share/tavplayer when installed, else the program's own folder)"_s},
         {.name = u"player-option"_s,
          .valueName = u"NAME=VALUE"_s,
-         .with = {kStation},
+         .with = {kStation, u"say"_s},
          .repeatable = true,
-         .helpZh = u"媒体引擎 mpv 的选项，可重复，如没有声卡时用 ao=null"_s,
-         .helpEn = u"an option for the mpv media engine, repeatable, e.g. ao=null without a sound device"_s,
+         .helpZh = u"媒体引擎 mpv 的选项，可重复，如没有声卡时用 ao=null；ao-pcm-file=F 时播音和朗读另写 F-broadcast、F-voice"_s,
+         .helpEn = u"an option for the mpv media engine, repeatable, e.g. ao=null without a sound device; with ao-pcm-file=F the broadcast and voice players write F-broadcast and F-voice"_s,
          .accepts = isNameValue},
         {.name = u"trace"_s,
          .valueName = u"FILE"_s,
@@ -80,6 +97,39 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpZh = u"列出的天数，1 到 366"_s,
          .helpEn = u"how many days to list, 1 to 366"_s,
          .accepts = isDayCount},
+        {.name = u"say"_s,
+         .kind = OptionSpec::Verb,
+         .valueName = u"TEXT"_s,
+         .helpZh = u"朗读文字（先替换 %Time、%Date、%Week），或用 --wav 保存为声音文件，然后退出"_s,
+         .helpEn = u"speak TEXT (%Time, %Date and %Week replaced first), or save it with --wav; then exit"_s},
+        {.name = u"voice"_s,
+         .valueName = u"NAME"_s,
+         .with = {u"say"_s},
+         .helpZh = u"朗读的声音，如 \"VW Hui\"（默认）、\"VW Liang\"、\"ScanSoft Sin-Ji_Full_22kHz\"（粤语）"_s,
+         .helpEn = u"the voice, e.g. \"VW Hui\" (default), \"VW Liang\", \"ScanSoft Sin-Ji_Full_22kHz\" (Cantonese)"_s},
+        {.name = u"rate"_s,
+         .valueName = u"N"_s,
+         .with = {u"say"_s},
+         .helpZh = u"语速，-10 到 10，默认 0"_s,
+         .helpEn = u"the rate, -10 to 10, 0 by default"_s,
+         .accepts = isRate},
+        {.name = u"volume"_s,
+         .valueName = u"N"_s,
+         .with = {u"say"_s},
+         .helpZh = u"音量，0 到 100，默认 100"_s,
+         .helpEn = u"the volume, 0 to 100, 100 by default"_s,
+         .accepts = isPercent},
+        {.name = u"wav"_s,
+         .valueName = u"FILE"_s,
+         .with = {u"say"_s},
+         .helpZh = u"不出声，保存为 WAV 文件"_s,
+         .helpEn = u"write a WAV file instead of speaking"_s},
+        {.name = u"format"_s,
+         .valueName = u"SAFT…"_s,
+         .with = {u"say"_s},
+         .helpZh = u"WAV 文件的格式，如 SAFT22kHz16BitStereo（默认）、SAFT8kHz8BitMono"_s,
+         .helpEn = u"the WAV file's format, e.g. SAFT22kHz16BitStereo (default), SAFT8kHz8BitMono"_s,
+         .accepts = isWaveFormat},
         {.name = u"sync-time"_s,
          .kind = OptionSpec::Verb,
          .helpZh = u"向网络时间服务器（Daytime，端口13）校时：列出每个答复及其健康状态和偏差，以及设置的时间；有健康答复时退出状态为0"_s,

@@ -233,6 +233,7 @@ int main(int argc, char *argv[])
         {u"sync-time"_s, tav::syncTimeVerb},
         {u"backup"_s, tav::backupVerb},
         {u"restore"_s, tav::restoreVerb},
+        {u"say"_s, tav::sayVerb},
     };
 
     QStringList arguments;

@@ -2,6 +2,13 @@
 
 #include "app/commandline.h"
 #include "backup/filebackup.h"
+#include "broadcast/broadcaster.h"
+#include "broadcast/voice.h"
+#include "broadcast/voices.h"
+#include "broadcast/waveformat.h"
+#include "broadcast/zhreading.h"
+#include "platform/mpvplayer.h"
+#include "platform/speech.h"
 #include "core/clock.h"
 #include "core/datadir.h"
 #include "core/zhtext.h"
@@ -177,6 +184,82 @@ int restoreVerb(const CommandLine &command, int &argc, char **argv)
     if (!r.setAside.isEmpty())
         say(u"原有文件已移到 %1；如需撤销：tavplayer --restore \"%1\""_s.arg(r.setAside));
     return r.copy.failed.isEmpty() ? 0 : 1;
+}
+
+int sayVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    EspeakSynth synth;
+    if (!synth.isAvailable()) {
+        complain(u"语音引擎 espeak-ng 无法初始化"_s);
+        return 1;
+    }
+    const VoiceCatalog voices(&synth);
+    const QString asked = command.isSet(u"voice"_s) ? command.value(u"voice"_s) : QString::fromLatin1(VoiceCatalog::kDefault);
+    bool known = true;
+    const VoiceChoice choice = voices.resolve(asked, &known);
+    if (!known)
+        complain(u"找不到语音“%1”，改用 %2；可用的语音：%3"_s.arg(asked, choice.name, voices.names().join(u"、"_s)));
+    SystemClock clock;
+    const QString shown = Broadcaster::textToSpeak(command.value(u"say"_s), choice, clock.now());
+    if (shown.trimmed().isEmpty()) {
+        complain(u"朗读内容不能为空"_s);
+        return 1;
+    }
+    const int rate = command.value(u"rate"_s).toInt();
+    const int volume = command.isSet(u"volume"_s) ? command.value(u"volume"_s).toInt() : 100;
+
+    if (command.isSet(u"wav"_s)) {
+        WaveFormat format;
+        WaveFormat::parse(command.isSet(u"format"_s) ? command.value(u"format"_s)
+                                                     : QString::fromLatin1(WaveFormat::kDefault),
+                          &format);
+        SpeechAudio audio;
+        QString error;
+        if (!synth.synthesize(zhreading::forVoice(shown).text, choice.synthId, rate, &audio, &error)) {
+            complain(error);
+            return 1;
+        }
+        // The volume scales the samples, as the voice's volume would.
+        auto *samples = reinterpret_cast<qint16 *>(audio.samples.data());
+        for (qint64 i = 0; i < audio.frames(); ++i)
+            samples[i] = qint16(samples[i] * volume / 100);
+        const QString path = command.value(u"wav"_s);
+        if (!writeWave(audio, format, path, &error)) {
+            complain(u"无法写入 %1：%2"_s.arg(path, error));
+            return 1;
+        }
+        say(u"合成语音文件成功保存! %1（%2，%3 秒）"_s.arg(path, command.isSet(u"format"_s) ? command.value(u"format"_s)
+                                                                                            : QString::fromLatin1(WaveFormat::kDefault))
+                .arg(QString::number(audio.durationMs() / 1000.0, 'f', 1)));
+        return 0;
+    }
+
+    MpvPlayer player(QStringList{u"vid=no"_s} + command.values(u"player-option"_s));
+    if (!player.isValid()) {
+        complain(player.errorString());
+        return 1;
+    }
+    Voice voice(synth, player);
+    voice.setVoiceId(choice.synthId);
+    voice.setRate(rate);
+    voice.setVolume(volume);
+    int rc = 0;
+    QObject::connect(&voice, &Voice::failed, [&rc](const QString &error) {
+        complain(error);
+        rc = 1;
+    });
+    QObject::connect(&voice, &Voice::endStream, &app, &QCoreApplication::quit, Qt::QueuedConnection);
+    say(shown);
+    if (shown.right(20).toLower().contains(u".wav"_s)) {
+        QString path = shown;
+        voice.speak(path.remove(u'\r').remove(u'\n'), {.isFilename = true, .purge = false});
+    } else {
+        const zhreading::Reading reading = zhreading::forVoice(shown);
+        voice.speak(reading.text, {}, reading.source);
+    }
+    app.exec();
+    return rc;
 }
 
 } // namespace tav

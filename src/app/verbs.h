@@ -9,5 +9,6 @@ class CommandLine;
 int syncTimeVerb(const CommandLine &command, int &argc, char **argv);
 int backupVerb(const CommandLine &command, int &argc, char **argv);
 int restoreVerb(const CommandLine &command, int &argc, char **argv);
+int sayVerb(const CommandLine &command, int &argc, char **argv);
 
 } // namespace tav

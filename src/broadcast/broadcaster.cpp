@@ -80,6 +80,11 @@ bool Broadcaster::speak(const BroadcastRequest &request, QString *error)
     return true;
 }
 
+QString Broadcaster::textToSpeak(const QString &text, const VoiceChoice &voice, const QDateTime &now)
+{
+    return zhreading::expandPlaceholders(voice.traditional ? toTraditional(text) : text, now);
+}
+
 void Broadcaster::duck()
 {
     if (!m_ramp.isActive())
@@ -91,10 +96,7 @@ void Broadcaster::duck()
 void Broadcaster::startReading()
 {
     ++m_readings;
-    QString text = m_request.text;
-    if (m_choice.traditional)
-        text = toTraditional(text);
-    m_spoken = zhreading::expandPlaceholders(text, m_clock.now());
+    m_spoken = textToSpeak(m_request.text, m_choice, m_clock.now());
     emit readingStarted(m_spoken);
     if (m_request.tone && QFileInfo::exists(m_dir.tone())) {
         m_phase = Phase::Tone;

@@ -62,6 +62,9 @@ public:
 
     // False with "朗读内容不能为空" for an empty text; nothing starts then.
     bool speak(const BroadcastRequest &request, QString *error = nullptr);
+    // The text as shown while it is spoken: traditional characters for a
+    // voice that reads them, placeholders expanded.
+    static QString textToSpeak(const QString &text, const VoiceChoice &voice, const QDateTime &now);
     // From the tone to the end of the last reading; the volume's return is
     // not part of it.
     bool isBusy() const { return m_phase != Phase::Idle; }

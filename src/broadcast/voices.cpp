@@ -17,6 +17,9 @@ VoiceCatalog::VoiceCatalog(const SpeechSynth *synth)
     if (!synth)
         return;
     for (const SynthVoice &v : synth->voices()) {
+        // espeak-ng's plain Mandarin reads tone numbers as English words.
+        if (v.id.compare(u"cmn"_s, Qt::CaseInsensitive) == 0)
+            continue;
         bool listed = false;
         for (const VoiceChoice &c : std::as_const(m_choices))
             listed = listed || c.name == v.name;

@@ -25,10 +25,10 @@ QProcessEnvironment env(std::initializer_list<std::pair<const char *, const char
 QList<OptionSpec> extendedTable()
 {
     QList<OptionSpec> table = CommandLine::standardTable();
-    table.append({.name = u"say"_s, .kind = OptionSpec::Verb, .valueName = u"TEXT"_s,
-                  .helpZh = u"朗读文字后退出"_s, .helpEn = u"speak TEXT and exit"_s});
-    table.append({.name = u"voice"_s, .valueName = u"NAME"_s, .with = {u"say"_s},
-                  .helpZh = u"朗读用的声音"_s, .helpEn = u"the voice to speak with"_s});
+    table.append({.name = u"recite"_s, .kind = OptionSpec::Verb, .valueName = u"TEXT"_s,
+                  .helpZh = u"背诵文字后退出"_s, .helpEn = u"recite TEXT and exit"_s});
+    table.append({.name = u"accent"_s, .valueName = u"NAME"_s, .with = {u"recite"_s},
+                  .helpZh = u"背诵用的口音"_s, .helpEn = u"the accent to recite with"_s});
     table.append({.name = u"archive"_s, .kind = OptionSpec::Verb, .valueName = u"DIR"_s,
                   .helpZh = u"把数据文件夹归档到 DIR 后退出"_s, .helpEn = u"archive the data folder into DIR and exit"_s});
     return table;
@@ -75,7 +75,7 @@ TEST(CommandLineParse, HelpAndVersionWinOverEverythingElse)
     CommandLine cl(extendedTable());
     ASSERT_TRUE(cl.parse({u"--headless"_s, u"-h"_s}, Language::English));
     EXPECT_EQ(cl.verb(), CommandLine::kHelp);
-    ASSERT_TRUE(cl.parse({u"--say"_s, u"你好"_s, u"--version"_s, u"--archive"_s, u"/mnt"_s}, Language::English));
+    ASSERT_TRUE(cl.parse({u"--recite"_s, u"你好"_s, u"--version"_s, u"--archive"_s, u"/mnt"_s}, Language::English));
     EXPECT_EQ(cl.verb(), CommandLine::kVersion);
     ASSERT_TRUE(cl.parse({u"--version"_s, u"--help"_s}, Language::English));
     EXPECT_EQ(cl.verb(), CommandLine::kHelp);
@@ -84,12 +84,12 @@ TEST(CommandLineParse, HelpAndVersionWinOverEverythingElse)
 TEST(CommandLineParse, VerbsTakeTheirOwnOptionsAndShareTheGeneralOnes)
 {
     CommandLine cl(extendedTable());
-    ASSERT_TRUE(cl.parse({u"--say"_s, u"上课时间到了"_s, u"--voice"_s, u"yue"_s, u"--data-dir"_s, u"/d"_s},
+    ASSERT_TRUE(cl.parse({u"--recite"_s, u"上课时间到了"_s, u"--accent"_s, u"yue"_s, u"--data-dir"_s, u"/d"_s},
                          Language::English))
         << cl.errorText().toStdString();
-    EXPECT_EQ(cl.verb(), u"say"_s);
-    EXPECT_EQ(cl.value(u"say"_s), u"上课时间到了"_s);
-    EXPECT_EQ(cl.value(u"voice"_s), u"yue"_s);
+    EXPECT_EQ(cl.verb(), u"recite"_s);
+    EXPECT_EQ(cl.value(u"recite"_s), u"上课时间到了"_s);
+    EXPECT_EQ(cl.value(u"accent"_s), u"yue"_s);
     EXPECT_EQ(cl.value(u"data-dir"_s), u"/d"_s);
 }
 
@@ -139,21 +139,21 @@ TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
 TEST(CommandLineParse, OptionsOnlyWithTheVerbsTheyGoWith)
 {
     CommandLine cl(extendedTable());
-    EXPECT_FALSE(cl.parse({u"--voice"_s, u"yue"_s}, Language::English));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --voice only goes with --say\n"_s))
+    EXPECT_FALSE(cl.parse({u"--accent"_s, u"yue"_s}, Language::English));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --accent only goes with --recite\n"_s))
         << cl.errorText().toStdString();
-    EXPECT_FALSE(cl.parse({u"--archive"_s, u"/mnt"_s, u"--voice"_s, u"yue"_s}, Language::Chinese));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer：选项 --voice 不能与 --archive 一起使用\n"_s))
+    EXPECT_FALSE(cl.parse({u"--archive"_s, u"/mnt"_s, u"--accent"_s, u"yue"_s}, Language::Chinese));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer：选项 --accent 不能与 --archive 一起使用\n"_s))
         << cl.errorText().toStdString();
     EXPECT_FALSE(cl.parse({u"--archive"_s, u"/mnt"_s, u"--headless"_s}, Language::English));
     EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --headless cannot be used with --archive\n"_s))
         << cl.errorText().toStdString();
-    EXPECT_FALSE(cl.parse({u"--say"_s, u"hi"_s, u"--archive"_s, u"/mnt"_s}, Language::English));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: --say and --archive cannot be used together\n"_s))
+    EXPECT_FALSE(cl.parse({u"--recite"_s, u"hi"_s, u"--archive"_s, u"/mnt"_s}, Language::English));
+    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: --recite and --archive cannot be used together\n"_s))
         << cl.errorText().toStdString();
     // A verb's value may look like anything but an option.
-    ASSERT_TRUE(cl.parse({u"--say"_s, u"-5度"_s}, Language::English)) << cl.errorText().toStdString();
-    EXPECT_EQ(cl.value(u"say"_s), u"-5度"_s);
+    ASSERT_TRUE(cl.parse({u"--recite"_s, u"-5度"_s}, Language::English)) << cl.errorText().toStdString();
+    EXPECT_EQ(cl.value(u"recite"_s), u"-5度"_s);
 }
 
 // The rows of the help text: every option and verb on one line, its
@@ -202,9 +202,9 @@ TEST(CommandLineHelp, AVerbsOwnOptionsFollowItAndStationOptionsComeFirst)
                 return i;
         return qsizetype(-1);
     };
-    const qsizetype say = row(u"  --say TEXT "_s);
+    const qsizetype say = row(u"  --recite TEXT "_s);
     ASSERT_GE(say, 0);
-    EXPECT_EQ(row(u"    --voice NAME "_s), say + 1);
+    EXPECT_EQ(row(u"    --accent NAME "_s), say + 1);
     EXPECT_LT(row(u"  --headless "_s), row(u"  -h, --help "_s));
     EXPECT_LT(row(u"  --data-dir DIR "_s), row(u"  -h, --help "_s));
     EXPECT_LT(row(u"  -h, --help "_s), row(u"  --archive DIR "_s));

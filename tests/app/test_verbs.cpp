@@ -138,3 +138,34 @@ TEST(Verbs, RestoreIsRefusedWhileAStationRunsOnTheFolder)
     EXPECT_TRUE(r.err.contains(u"请先退出再还原"_s)) << r.err.toStdString();
     EXPECT_TRUE(QFile::exists(data.file(u"【SONG】.ini"_s)));
 }
+
+// --say writes a wave file in the format asked, reading the placeholders.
+TEST(Verbs, SaySavesAWaveFileInTheFormatAsked)
+{
+    tav::test::DataFolder d;
+    const QString wav = d.file(u"通知.wav"_s);
+    const Result r = run({u"--say"_s, u"现在是%Time"_s, u"--wav"_s, wav, u"--format"_s, u"SAFT16kHz8BitStereo"_s,
+                          u"--voice"_s, u"VW Liang"_s});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.startsWith(u"合成语音文件成功保存! "_s)) << r.out.toStdString();
+    const QByteArray bytes = tav::test::DataFolder::readAll(wav);
+    ASSERT_GT(bytes.size(), 44);
+    EXPECT_EQ(bytes.left(4), "RIFF");
+    auto le = [&bytes](int at, int size) {
+        quint32 v = 0;
+        for (int i = size - 1; i >= 0; --i)
+            v = v << 8 | quint8(bytes[at + i]);
+        return v;
+    };
+    EXPECT_EQ(le(22, 2), 2u);     // channels
+    EXPECT_EQ(le(24, 4), 16000u); // sample rate
+    EXPECT_EQ(le(34, 2), 8u);     // bits
+    // "上午8:05" and the like spoken in Chinese take more than a second.
+    EXPECT_GT(bytes.size(), 16000 * 2);
+
+    const Result bad = run({u"--say"_s, u"x"_s, u"--wav"_s, wav, u"--format"_s, u"SAFT96kHz16BitMono"_s});
+    EXPECT_EQ(bad.exitCode, 2);
+    const Result empty = run({u"--say"_s, u"   "_s, u"--wav"_s, wav});
+    EXPECT_EQ(empty.exitCode, 1);
+    EXPECT_TRUE(empty.err.contains(u"朗读内容不能为空"_s)) << empty.err.toStdString();
+}

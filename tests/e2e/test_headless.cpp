@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 
@@ -232,3 +233,47 @@ TEST(Headless, SecondCopyOnTheSameFolderIsRefusedAndTheFirstRunsOn)
     EXPECT_EQ(first.process.state(), QProcess::Running);
     first.stop();
 }
+
+// A broadcast due at a second: the prompt tone on the broadcast player, then
+// speech on the voice's player, each into its own PCM file.
+TEST(Headless, BroadcastPlaysItsToneThenSpeaksAtItsSecond)
+{
+    if (nearMidnight())
+        GTEST_SKIP() << "too close to midnight";
+    Station s;
+    makeTone(s.data.file(u"TONE.wav"_s), 880, 0.5);
+    const QDateTime due = QDateTime::currentDateTime().addSecs(3);
+    const QString day = tav::zh::shortDate(due.date());
+    s.data.write(u"【CONTROL】.ini"_s, u"[复选控制]\n播音=1\n"_s);
+    s.data.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=早安\nTTS_TimeStart=%1\nTTS_TimeEnd=%1\nTTS_DateStart=%2\n"
+                                  u"TTS_DateEnd=%2\nTTS_Week=一二三四五六日\nTTS_Interval=0\nTTS_Switch=开\n"
+                                  u"TTS_BGVolume=30\nTTS_Tone=1\nTTS_Speaker=VW Hui\nTTS_Rate=0\nTTS_txtVolume=100\n"
+                                  u"TTS_BG_Music=\nTTS_Index=1\nTTS_Delay=0\nTTS_Frequency=1\n"_s.arg(timeText(due), day));
+    s.data.write(u"早安.ini"_s, u"各位同学早上好，现在是%Time。"_s);
+    s.start();
+    const QString tonePcm = s.pcm() + u"-broadcast"_s, voicePcm = s.pcm() + u"-voice"_s;
+    ASSERT_TRUE(waitFor([&] { return QFileInfo(voicePcm).size() > kRate * 4; }, 15000))
+        << s.process.readAllStandardOutput().toStdString();
+    QThread::msleep(500);
+    s.stop();
+    const QString out = QString::fromUtf8(s.process.readAllStandardOutput());
+    EXPECT_TRUE(out.contains(u"播音：早安"_s)) << out.toStdString();
+    // The tone's pitch, half a second of it.
+    const QByteArray tone = tav::test::DataFolder::readAll(tonePcm);
+    EXPECT_EQ(pitches(tone, {880}), QList<int>{880});
+    EXPECT_NEAR(double(tone.size()) / (kRate * 4), 0.5, 0.1);
+    // Speech: some seconds of sound, not silence.
+    const QByteArray voice = tav::test::DataFolder::readAll(voicePcm);
+    const double seconds = double(voice.size()) / (kRate * 4);
+    EXPECT_GT(seconds, 2.0);
+    EXPECT_LT(seconds, 15.0);
+    const auto *v = reinterpret_cast<const qint16 *>(voice.constData());
+    qint64 loud = 0;
+    for (qsizetype i = 0; i < voice.size() / 2; ++i)
+        loud += std::abs(v[i]) > 1000;
+    EXPECT_GT(loud, voice.size() / 2 / 10);
+    // The firing went to the trace within its second.
+    const QByteArray trace = s.traceText();
+    EXPECT_TRUE(trace.contains("broadcast")) << trace.toStdString();
+}
+
