@@ -187,6 +187,12 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         });
     }
     player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
+    broadcastPlayer.setTraceSink([&station](const QString &event, const QString &detail) {
+        station.trace(u"broadcast-"_s + event, detail);
+    });
+    voicePlayer.setTraceSink([&station](const QString &event, const QString &detail) {
+        station.trace(u"voice-"_s + event, detail);
+    });
     const QString traceFile = command.value(u"trace"_s);
     if (!traceFile.isEmpty() && !station.setTraceFile(traceFile)) {
         fail(u"cannot write the trace file %1"_s.arg(traceFile));

@@ -131,7 +131,13 @@ void Broadcaster::afterTone()
         path.remove(u'\r').remove(u'\n');
         m_voice.speak(path, {.isFilename = true, .purge = false});
     } else {
-        const zhreading::Reading reading = zhreading::forVoice(m_spoken);
+        QString text = m_spoken;
+        if (text.size() > kMaxSpokenChars) {
+            text.truncate(kMaxSpokenChars);
+            if (m_readings == 1)
+                log(u"“%1”的朗读内容过长（%2字），只朗读前%3字"_s.arg(m_request.name).arg(m_spoken.size()).arg(kMaxSpokenChars));
+        }
+        const zhreading::Reading reading = zhreading::forVoice(text);
         m_voice.speak(reading.text, {.isFilename = false, .purge = false}, reading.source);
     }
 }

@@ -55,6 +55,9 @@ class Broadcaster : public QObject
 public:
     static constexpr int kRampStepMs = 40;
     static constexpr int kToneLimitMs = 60 * 1000;
+    // About three quarters of an hour of speech; a longer text is cut there
+    // and the cut logged.
+    static constexpr int kMaxSpokenChars = 10000;
 
     Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, MediaPlayer &broadcastPlayer,
                 PlaybackController &media, MessageLog &log, const VoiceCatalog &voices,

@@ -2,6 +2,7 @@
 
 #include "broadcast/waveformat.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QThread>
@@ -83,45 +84,50 @@ void Voice::startNext()
         m_out.open(path);
         return;
     }
-    // Synthesis may take a while for a long text: never on this thread.
+    // Synthesis and the wave file may take a while for a long text: never
+    // on this thread.
     const quint64 generation = ++m_generation;
     auto audio = std::make_shared<SpeechAudio>();
     auto error = std::make_shared<QString>();
     SpeechSynth *synth = &m_synth;
     const QString text = m_current.text, voice = m_voiceId;
+    const QString path = m_tmp.filePath(u"speech-%1.wav"_s.arg(m_stream));
     const int rate = m_rate;
+    const bool tmpValid = m_tmp.isValid();
     QThread *worker = QThread::create([=] {
-        if (!synth->synthesize(text, voice, rate, audio.get(), error.get()) && error->isEmpty())
-            *error = u"语音合成失败"_s;
+        if (!synth->synthesize(text, voice, rate, audio.get(), error.get())) {
+            if (error->isEmpty())
+                *error = u"语音合成失败"_s;
+            return;
+        }
+        WaveFormat mono;
+        mono.sampleRate = audio->sampleRate;
+        mono.channels = 1;
+        mono.bits = 16;
+        if (!tmpValid || !writeWave(*audio, mono, path, error.get()))
+            *error = u"无法写入临时文件："_s + *error;
+        audio->samples.clear(); // the file has them; only the marks come back
     });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    connect(worker, &QThread::finished, this, [this, generation, audio, error] {
-        synthesised(generation, *audio, *error);
+    connect(worker, &QThread::finished, this, [this, generation, audio, error, path] {
+        synthesised(generation, audio->marks, path, *error);
     });
     worker->start();
 }
 
-void Voice::synthesised(quint64 generation, const SpeechAudio &audio, const QString &error)
+void Voice::synthesised(quint64 generation, const QList<SpeechMark> &marks, const QString &path,
+                        const QString &error)
 {
-    if (generation != m_generation || !m_active)
+    if (generation != m_generation || !m_active) {
+        QFile::remove(path);
         return; // purged meanwhile
+    }
     if (!error.isEmpty()) {
         emit failed(u"Speak Error: "_s + error);
         endCurrent(false);
         return;
     }
-    const QString path = m_tmp.filePath(u"speech-%1.wav"_s.arg(m_stream));
-    QString why;
-    WaveFormat mono;
-    mono.sampleRate = audio.sampleRate;
-    mono.channels = 1;
-    mono.bits = 16;
-    if (!m_tmp.isValid() || !writeWave(audio, mono, path, &why)) {
-        emit failed(u"Speak Error: "_s + (why.isEmpty() ? u"无法写入临时文件"_s : why));
-        endCurrent(false);
-        return;
-    }
-    m_marks = audio.marks;
+    m_marks = marks;
     m_nextMark = 0;
     m_playing = true;
     m_out.setVolume(m_volume);

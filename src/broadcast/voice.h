@@ -74,7 +74,7 @@ private:
         QList<int> source;
     };
     void startNext();
-    void synthesised(quint64 generation, const SpeechAudio &audio, const QString &error);
+    void synthesised(quint64 generation, const QList<SpeechMark> &marks, const QString &path, const QString &error);
     void onPlayerState(MediaPlayer::State state);
     void onPlayerError(const QString &url);
     void armMarks();

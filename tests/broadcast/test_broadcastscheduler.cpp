@@ -9,6 +9,7 @@
 #include "fakes/fakes.h"
 #include "playback/playbackcontroller.h"
 
+#include <QFileInfo>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -274,4 +275,16 @@ TEST_F(BroadcastDay, VoiceReportsWordsWhereTheOperatorWroteThemAndPausesAndStops
     voice.stop();
     EXPECT_EQ(voice.state(), tav::Voice::State::Idle);
     EXPECT_TRUE(events.last().startsWith(u"  Event: EndStream"_s));
+}
+
+TEST_F(BroadcastDay, AHundredKilobyteTextIsCutAndSaidSo)
+{
+    const QString huge(51200, u'好'); // 100 KB in GBK
+    ASSERT_TRUE(broadcaster.speak({.name = u"长文"_s, .text = huge, .tone = false}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 1; }, 5000));
+    EXPECT_EQ(synth.texts()[0].size(), tav::Broadcaster::kMaxSpokenChars);
+    EXPECT_TRUE(log.text().contains(u"只朗读前10000字"_s)) << log.text().right(200).toStdString();
+    // The voice's file is written off this thread; it plays when ready.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 5000));
+    EXPECT_TRUE(QFileInfo(voicePlayer.currentUrl()).size() > 0);
 }
