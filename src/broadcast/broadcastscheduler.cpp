@@ -23,6 +23,15 @@ QString WaitRow::statusText(Status status)
     return {};
 }
 
+int WaitRow::colour() const
+{
+    if (status == Status::Overdue)
+        return 0xFF0000;
+    if (status == Status::Delayed && delayedStarted)
+        return 0x0000FF;
+    return -1;
+}
+
 BroadcastScheduler::BroadcastScheduler(const Clock &clock, BroadcastStore &store, Broadcaster &broadcaster,
                                        MessageLog &messages, QObject *parent)
     : QObject(parent), m_clock(clock), m_store(store), m_broadcaster(broadcaster), m_log(messages)

@@ -28,6 +28,9 @@ struct WaitRow
     QTime postponedTo; // when Delayed
 
     static QString statusText(Status status); // "待播" "已播" "超时" "延播"
+    // The row's colour as 0xRRGGBB: red when overdue, blue when a postponed
+    // firing has been spoken, else none (-1).
+    int colour() const;
 };
 
 // Today's broadcasts. Rules:

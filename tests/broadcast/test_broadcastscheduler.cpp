@@ -189,6 +189,8 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
 
     tickAt("2026-11-23 08:41:00");
     EXPECT_TRUE(scheduler.rows()[1].delayedStarted);
+    EXPECT_EQ(scheduler.rows()[1].colour(), 0x0000FF);
+    EXPECT_EQ(scheduler.rows()[0].colour(), -1);
     EXPECT_EQ(broadcastPlayer.opened.size(), 3);
     // A clock that jumps past a firing's minute: overdue, not spoken late.
     broadcaster.stop();
@@ -196,6 +198,7 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
     tickAt("2026-11-23 08:41:30");
     tickAt("2026-11-23 08:45:00");
     EXPECT_EQ(scheduler.rows()[3].status, Status::Overdue);
+    EXPECT_EQ(scheduler.rows()[3].colour(), 0xFF0000);
     EXPECT_EQ(broadcastPlayer.opened.size(), 3);
 }
 
@@ -275,6 +278,21 @@ TEST_F(BroadcastDay, VoiceReportsWordsWhereTheOperatorWroteThemAndPausesAndStops
     voice.stop();
     EXPECT_EQ(voice.state(), tav::Voice::State::Idle);
     EXPECT_TRUE(events.last().startsWith(u"  Event: EndStream"_s));
+
+    // Skipping a sentence goes on with the next one, its words still placed
+    // where they stand in the text.
+    words.clear();
+    voice.speak(u"第一句。第二句。"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    voicePlayer.sound();
+    voice.skipSentence();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().last() == u"第二句。"; }, 3000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    words.clear();
+    voicePlayer.sound();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !words.isEmpty(); }, 3000));
+    EXPECT_EQ(words.first(), 4);
+    voice.stop();
 }
 
 TEST_F(BroadcastDay, AHundredKilobyteTextIsCutAndSaidSo)
