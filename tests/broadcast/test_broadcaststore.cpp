@@ -134,6 +134,15 @@ TEST_F(StoreTest, BadFilesAreReadAsFarAsTheyGoAndRepairedNotRejected)
     EXPECT_EQ(store.content(u"三"_s, &note), u"欢迎光临");
     EXPECT_FALSE(note.isEmpty());
     EXPECT_TRUE(store.content(u"一"_s).isEmpty());
+
+    // A name written by hand that points out of the data folder reads nothing there.
+    QDir(d.path()).mkdir(u"内"_s);
+    const tav::DataDir inner{d.file(u"内"_s)};
+    BroadcastStore nested{inner};
+    d.write(u"外面.ini"_s, u"不该读到"_s);
+    note.clear();
+    EXPECT_TRUE(nested.content(u"../外面"_s, &note).isEmpty());
+    EXPECT_FALSE(note.isEmpty());
 }
 
 TEST_F(StoreTest, TenThousandSectionsAllLoad)
