@@ -126,7 +126,7 @@ void Broadcaster::afterTone()
     m_voice.setRate(m_request.rate);
     m_voice.setVolume(m_request.voiceVolume);
     const QString tail = m_spoken.right(20).toLower();
-    if (tail.contains(u".wav"_s)) {
+    if (m_request.textIsFile || tail.contains(u".wav"_s)) {
         QString path = m_spoken;
         path.remove(u'\r').remove(u'\n');
         m_voice.speak(path, {.isFilename = true, .purge = false});

@@ -27,6 +27,7 @@ struct BroadcastRequest
     bool tone = true;
     QString music = {};  // background music under the speech, or empty
     int frequency = 1;   // readings, 1 … 10
+    bool textIsFile = false; // the text names a sound file to play
 };
 
 // A broadcast from its first tone to the music's return. Each reading:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QList>
 #include <QString>
 
 namespace tav {
@@ -37,6 +38,15 @@ public:
     virtual int volume() const = 0;
     // Below 0 only the left channel sounds, above 0 only the right, 0 both.
     virtual void setBalance(int balance) = 0;
+
+    // The sound outputs the player can use ("auto" is the system's choice).
+    struct AudioDevice
+    {
+        QString name;        // what setAudioDevice() takes
+        QString description; // for people
+    };
+    virtual QList<AudioDevice> audioDevices() const { return {}; }
+    virtual void setAudioDevice(const QString &name) { Q_UNUSED(name) }
 
 signals:
     void stateChanged(tav::MediaPlayer::State state);

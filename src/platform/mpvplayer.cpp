@@ -452,6 +452,43 @@ void MpvPlayer::stop()
     setState(State::Stopped);
 }
 
+QList<MediaPlayer::AudioDevice> MpvPlayer::audioDevices() const
+{
+    QList<AudioDevice> devices;
+    if (!m_mpv)
+        return devices;
+    mpv_node node;
+    if (mpv_get_property(m_mpv, "audio-device-list", MPV_FORMAT_NODE, &node) < 0)
+        return devices;
+    if (node.format == MPV_FORMAT_NODE_ARRAY) {
+        for (int i = 0; i < node.u.list->num; ++i) {
+            const mpv_node &entry = node.u.list->values[i];
+            if (entry.format != MPV_FORMAT_NODE_MAP)
+                continue;
+            AudioDevice d;
+            for (int k = 0; k < entry.u.list->num; ++k) {
+                const mpv_node &v = entry.u.list->values[k];
+                if (v.format != MPV_FORMAT_STRING)
+                    continue;
+                if (qstrcmp(entry.u.list->keys[k], "name") == 0)
+                    d.name = QString::fromUtf8(v.u.string);
+                else if (qstrcmp(entry.u.list->keys[k], "description") == 0)
+                    d.description = QString::fromUtf8(v.u.string);
+            }
+            if (!d.name.isEmpty())
+                devices.append(d);
+        }
+    }
+    mpv_free_node_contents(&node);
+    return devices;
+}
+
+void MpvPlayer::setAudioDevice(const QString &name)
+{
+    if (m_mpv)
+        mpv_set_property_string(m_mpv, "audio-device", name.toUtf8().constData());
+}
+
 void MpvPlayer::setVolume(int volume)
 {
     m_volume = std::clamp(volume, 0, 100);

@@ -59,6 +59,8 @@ public:
     void setVolume(int volume) override;
     int volume() const override { return m_volume; }
     void setBalance(int balance) override;
+    QList<AudioDevice> audioDevices() const override;
+    void setAudioDevice(const QString &name) override;
 
     // Video output through mpv's render API, for a video widget. Frames reach
     // a render context only with the option vo=libmpv; with the default

@@ -18,6 +18,7 @@
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
+#include "broadcast/ttsappmain.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
 #include "shell/station.h"
@@ -368,6 +369,20 @@ frmFileBak *MainForm1::fileBackup()
     return m_fileBackup;
 }
 
+void MainForm1::openBroadcasts()
+{
+    if (!m_broadcastWindow) {
+        const std::optional<BroadcastParts> parts = m_station.broadcastParts();
+        if (!parts) {
+            m_station.prompt().inform(u"提示"_s, u"语音播报不可用：没有语音引擎或播放器，详见消息区"_s);
+            return;
+        }
+        m_broadcastWindow = new TTSAppMain(*parts, this);
+    }
+    m_broadcastWindow->show();
+    m_broadcastWindow->raise();
+}
+
 void MainForm1::openNetTime()
 {
     if (!m_netTime)
@@ -552,6 +567,7 @@ void MainForm1::buildMenus()
     });
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
+    connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)

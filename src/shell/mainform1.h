@@ -28,6 +28,7 @@ namespace tav {
 
 class AgendaPage;
 class frmFileBak;
+class TTSAppMain;
 class netTime;
 class AutoStart;
 class FormAddTask;
@@ -94,6 +95,7 @@ private:
     QWidget *buildAgendaPage();
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
     void openNetTime();
+    void openBroadcasts(); // the broadcast window, made once
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -118,6 +120,7 @@ private:
     AgendaPage *m_agenda = nullptr;
     frmFileBak *m_fileBackup = nullptr;
     netTime *m_netTime = nullptr;
+    TTSAppMain *m_broadcastWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;

@@ -16,7 +16,7 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
       m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log),
-      m_broadcasts(m_dir)
+      m_broadcasts(m_dir), m_scripts(m_dir)
 {
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
         if (s == Switch::NetTime)
@@ -36,6 +36,9 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
 
 void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voicePlayer, SpeechSynth &synth)
 {
+    m_broadcastPlayer = &broadcastPlayer;
+    m_voicePlayer = &voicePlayer;
+    m_synth = &synth;
     m_voices = std::make_unique<VoiceCatalog>(&synth);
     m_voice = std::make_unique<Voice>(synth, voicePlayer);
     m_broadcaster = std::make_unique<Broadcaster>(m_clock, m_dir, *m_voice, broadcastPlayer, m_playback, m_log,
@@ -50,6 +53,15 @@ void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voi
     connect(m_broadcaster.get(), &Broadcaster::started, this, [this](const QString &name) {
         trace(u"broadcast"_s, name);
     });
+}
+
+std::optional<BroadcastParts> Station::broadcastParts()
+{
+    if (!m_broadcastScheduler)
+        return std::nullopt;
+    return BroadcastParts{m_broadcasts, m_scripts,       *m_broadcastScheduler, *m_broadcaster, *m_voice,
+                          *m_voices,    *m_synth,        *m_voicePlayer,        *m_broadcastPlayer,
+                          m_dir,        m_clock,         m_log,                 m_prompt};
 }
 
 void Station::printToConsole()

@@ -8,6 +8,8 @@
 #include "broadcast/broadcaster.h"
 #include "broadcast/broadcastscheduler.h"
 #include "broadcast/broadcaststore.h"
+#include "broadcast/broadcastparts.h"
+#include "broadcast/scriptstore.h"
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
 #include "platform/prompt.h"
@@ -24,6 +26,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 namespace tav {
 
@@ -77,6 +80,9 @@ public:
     BroadcastScheduler *broadcastScheduler() { return m_broadcastScheduler.get(); }
     Voice *voice() { return m_voice.get(); }
     const VoiceCatalog *voices() const { return m_voices.get(); }
+    ScriptStore &scripts() { return m_scripts; }
+    // What the broadcast windows work on; none without broadcast devices.
+    std::optional<BroadcastParts> broadcastParts();
 
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
@@ -103,6 +109,10 @@ private:
     WeekAhead m_weekAhead;
     TimeKeeper m_timeKeeper;
     BroadcastStore m_broadcasts;
+    ScriptStore m_scripts;
+    MediaPlayer *m_broadcastPlayer = nullptr;
+    MediaPlayer *m_voicePlayer = nullptr;
+    SpeechSynth *m_synth = nullptr;
     std::unique_ptr<VoiceCatalog> m_voices;
     std::unique_ptr<Voice> m_voice;
     std::unique_ptr<Broadcaster> m_broadcaster;

@@ -50,6 +50,10 @@ public:
     void setVolume(int v) override { m_volume = v; }
     int volume() const override { return m_volume; }
     void setBalance(int b) override { m_balance = b; }
+    QList<AudioDevice> audioDevices() const override { return devices; }
+    void setAudioDevice(const QString &name) override { device = name; }
+    QList<AudioDevice> devices; // none unless a test gives some
+    QString device;
 
     // The current item plays to its end / cannot be played / starts sounding.
     void finish() { setState(State::Stopped); }

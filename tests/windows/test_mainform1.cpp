@@ -54,6 +54,9 @@ protected:
     tav::test::ScriptedPrompt prompt;
     tav::test::FakeShutdown shutdown;
     tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
+    tav::test::FakePlayer broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    bool withBroadcasts = false; // the station gets its broadcast players and voice
     tav::test::DataFolder autostartDir;
     tav::AutoStart autoStart{autostartDir.path()};
     std::unique_ptr<tav::Station> station;
@@ -64,6 +67,8 @@ protected:
     {
         window.reset();
         station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        if (withBroadcasts)
+            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
         window = std::make_unique<tav::MainForm1>(*station, autoStart);
         window->startUp();
     }
@@ -747,4 +752,37 @@ TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
     clock.advance(25 * 3600);
     station->timeKeeper().recheck();
     EXPECT_EQ(station->timeKeeper().current(), nullptr);
+}
+
+TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
+{
+    start(); // no broadcast devices: said, nothing opens
+    get<QAction>("mnuTTSPop")->trigger();
+    EXPECT_TRUE(prompt.shown.last().startsWith(u"提示|语音播报不可用"_s));
+    EXPECT_EQ(window->findChild<QWidget *>(u"TTSAppMain"_s), nullptr);
+
+    d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=早安\nTTS_TimeStart=11:00:00\nTTS_TimeEnd=11:00:00\n"
+                              u"TTS_DateStart=2026/11/1\nTTS_DateEnd=2026/11/30\nTTS_Week=一\nTTS_Switch=开\n"
+                              u"TTS_Interval=0\nTTS_Delay=0\nTTS_Frequency=1\n"_s);
+    d.write(u"早安.ini"_s, u"早上好"_s);
+    withBroadcasts = true;
+    start();
+    get<QAction>("mnuTTSPop")->trigger();
+    auto *tts = window->findChild<QWidget *>(u"TTSAppMain"_s);
+    ASSERT_NE(tts, nullptr);
+    EXPECT_TRUE(tts->isVisible());
+    auto *label = tts->findChild<QLabel *>(u"lblWaitList"_s);
+    EXPECT_EQ(label->text(), u"播音已停止，如果要开启请到主控面板操作！");
+    click("chkTTS");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"播音"_s), u"1");
+    EXPECT_EQ(label->text(), u"今日待执行的任务，共:1条");
+    // Closing and reopening keeps the same window.
+    tts->close();
+    get<QAction>("mnuTTSPop")->trigger();
+    EXPECT_EQ(window->findChildren<QWidget *>(u"TTSAppMain"_s).size(), 1);
+    // The switch on, the broadcast fires at its second through the station's clockwork.
+    tickAt("2026-11-23 11:00:00");
+    EXPECT_TRUE(station->broadcaster()->isBusy());
+    EXPECT_TRUE(station->log().text().contains(u"播音：早安"_s));
+    station->broadcaster()->stop();
 }

@@ -1,0 +1,385 @@
+#include "broadcast/broadcaster.h"
+#include "broadcast/broadcastparts.h"
+#include "broadcast/broadcastscheduler.h"
+#include "broadcast/broadcaststore.h"
+#include "broadcast/frmpresentation.h"
+#include "broadcast/frmttsmodify.h"
+#include "broadcast/scriptstore.h"
+#include "broadcast/ttsappmain.h"
+#include "broadcast/voice.h"
+#include "broadcast/voices.h"
+#include "core/datadir.h"
+#include "core/ini.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QTableWidget>
+#include <QTest>
+#include <QTextEdit>
+#include <QTimeEdit>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+namespace {
+
+// The broadcast windows over fake players and a fake voice, on Monday
+// 2026-11-23 at 08:00.
+class BroadcastWindows : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 08:00:00")};
+    tav::test::FakePlayer media, broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    tav::test::ScriptedPrompt prompt;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{media, settings, log, clock};
+    tav::Voice voice{synth, voicePlayer};
+    tav::VoiceCatalog voices{&synth};
+    tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
+    tav::BroadcastStore store{dir};
+    tav::ScriptStore scripts{dir};
+    tav::BroadcastScheduler scheduler{clock, store, broadcaster, log};
+    tav::BroadcastParts parts{store,      scripts,   scheduler, broadcaster, voice, voices, synth,
+                              voicePlayer, broadcastPlayer, dir, clock,      log,   prompt};
+    std::unique_ptr<tav::TTSAppMain> window;
+    QStringList asked; // "title|filter" of every file dialog
+    QString answer;    // what the file dialogs give
+
+    void SetUp() override { voicePlayer.devices = {{u"auto"_s, u"Autoselect device"_s}, {u"pulse/sink1"_s, u"USB 音箱"_s}}; }
+    void open()
+    {
+        scheduler.setEnabled(true);
+        window = std::make_unique<tav::TTSAppMain>(parts);
+        window->setFileChooser([this](const QString &title, const QString &filter, bool) {
+            asked.append(title + u'|' + filter);
+            return answer;
+        });
+    }
+    template<typename W = QWidget>
+    W *get(QWidget *in, const char *name) const
+    {
+        W *w = in->findChild<W *>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const { return get<W>(window.get(), name); }
+    void setText(QWidget *in, const char *name, const QString &text)
+    {
+        if (auto *line = in->findChild<QLineEdit *>(QString::fromLatin1(name)))
+            line->setText(text);
+        else if (auto *combo = in->findChild<QComboBox *>(QString::fromLatin1(name)))
+            combo->setCurrentText(text);
+        else if (auto *plain = in->findChild<QPlainTextEdit *>(QString::fromLatin1(name)))
+            plain->setPlainText(text);
+        else
+            ADD_FAILURE() << name;
+    }
+    // Fills a valid new task in the editor.
+    tav::frmTTSModify *newTask(const QString &name)
+    {
+        tav::frmTTSModify *e = window->editor();
+        get<QPushButton>("cmdAddTTSTask")->click();
+        setText(e, "txtTTSName", name);
+        setText(e, "txtTTSContent", u"请注意"_s);
+        get<QTimeEdit>(e, "DTP_TTSTimeStart")->setTime(QTime(8, 30));
+        get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 30));
+        return e;
+    }
+    QString lastShown() const { return prompt.shown.isEmpty() ? QString() : prompt.shown.last(); }
+};
+
+} // namespace
+
+TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
+{
+    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=升旗\n"_s);
+    open();
+    tav::frmTTSModify *e = newTask(u"早安"_s);
+    EXPECT_EQ(e->windowTitle(), u"新增播音任务");
+    EXPECT_EQ(get<QComboBox>(e, "cboSpeaker")->currentText(), u"VW Hui");
+    EXPECT_EQ(get<QLabel>(e, "lblSpeaker")->text(), u"女声普通话Hui");
+    struct Case
+    {
+        const char *field;
+        QString value;
+        QString message; // "" = saved
+    };
+    const auto refuse = [&](std::initializer_list<Case> cases) {
+        for (const Case &c : cases) {
+            tav::frmTTSModify *editor = newTask(u"早安%1"_s.arg(store.tasks().size()));
+            setText(editor, c.field, c.value);
+            prompt.shown.clear();
+            const bool saved = editor->save();
+            EXPECT_EQ(saved, c.message.isEmpty()) << c.field << " " << c.value.toStdString();
+            if (!c.message.isEmpty())
+                EXPECT_EQ(lastShown(), u"提示|"_s + c.message) << c.field << " " << c.value.toStdString();
+        }
+    };
+    const QString interval = u"不允许间隔分钟超出0-1200之间"_s;
+    refuse({{"txtInterval", u"1201"_s, interval}, {"txtInterval", u"-1"_s, interval}, {"txtInterval", u" 5"_s, interval},
+            {"txtInterval", u"五"_s, interval}, {"txtInterval", QString(), interval},
+            {"cboFrequency", u"0"_s, u"不允许次数超出1-10之间"_s}, {"cboFrequency", u"11"_s, u"不允许次数超出1-10之间"_s},
+            {"cboPriority", u"10"_s, u"不允许优先值超出0-9之间"_s}, {"cboPriority", u"a"_s, u"不允许优先值超出0-9之间"_s},
+            {"txtTTSName", u"  "_s, u"不允许任务名称或内容为空"_s}, {"txtTTSContent", QString(), u"不允许任务名称或内容为空"_s},
+            {"txtTTSName", u"升旗"_s, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
+            {"txtTTSName", u"a/b"_s, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s},
+            {"txtVolume", u"101"_s, u"不允许朗读音量超出0-100之间"_s}, {"txtRate", u"11"_s, u"不允许语速超出-10到10之间"_s}});
+    EXPECT_TRUE(store.tasks().isEmpty()); // nothing written so far
+    refuse({{"txtInterval", u"1200"_s, QString()}, {"txtDelay", u"abc"_s, QString()}, {"txtRate", u"-10"_s, QString()}});
+    ASSERT_EQ(store.tasks().size(), 3);
+    EXPECT_EQ(store.tasks()[1].delay, u"0"); // no number: 0, silently
+
+    // Times and dates before the rest, weekdays after the numbers.
+    e = newTask(u"时间"_s);
+    get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 29, 59));
+    setText(e, "txtInterval", u"9999"_s);
+    EXPECT_FALSE(e->save());
+    EXPECT_EQ(lastShown(), u"提示|不许结束时间小于开始时间");
+    get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 30));
+    get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 22));
+    EXPECT_FALSE(e->save());
+    EXPECT_EQ(lastShown(), u"提示|不允许结束日期小于开始日期");
+    get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 23));
+    setText(e, "txtInterval", u"0"_s);
+    for (int i = 0; i < 7; ++i)
+        get<QCheckBox>(e, QStringLiteral("chkTTSWeek%1").arg(i).toLatin1().constData())->setChecked(false);
+    EXPECT_FALSE(e->save());
+    EXPECT_EQ(lastShown(), u"提示|不允许星期为空");
+    EXPECT_EQ(store.tasks().size(), 3);
+}
+
+TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
+{
+    open();
+    tav::frmTTSModify *e = newTask(u"早操"_s);
+    setText(e, "cboPriority", u"7"_s);
+    get<QCheckBox>(e, "chkTTSWeek5")->setChecked(false);
+    get<QCheckBox>(e, "chkTTSWeek6")->setChecked(false);
+    ASSERT_TRUE(e->save()) << lastShown().toStdString();
+    ASSERT_EQ(store.tasks().size(), 1);
+    EXPECT_EQ(store.tasks()[0].timeStart, u"08:30:07");
+    EXPECT_EQ(store.tasks()[0].week, u"一二三四五");
+    auto *tasks = get<QTableWidget>("HFGd_TTS");
+    ASSERT_EQ(tasks->rowCount(), 1);
+    EXPECT_EQ(tasks->columnCount(), 18);
+    EXPECT_EQ(tasks->horizontalHeaderItem(4)->text(), u"任务名称");
+    EXPECT_EQ(tasks->item(0, 1)->text(), u"08:30:07");
+
+    tasks->setCurrentCell(0, 1);
+    get<QPushButton>("cmdModifyTTSTask")->click();
+    EXPECT_EQ(e->windowTitle(), u"修改播音任务");
+    EXPECT_EQ(get<QComboBox>(e, "cboPriority")->currentText(), u"7");
+    EXPECT_EQ(get<QTimeEdit>(e, "DTP_TTSTimeStart")->time(), QTime(8, 30)); // the priority is not part of the time
+    setText(e, "cboPriority", u"2"_s);
+    ASSERT_TRUE(e->save()) << lastShown().toStdString(); // its own name is no clash
+    EXPECT_EQ(store.tasks()[0].timeStart, u"08:30:02");
+    get<QPushButton>("cmdViewTTSTask")->click();
+    EXPECT_EQ(e->windowTitle(), u"查看播音任务");
+    EXPECT_FALSE(get<QPushButton>(e, "cmdOK")->isEnabled());
+
+    // Today's list: waiting, then overdue in red once its minute passed unspoken.
+    auto *wait = get<QTableWidget>("HF_WaitList");
+    EXPECT_EQ(get<QLabel>("lblWaitList")->text(), u"今日待执行的任务，共:1条");
+    ASSERT_EQ(wait->rowCount(), 1);
+    EXPECT_EQ(wait->horizontalHeaderItem(1)->text(), u"        播音主题");
+    EXPECT_EQ(wait->item(0, 3)->text(), u"待播");
+    clock.set(at("2026-11-23 08:32:00"));
+    scheduler.tick();
+    EXPECT_EQ(wait->item(0, 3)->text(), u"超时");
+    EXPECT_EQ(wait->item(0, 0)->foreground().color(), QColor(255, 0, 0));
+}
+
+TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMenus)
+{
+    open();
+    EXPECT_EQ(get<QComboBox>("FormatCB")->count(), 36);
+    EXPECT_EQ(get<QComboBox>("FormatCB")->currentText(), u"SAFT22kHz16BitStereo");
+    EXPECT_EQ(get<QComboBox>("AudioOutputCB")->count(), 2);
+    get<QComboBox>("AudioOutputCB")->setCurrentIndex(1);
+    EXPECT_EQ(voicePlayer.device, u"pulse/sink1");
+    EXPECT_EQ(broadcastPlayer.device, u"pulse/sink1");
+
+    get<QTextEdit>("MainTxtBox")->setPlainText(u"现在%Time到"_s);
+    get<QCheckBox>("chkMTone")->setChecked(false);
+    get<QPushButton>("SpeakBtn")->click();
+    // The text shown is the one being read, placeholders filled in.
+    EXPECT_EQ(get<QTextEdit>("MainTxtBox")->toPlainText(), u"现在上午8:00到");
+    EXPECT_EQ(get<QLabel>("Label14")->text(), u" 字数:9");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    voicePlayer.sound();
+    // "现在上午八点整到": the last word is "到", the ninth character shown.
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        const auto sel = get<QTextEdit>("MainTxtBox")->extraSelections();
+        return !sel.isEmpty() && sel.first().cursor.selectionStart() == 8;
+    }, 3000));
+    EXPECT_TRUE(get<QPlainTextEdit>("DebugTxtBox")->toPlainText().contains(u"  Event: Word StreamNum=1"_s));
+    get<QPushButton>("PauseBtn")->click();
+    EXPECT_EQ(get<QPushButton>("PauseBtn")->text(), u"Resume");
+    get<QPushButton>("PauseBtn")->click();
+    EXPECT_EQ(get<QPushButton>("PauseBtn")->text(), u"Pause");
+    get<QPushButton>("StopBtn")->click();
+    EXPECT_FALSE(broadcaster.isBusy());
+    EXPECT_TRUE(get<QTextEdit>("MainTxtBox")->extraSelections().isEmpty());
+
+    // An empty text is refused with its message.
+    get<QTextEdit>("MainTxtBox")->clear();
+    get<QPushButton>("SpeakBtn")->click();
+    EXPECT_EQ(lastShown(), u"提示|朗读内容不能为空");
+
+    // The menus' dialogs: titles and filters as they stand.
+    answer = d.file(u"广播.wav"_s);
+    get<QTextEdit>("MainTxtBox")->setPlainText(u"测试"_s);
+    get<QComboBox>("FormatCB")->setCurrentText(u"SAFT8kHz8BitMono"_s);
+    QSignalSpy saved(window.get(), &tav::TTSAppMain::waveSaved);
+    get<QAction>("mnuSaveToWav")->trigger();
+    ASSERT_TRUE(saved.wait(5000));
+    EXPECT_EQ(asked.last(), u"Save to a Wave File|All Files (*.*)|*.*|Wave Files (*.wav)|*.wav");
+    EXPECT_EQ(lastShown(), u"文件保存|合成语音文件成功保存!");
+    const QByteArray wav = d.bytes(u"广播.wav"_s);
+    ASSERT_GT(wav.size(), 44);
+    EXPECT_EQ(quint8(wav[24]) | quint8(wav[25]) << 8, 8000); // sample rate
+    EXPECT_EQ(int(wav[34]), 8);                               // bits
+    get<QAction>("mnuSpeakWav")->trigger();
+    EXPECT_EQ(asked.last(), u"Speak a Wave File|All Files (*.*)|*.*|Wave Files (*.wav)|*.wav");
+    EXPECT_EQ(voicePlayer.currentUrl(), answer);
+    voice.stop();
+    answer = d.file(u"稿.txt"_s);
+    d.write(u"稿.txt"_s, u"从文件来的稿子"_s);
+    get<QAction>("mnuOpenText")->trigger();
+    EXPECT_EQ(asked.last(), u"Open a Text File|All Files (*.*)|*.*|Text, XML Files (*.txt;*.xml)|*.txt;*.xml");
+    EXPECT_EQ(get<QTextEdit>("MainTxtBox")->toPlainText(), u"从文件来的稿子");
+}
+
+TEST_F(BroadcastWindows, NoOutputDeviceIsSaidAndTheWindowGoesOn)
+{
+    voicePlayer.devices.clear();
+    open();
+    EXPECT_TRUE(prompt.shown.contains(u"提示|No audio ouput object available"_s));
+    EXPECT_FALSE(get<QComboBox>("AudioOutputCB")->isEnabled());
+    EXPECT_TRUE(get<QPushButton>("SpeakBtn")->isEnabled());
+}
+
+TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
+{
+    open();
+    tav::frmPresentation *p = window->scriptEditor();
+    get<QPushButton>("cmdAddPstn")->click();
+    EXPECT_EQ(p->windowTitle(), u"增加文稿");
+    setText(p, "txtPstnTitle", u"防火"_s);
+    EXPECT_FALSE(p->save());
+    EXPECT_EQ(lastShown(), u"提示|不允许标题内容为空");
+    setText(p, "txtPstnText", u"注意用火安全"_s);
+    ASSERT_TRUE(p->save());
+    EXPECT_EQ(tav::IniFile(d.file(u"【PRESENTATION】.ini"_s)).value(u"Presentation1"_s, u"PresentationName"_s),
+              u"防火");
+    EXPECT_EQ(d.bytes(u"防火.txt"_s), tav::toGbk(u"注意用火安全\r\n"_s));
+    get<QPushButton>("cmdAddPstn")->click();
+    setText(p, "txtPstnTitle", u"防火"_s);
+    setText(p, "txtPstnText", u"x"_s);
+    EXPECT_FALSE(p->save());
+    EXPECT_EQ(lastShown(), u"提示|该名称已存在，请重新输入");
+    setText(p, "txtPstnTitle", u"../逃出"_s);
+    EXPECT_FALSE(p->save());
+    EXPECT_FALSE(QFile::exists(d.file(u"../逃出.txt"_s)));
+
+    // Import: GBK as it is; UTF-8 read and said; binary refused.
+    answer = d.file(u"外来.txt"_s);
+    d.writeBytes(u"外来.txt"_s, u"防汛通知"_s.toUtf8());
+    get<QPushButton>(p, "cmdImportPstn")->click();
+    EXPECT_EQ(asked.last(), u"导入文本文件|txt Files (*.txt)|*.txt|");
+    EXPECT_EQ(get<QPlainTextEdit>(p, "txtPstnText")->toPlainText(), u"防汛通知");
+    d.writeBytes(u"外来.txt"_s, QByteArray("\x00\x01\x02", 3));
+    get<QPushButton>(p, "cmdImportPstn")->click();
+    EXPECT_EQ(get<QPlainTextEdit>(p, "txtPstnText")->toPlainText(), u"防汛通知");
+    EXPECT_TRUE(lastShown().startsWith(u"提示|无法导入"_s));
+    setText(p, "txtPstnTitle", u"防汛"_s);
+    ASSERT_TRUE(p->save());
+
+    // Rename: no file left under the old title.
+    auto *grid = get<QTableWidget>("HFGd_Presentation");
+    ASSERT_EQ(grid->rowCount(), 2);
+    EXPECT_EQ(grid->horizontalHeaderItem(0)->text(), u"           文稿主题");
+    grid->setCurrentCell(0, 0);
+    get<QPushButton>("cmdEditPstn")->click();
+    EXPECT_EQ(p->windowTitle(), u"编辑文稿");
+    setText(p, "txtPstnTitle", u"冬季防火"_s);
+    ASSERT_TRUE(p->save());
+    EXPECT_FALSE(QFile::exists(d.file(u"防火.txt"_s)));
+    EXPECT_EQ(scripts.text(u"冬季防火"_s), u"注意用火安全");
+
+    // Search messages.
+    setText(window.get(), "txtFindPstn", QString());
+    get<QPushButton>("cmdFindPstn")->click();
+    EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
+    setText(window.get(), "txtFindPstn", u"地震"_s);
+    get<QPushButton>("cmdFindPstn")->click();
+    EXPECT_EQ(lastShown(), u"提示|没有查找到任务");
+
+    // Delete, never the last one.
+    prompt.answers = {true};
+    grid->setCurrentCell(1, 0);
+    get<QPushButton>("cmdDelPstn")->click();
+    EXPECT_EQ(grid->rowCount(), 1);
+    EXPECT_FALSE(QFile::exists(d.file(u"防汛.txt"_s)));
+    grid->setCurrentCell(0, 0);
+    get<QPushButton>("cmdDelPstn")->click();
+    EXPECT_EQ(lastShown(), u"提示|至少保留一条任务");
+    EXPECT_EQ(grid->rowCount(), 1);
+
+    // A script becomes a new broadcast task with its text.
+    get<QPushButton>("cmdViewPstn")->click();
+    get<QPushButton>(p, "cmdMakeTask")->click();
+    EXPECT_EQ(window->editor()->windowTitle(), u"新增播音任务");
+    EXPECT_EQ(get<QPlainTextEdit>(window->editor(), "txtTTSContent")->toPlainText(), u"注意用火安全");
+}
+
+TEST_F(BroadcastWindows, TaskListSortsDeletesAndSearches)
+{
+    d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=午餐\nTTS_TimeStart=11:50:00\nTTS_Week=一\nTTS_Delay=0\nTTS_Frequency=1\n"
+                              u"[TTS2]\nTTS_Name=早安\nTTS_TimeStart=08:30:00\nTTS_Week=一\nTTS_Delay=0\nTTS_Frequency=1\n"_s);
+    open();
+    auto *grid = get<QTableWidget>("HFGd_TTS");
+    ASSERT_EQ(grid->rowCount(), 2);
+    prompt.answers = {true};
+    get<QPushButton>("cmdSaveTTSList")->click();
+    EXPECT_TRUE(prompt.shown.contains(u"提示|是否按开始时间排序及保存列表"_s));
+    EXPECT_EQ(lastShown(), u"提示|保存已完成");
+    EXPECT_EQ(grid->item(0, 4)->text(), u"早安");
+    EXPECT_EQ(tav::IniFile(dir.tts()).value(u"TTS1"_s, u"TTS_Name"_s), u"早安");
+
+    setText(window.get(), "txtFindTTSTask", u"午"_s);
+    get<QPushButton>("cmdFindTTSTask")->click();
+    EXPECT_TRUE(grid->item(1, 4)->isSelected());
+    EXPECT_FALSE(grid->item(0, 4)->isSelected());
+    setText(window.get(), "txtFindTTSTask", QString());
+    get<QPushButton>("cmdFindTTSTask")->click();
+    EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
+
+    grid->setCurrentCell(1, 0);
+    prompt.answers = {true};
+    get<QPushButton>("cmdDelTTSTask")->click();
+    ASSERT_EQ(grid->rowCount(), 1);
+    grid->setCurrentCell(0, 0);
+    get<QPushButton>("cmdDelTTSTask")->click();
+    EXPECT_EQ(lastShown(), u"提示|至少保留一条任务");
+    EXPECT_EQ(store.tasks().size(), 1);
+}
