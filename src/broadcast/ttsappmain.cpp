@@ -371,6 +371,7 @@ QWidget *TTSAppMain::buildPanel()
     m_debug = named(new QPlainTextEdit, "DebugTxtBox");
     m_debug->setReadOnly(true);
     m_debug->setMaximumBlockCount(2000);
+    m_debug->setLineWrapMode(QPlainTextEdit::NoWrap);
 
     auto *settings = new QGridLayout;
     settings->addWidget(new QLabel(u"语音"_s), 0, 0);

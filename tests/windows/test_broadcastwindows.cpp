@@ -313,6 +313,15 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     EXPECT_TRUE(lastShown().startsWith(u"提示|无法导入"_s));
     setText(p, "txtPstnTitle", u"防汛"_s);
     ASSERT_TRUE(p->save());
+    // A long script (100 KB) is kept whole.
+    get<QPushButton>("cmdAddPstn")->click();
+    setText(p, "txtPstnTitle", u"长稿"_s);
+    setText(p, "txtPstnText", QString(51200, u'长'));
+    ASSERT_TRUE(p->save());
+    EXPECT_EQ(scripts.text(u"长稿"_s).size(), 51200);
+    prompt.answers = {true};
+    get<QTableWidget>("HFGd_Presentation")->setCurrentCell(2, 0);
+    get<QPushButton>("cmdDelPstn")->click();
 
     // Rename: no file left under the old title.
     auto *grid = get<QTableWidget>("HFGd_Presentation");
