@@ -34,7 +34,8 @@ int WaitRow::colour() const
 
 BroadcastScheduler::BroadcastScheduler(const Clock &clock, BroadcastStore &store, Broadcaster &broadcaster,
                                        MessageLog &messages, QObject *parent)
-    : QObject(parent), m_clock(clock), m_store(store), m_broadcaster(broadcaster), m_log(messages)
+    : QObject(parent), m_clock(clock), m_store(store), m_broadcaster(broadcaster), m_log(messages),
+      m_steps(clock)
 {
     // A firing held back by a broadcast goes right after it.
     connect(&m_broadcaster, &Broadcaster::finished, this, [this](const QString &name) {
@@ -126,6 +127,9 @@ QString BroadcastScheduler::header() const
 void BroadcastScheduler::tick()
 {
     const QDateTime now = m_clock.now();
+    // Firings after this second were jumped over by a small forward step.
+    const ClockStep step = m_steps.observe(now);
+    const QDateTime jumpedFrom = step.isForward() && !step.isCorrection() ? step.from : QDateTime();
     if (now.date() != m_date) {
         rebuild();
         return;
@@ -157,7 +161,12 @@ void BroadcastScheduler::tick()
         const int due = row.time.msecsSinceStartOfDay() / 1000;
         if (due > seconds)
             break; // the list is in time order
-        if (seconds - due >= 60) {
+        const bool jumpedOver = jumpedFrom.isValid() && jumpedFrom.date() <= m_date
+                                && (jumpedFrom.date() < m_date || due > zh::secondsOfDay(jumpedFrom.time()));
+        if (jumpedOver && seconds > due) {
+            log(u"补播：%1，应于%2播出，晚了%3"_s.arg(row.name, row.time.toString(u"H:mm:ss"_s),
+                                                 stepSizeText((seconds - due) * 1000LL)));
+        } else if (seconds - due >= 60) {
             setStatus(i, WaitRow::Status::Overdue);
             log(u"超时：%1（%2）未能播出"_s.arg(row.name, row.time.toString(u"HH:mm:ss"_s)));
             continue;

@@ -2,6 +2,7 @@
 
 #include "broadcast/broadcaster.h"
 #include "broadcast/broadcaststore.h"
+#include "core/clocksteps.h"
 
 #include <QDate>
 #include <QList>
@@ -49,6 +50,11 @@ struct WaitRow
 //   task's delay minutes ("延播", started in the first second seen of that
 //   minute; still busy then: postponed again), or, with delay 0, spoken
 //   right after the broadcast that held it up;
+// - a clock step follows the media tasks' rule (see Scheduler): firings a
+//   forward step of less than three hours jumped over are spoken at once,
+//   one after the other; after a backward step nothing spoken is spoken
+//   again (a firing keeps its status for the day); a larger step forward
+//   leaves what it jumped over "超时";
 // - the list is not run with the switch off ("播音已停止，如果要开启请到主控面板
 //   操作！") or on a stop day ("现在是停播时间").
 class BroadcastScheduler : public QObject
@@ -97,6 +103,7 @@ private:
     QList<WaitRow> m_rows;
     QList<int> m_heldBack;  // rows with delay 0 waiting for the voice
     int m_lastMinute = -1;  // minute of the day last seen
+    ClockStepWatch m_steps;
 };
 
 } // namespace tav

@@ -10,12 +10,17 @@
 #include <QStringDecoder>
 #include <QStringEncoder>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace tav {
 
 QString fromGbk(const QByteArray &bytes)
 {
+    // ASCII is the same in GBK; a decoder is costly to make for every line.
+    if (std::all_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) < 0x80; }))
+        return QString::fromLatin1(bytes);
     QStringDecoder decoder("GBK");
     return decoder.decode(bytes);
 }
@@ -82,6 +87,9 @@ IniDocument IniDocument::fromBytes(const QByteArray &bytes)
         doc.m_lines.append(parse(bytes.mid(start, stop - start)));
         start = end + 1;
     }
+    // Indexed now: a document read from a file may be shared between
+    // threads, and reading it must not change it.
+    doc.indexSections();
     return doc;
 }
 
@@ -102,9 +110,20 @@ QByteArray IniDocument::toBytes() const
 void IniDocument::indexSections() const
 {
     m_sections.clear();
-    for (qsizetype i = 0; i < m_lines.size(); ++i)
-        if (m_lines[i].kind == Line::Section && !m_sections.contains(m_lines[i].folded))
-            m_sections.insert(m_lines[i].folded, i);
+    m_entries.clear();
+    qsizetype header = -1;
+    for (qsizetype i = 0; i < m_lines.size(); ++i) {
+        const Line &line = m_lines[i];
+        if (line.kind == Line::Section) {
+            header = i;
+            if (!m_sections.contains(line.folded))
+                m_sections.insert(line.folded, i);
+        } else if (line.kind == Line::Entry && header >= 0) {
+            const std::pair key{header, line.folded};
+            if (!m_entries.contains(key))
+                m_entries.insert(key, i);
+        }
+    }
     m_indexed = true;
 }
 
@@ -125,10 +144,9 @@ qsizetype IniDocument::sectionEnd(qsizetype header) const
 
 qsizetype IniDocument::entryLine(qsizetype header, const QString &foldedKey) const
 {
-    for (qsizetype i = header + 1; i < m_lines.size() && m_lines[i].kind != Line::Section; ++i)
-        if (m_lines[i].kind == Line::Entry && m_lines[i].folded == foldedKey)
-            return i;
-    return -1;
+    if (!m_indexed)
+        indexSections();
+    return m_entries.value(std::pair{header, foldedKey}, -1);
 }
 
 std::optional<QString> IniDocument::find(const QString &section, const QString &key) const
@@ -162,9 +180,11 @@ void IniDocument::setValue(const QString &section, const QString &key, const QSt
     const QString k = key.trimmed();
     const qsizetype header = sectionHeader(sec.toCaseFolded());
     if (header < 0) {
-        m_sections.insert(sec.toCaseFolded(), m_lines.size()); // appending moves no line
+        const qsizetype at = m_lines.size(); // appending moves no line
+        m_sections.insert(sec.toCaseFolded(), at);
         m_lines.append(parse(toGbk(u'[' + sec + u']')));
         m_lines.append(makeEntry(k, value));
+        m_entries.insert(std::pair{at, m_lines.last().folded}, at + 1);
         return;
     }
     const qsizetype line = entryLine(header, k.toCaseFolded());

@@ -56,9 +56,11 @@ private:
     static Line makeEntry(const QString &key, const QString &value);
 
     QList<Line> m_lines;
-    // First header line of each folded section name; rebuilt lazily after
-    // an edit that moves lines.
+    // First header line of each folded section name, and the first line of
+    // each folded key under each header; rebuilt lazily after an edit that
+    // moves lines, so that reading a list of n keys takes time in n.
     mutable QHash<QString, qsizetype> m_sections;
+    mutable QHash<std::pair<qsizetype, QString>, qsizetype> m_entries;
     mutable bool m_indexed = false;
 };
 

@@ -10,6 +10,10 @@
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
 
+#include <QFileInfo>
+
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace tav {
@@ -41,7 +45,7 @@ Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, S
                      PlaybackController &playback, MessageLog &log, Shutdown &shutdown,
                      Prompt &prompt, QObject *parent)
     : QObject(parent), m_clock(clock), m_settings(settings), m_store(store), m_stopDates(stopDates),
-      m_playback(playback), m_log(log), m_shutdown(shutdown), m_prompt(prompt)
+      m_playback(playback), m_log(log), m_shutdown(shutdown), m_prompt(prompt), m_steps(clock)
 {
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s) {
         switch (s) {
@@ -77,14 +81,48 @@ void Scheduler::delayStart(int seconds)
 void Scheduler::onSecond()
 {
     const QDateTime now = m_clock.now();
+    const qint64 key = wallKey(now.date(), zh::secondsOfDay(now.time()));
+    followStep(m_steps.observe(now), key);
     if (m_day.isValid() && now.date() != m_day)
         startDay();
-    if (m_shutdownDone != now.date() && zh::secondsOfDay(now.time()) == shutdownAt(m_settings)) {
+    const int shutdown = shutdownAt(m_settings);
+    if (m_shutdownDone != now.date() && shutdown >= 0
+        && (zh::secondsOfDay(now.time()) == shutdown || jumpedOver(now.date(), shutdown))) {
         m_shutdownDone = now.date();
         endOfDay();
     }
     if (m_enabled && !(m_holdUntil.isValid() && now < m_holdUntil))
         tick();
+    m_lastKey = key;
+    m_highWater = std::max(m_highWater, key);
+    m_jumpedFrom = -1;
+    m_catchUp = false;
+}
+
+void Scheduler::followStep(const ClockStep &step, qint64 key)
+{
+    if (!step.isStep())
+        return;
+    m_log.append(zh::stampedLine(m_clock.now(), step.text()));
+    if (step.isForward()) {
+        m_jumpedFrom = m_lastKey;
+        m_catchUp = !step.isCorrection();
+    } else if (step.isCorrection()) {
+        m_highWater = key; // the new time is simply used
+    } else {
+        m_noRepeatUntil = m_highWater;
+    }
+    if (step.isCorrection())
+        m_noRepeatUntil = -1;
+}
+
+bool Scheduler::jumpedOver(QDate today, int tod) const
+{
+    if (m_jumpedFrom < 0 || tod < 0)
+        return false;
+    const qint64 at = wallKey(today, tod);
+    const QDateTime now = m_clock.now();
+    return at > m_jumpedFrom && at < wallKey(now.date(), zh::secondsOfDay(now.time()));
 }
 
 void Scheduler::tick()
@@ -92,19 +130,21 @@ void Scheduler::tick()
     const QDateTime now = m_clock.now();
     const QDate today = now.date();
     const int t = zh::secondsOfDay(now.time());
+    // The working day's end jumped over ends it, even outside the hours now.
+    if (jumpedOver(today, workDayEndsAt(m_settings))) {
+        emit idleContentRequested(false);
+        endOfDay();
+        return;
+    }
     if (!withinWorkingHours(m_settings, t))
         return;
     const bool workingHours = m_settings.isOn(Switch::WorkingHours);
 
-    // A list built before midnight must not be used for the wrong day.
-    const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
-    for (const TodayTask &task : m_store.today())
-        if (task.start == t && TaskStore::playsOn(task.days(), weekday, date))
-            startTask(task, today);
+    startDueTasks(today, t);
 
     if (!m_runningEnd.isEmpty()) {
         const int end = zh::secondsOfDay(m_runningEnd);
-        if (end >= 0 && t > end && t - end < kEndGrace)
+        if (end >= 0 && ((t > end && t - end < kEndGrace) || jumpedOver(today, end)))
             endTask();
     }
 
@@ -116,27 +156,97 @@ void Scheduler::tick()
     }
 }
 
-void Scheduler::startTask(const TodayTask &task, QDate today)
+void Scheduler::startDueTasks(QDate today, int t)
+{
+    // A list built before midnight must not be used for the wrong day.
+    const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
+    QList<const TodayTask *> late, onTime;
+    for (const TodayTask &task : m_store.today()) {
+        if (task.start < 0 || !TaskStore::playsOn(task.days(), weekday, date))
+            continue;
+        if (task.start == t)
+            onTime.append(&task);
+        else if (m_catchUp && jumpedOver(today, task.start))
+            late.append(&task);
+    }
+    if (wallKey(today, t) <= m_noRepeatUntil) {
+        for (const TodayTask *task : std::as_const(onTime))
+            m_log.append(zh::stampedLine(m_clock.now(), u"时钟回拨，不重复开播："_s + task->name()));
+        return;
+    }
+    // Jumped-over starts first, in the order their times came; the later
+    // replaces the earlier as within one second.
+    std::stable_sort(late.begin(), late.end(),
+                     [](const TodayTask *a, const TodayTask *b) { return a->start < b->start; });
+    for (const TodayTask *task : std::as_const(late)) {
+        const int lateBy = t - task->start;
+        m_log.append(zh::stampedLine(m_clock.now(), u"补播："_s + task->name() + u"，应于"_s
+                                                        + zh::timeText(task->start) + u"开播，晚了"_s
+                                                        + stepSizeText(lateBy * 1000LL)));
+        // A task whose whole time was jumped over plays its length from now.
+        QString end = task->fields.at(3);
+        if (task->end > task->start && task->end < t)
+            end = zh::timeText(std::min(task->end + lateBy, kEndOfDay));
+        startTask(*task, today, end);
+    }
+    for (const TodayTask *task : std::as_const(onTime))
+        startTask(*task, today, task->fields.at(3));
+}
+
+void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end)
 {
     emit playerWindowRequested();
-    m_runningEnd = task.fields.at(3);
+    m_runningEnd = end;
     m_playback.stop();
     setStatus(u"正在播放："_s + task.name());
     m_log.append(zh::datedLine(today, u"开播："_s + task.name()));
     emit taskStarted(task.name());
-    const QStringList media = m_store.readMediaList(task.name());
-    m_playback.startTask(task.fields.at(6), media);
     const int units = task.fields.at(4).toInt();
     if (m_settings.isOn(Switch::UseTaskVolume))
         m_playback.setSlider(units);
     else
         m_playback.setPlayerVolume(PlaybackController::playerVolumeFor(units));
+
+    const quint64 generation = ++m_listGeneration;
+    const QString name = task.name(), mode = task.fields.at(6);
+    const QString listFile = m_store.listFileOf(name);
+    if (QFileInfo(listFile).size() <= kListReadInTick) {
+        int dropped = 0;
+        playList(generation, name, mode, TaskStore::readMediaList(m_store.dataDir(), name, &dropped), dropped);
+        return;
+    }
+    // A big list is read off the clockwork's thread: the seconds go on meanwhile.
+    const DataDir dir = m_store.dataDir();
+    m_listReaders.start([this, generation, dir, name, mode] {
+        int dropped = 0;
+        QStringList media = TaskStore::readMediaList(dir, name, &dropped);
+        QMetaObject::invokeMethod(this, [this, generation, name, mode, media = std::move(media), dropped] {
+            playList(generation, name, mode, media, dropped);
+        }, Qt::QueuedConnection);
+    });
+}
+
+void Scheduler::playList(quint64 generation, const QString &name, const QString &mode, const QStringList &media,
+                         int dropped)
+{
+    if (generation != m_listGeneration)
+        return; // another task started, or this one ended, while the list was read
+    if (dropped > 0)
+        m_log.append(zh::stampedLine(m_clock.now(), u"“%1”的列表超过%2项，多出的%3项未载入"_s.arg(name).arg(
+                                                        TaskStore::kMaxListItems).arg(dropped)));
+    m_playback.startTask(mode, media);
     if (media.isEmpty()) // says why nothing plays, without a look at the disk
-        m_playback.checkPaths(task.name(), m_prompt, m_store.listFileOf(task.name()));
+        m_playback.checkPaths(name, m_prompt, m_store.listFileOf(name));
+}
+
+Scheduler::~Scheduler()
+{
+    m_listReaders.waitForDone();
 }
 
 void Scheduler::endTask()
 {
+    ++m_listGeneration;
     m_playback.stopAndClear();
     m_runningEnd.clear();
     emit taskEnded();
@@ -232,6 +342,7 @@ void Scheduler::resume()
 
 void Scheduler::endOfDay()
 {
+    ++m_listGeneration;
     m_playback.stop();
     if (!m_runningEnd.isEmpty()) {
         m_runningEnd.clear();

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "core/clocksteps.h"
+
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QThreadPool>
 
 namespace tav {
 
@@ -35,6 +38,26 @@ struct NextTaskStatus
 // - a stop day or the end of the working day stops playback and the
 //   schedule, and powers the PC off when a shutdown switch is on;
 // - at midnight today's list is rebuilt and the stop-day check runs again;
+// - when the clock is stepped (a time service or an operator sets it, or
+//   daylight saving begins or ends), one rule holds, the one cron keeps.
+//   Tasks are kept in local wall time, so a daylight saving change is a
+//   step of local time by its hour although UTC runs on:
+//   * a forward step of less than three hours: the starts it jumped over
+//     happen at once, in the order of their times (so the last one plays on),
+//     each logged as late by the wall-clock time it missed; one whose end
+//     was jumped over as well plays its full length from now. In spring that
+//     is every task due in the skipped hour, started at 3:00 (late by its
+//     distance from 3:00 on the wall clock, though no real time was lost);
+//   * a backward step of less than three hours: nothing starts again until
+//     the clock is past the latest second it had already shown, so no task
+//     of the repeated hour of autumn starts twice;
+//   * a step of three hours or more is a correction: the new time is used
+//     as it is, nothing is made good or held back;
+//   * whatever its size, a forward step ends the running task when it
+//     jumped over its end time, and ends the working day or starts the
+//     daily shutdown when it jumped over their times;
+//   * every step is logged with its size; ticks without a step keep the
+//     rules above (equality to the second, the 50-second end window).
 // - the shutdown question never waits in the tick: it stays open while the
 //   seconds go on, and a "no" puts the schedule back to work at once;
 // - a change to the stop dates, weekday stops or working hours takes effect
@@ -56,9 +79,15 @@ public:
     static int workDayEndsAt(const Settings &settings);
     static int shutdownAt(const Settings &settings);
 
+    // A task's list file up to this size is read within the tick (a few
+    // milliseconds); a bigger one on a thread of its own, and its first item
+    // plays when it has been read.
+    static constexpr qint64 kListReadInTick = 256 * 1024;
+
     Scheduler(const Clock &clock, Settings &settings, TaskStore &store, StopDates &stopDates,
               PlaybackController &playback, MessageLog &log, Shutdown &shutdown, Prompt &prompt,
               QObject *parent = nullptr);
+    ~Scheduler() override;
 
     // Loads today's list and runs the stop-day check; the schedule runs
     // (setEnabled) unless today is a stop day.
@@ -84,7 +113,11 @@ public:
     void idleContentStarted();
     const QString &runningEnd() const { return m_runningEnd; }
     // The operator took the list over: the running task's end no longer stops it.
-    void cancelRunningEnd() { m_runningEnd.clear(); }
+    void cancelRunningEnd()
+    {
+        m_runningEnd.clear();
+        ++m_listGeneration; // a list still being read stays out of the operator's way
+    }
     const QString &status() const { return m_status; }
 
 signals:
@@ -96,7 +129,15 @@ signals:
     void stopDay();                      // the voice broadcast stays quiet today
 
 private:
-    void startTask(const TodayTask &task, QDate today);
+    void startTask(const TodayTask &task, QDate today, const QString &end);
+    void startDueTasks(QDate today, int t);
+    void playList(quint64 generation, const QString &name, const QString &mode, const QStringList &media,
+                  int dropped);
+    // Local wall time as whole seconds on one line (days and time of day).
+    static qint64 wallKey(QDate date, int secondsOfDay) { return date.toJulianDay() * 86400 + secondsOfDay; }
+    // The time of day `tod` of today was jumped over by this tick's forward step.
+    bool jumpedOver(QDate today, int tod) const;
+    void followStep(const ClockStep &step, qint64 key);
     void endTask();
     void shutdownStep();
     void shutdownDeclined();
@@ -119,6 +160,14 @@ private:
     QDate m_shutdownDone; // the daily shutdown time fires once a day
     bool m_stopDay = false;
     bool m_shutdownPending = false;
+    ClockStepWatch m_steps;
+    QThreadPool m_listReaders;
+    quint64 m_listGeneration = 0; // the task whose list is wanted
+    qint64 m_lastKey = -1;       // the wall second of the previous tick
+    qint64 m_highWater = -1;     // the latest wall second shown so far
+    qint64 m_jumpedFrom = -1;    // this tick followed a forward step from that second
+    bool m_catchUp = false;      // … small enough that the starts it jumped over happen
+    qint64 m_noRepeatUntil = -1; // after a backward step nothing starts up to this second
 };
 
 } // namespace tav

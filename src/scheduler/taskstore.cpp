@@ -45,12 +45,16 @@ void writeRecord(IniDocument &doc, int number, const TaskRecord &r)
 
 // The values of keys prefix0 … prefix<count - 1> of a section of a task's
 // list file, the count kept under "多媒体文件数量". A list holds at most what
-// a list box can, so a hostile count does not spin.
+// a list box can, so a hostile count does not spin; *dropped counts the rest.
 QStringList countedList(const IniDocument &doc, const QString &countKey, const QString &section,
-                        const QString &keyPrefix)
+                        const QString &keyPrefix, int *dropped = nullptr)
 {
-    const int count = qBound(0, doc.value(u"多媒体文件数量"_s, countKey).toInt(), 32767);
+    const int stated = qMax(0, doc.value(u"多媒体文件数量"_s, countKey).toInt());
+    const int count = qMin(stated, TaskStore::kMaxListItems);
+    if (dropped)
+        *dropped = stated - count;
     QStringList values;
+    values.reserve(count);
     for (int i = 0; i < count; ++i) {
         const QString value = doc.value(section, keyPrefix + QString::number(i));
         if (!value.isEmpty())
@@ -210,10 +214,10 @@ TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDa
     return DeleteResult::Deleted;
 }
 
-QStringList TaskStore::readMediaList(const QString &taskName) const
+QStringList TaskStore::readMediaList(const DataDir &dir, const QString &taskName, int *dropped)
 {
-    return countedList(*IniFile(m_dir.taskListFile(taskName)).read(), u"数量"_s, u"歌曲"_s,
-                       u"歌曲名称"_s);
+    return countedList(*IniFile(dir.taskListFile(taskName)).read(), u"数量"_s, u"歌曲"_s, u"歌曲名称"_s,
+                       dropped);
 }
 
 PictureList TaskStore::readPictureList(const QString &taskName) const

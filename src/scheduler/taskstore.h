@@ -96,7 +96,13 @@ public:
     // Deletes the task of row `row` after the operator confirms, then reloads.
     DeleteResult deleteTask(qsizetype row, Prompt &prompt, QDate today);
 
-    QStringList readMediaList(const QString &taskName) const;
+    // A list holds at most what a list box can; items past that are dropped
+    // and counted in *dropped. Reads only the task's list file, in time
+    // linear in its size, and may run on any thread.
+    static constexpr int kMaxListItems = 32767;
+    static QStringList readMediaList(const DataDir &dir, const QString &taskName, int *dropped = nullptr);
+    QStringList readMediaList(const QString &taskName) const { return readMediaList(m_dir, taskName); }
+    const DataDir &dataDir() const { return m_dir; }
     QString listFileOf(const QString &taskName) const { return m_dir.taskListFile(taskName); }
     PictureList readPictureList(const QString &taskName) const;
 

@@ -306,3 +306,41 @@ TEST_F(BroadcastDay, AHundredKilobyteTextIsCutAndSaidSo)
     EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 5000));
     EXPECT_TRUE(QFileInfo(voicePlayer.currentUrl()).size() > 0);
 }
+
+// The clock stepped: what a small forward step jumped over is spoken late,
+// what was spoken is never spoken again, a correction leaves the past overdue.
+TEST_F(BroadcastDay, ClockStepsSpeakWhatWasJumpedOverOnceAndNothingTwice)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
+    add(u"课间"_s, u"08:40:00"_s, u"课间操"_s);
+    add(u"午安"_s, u"12:00:00"_s, u"午安"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 08:29:59");
+    auto tickEachSecond = [&](int seconds) {
+        for (int i = 0; i < seconds; ++i) {
+            clock.advance(1);
+            scheduler.tick();
+        }
+    };
+    tickEachSecond(11); // 8:30:10, 早安 speaking
+    ASSERT_EQ(broadcastPlayer.opened.size(), 1);
+    clock.step(-60);
+    tickEachSecond(90); // 8:30:00 comes again
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+    playThroughReading();
+    ASSERT_TRUE(restored());
+
+    clock.step(3600); // 8:30:40 → 9:30:41: 课间 is spoken at once
+    tickEachSecond(1);
+    EXPECT_EQ(scheduler.rows()[1].status, Status::Spoken);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
+    EXPECT_TRUE(log.text().contains(u"补播：课间，应于8:40:00播出，晚了50分41秒")) << log.text().toStdString();
+    playThroughReading();
+    ASSERT_TRUE(restored());
+
+    clock.step(3 * 3600); // 9:30:42 → 12:30:43: a correction
+    tickEachSecond(1);
+    EXPECT_EQ(scheduler.rows()[2].status, Status::Overdue);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
+}

@@ -25,16 +25,27 @@ inline void PrintTo(const QString &text, std::ostream *out)
 
 namespace tav::test {
 
+// set() and advance() let time pass (the monotonic clock moves the same
+// way, even back: a test rewinding is not a clock step); step() sets the wall
+// clock as a time service does, leaving the monotonic clock where it is.
 class FakeClock final : public Clock
 {
 public:
     explicit FakeClock(QDateTime t) : m_now(std::move(t)) {}
     QDateTime now() const override { return m_now; }
-    void set(const QDateTime &t) { m_now = t; }
-    void advance(int seconds) { m_now = m_now.addSecs(seconds); }
+    qint64 monotonicMs() const override { return m_mono; }
+    void set(const QDateTime &t)
+    {
+        m_mono += m_now.msecsTo(t);
+        m_now = t;
+    }
+    void advance(int seconds) { set(m_now.addSecs(seconds)); }
+    void advanceMs(qint64 ms) { set(m_now.addMSecs(ms)); }
+    void step(qint64 seconds) { m_now = m_now.addSecs(seconds); }
 
 private:
     QDateTime m_now;
+    qint64 m_mono = 1'000'000;
 };
 
 // Records what it was told to play; the test decides when items end or fail.
