@@ -66,11 +66,48 @@ Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, S
 
 void Scheduler::startDay()
 {
+    ++m_dayGeneration;
+    m_dayLoadingSince = -1;
     m_day = m_clock.now().date();
     m_store.load(m_day);
     m_stopDay = false;
     m_shutdownPending = false;
     m_enabled = !stopDayCheck();
+}
+
+void Scheduler::newDay(qint64 key)
+{
+    if (QFileInfo(m_store.dataDir().song()).size() <= kListReadInTick) {
+        startDay();
+        return;
+    }
+    // A big task file is read on a thread of its own; the ticks go on and
+    // start nothing until it is in, then the starts they held back happen,
+    // late, as after a forward step.
+    m_day = m_clock.now().date();
+    const quint64 generation = ++m_dayGeneration;
+    m_dayLoadingSince = key - 1;
+    const DataDir dir = m_store.dataDir();
+    m_listReaders.start([this, generation, dir] {
+        TaskStore::TaskFile file = TaskStore::readTaskFile(dir);
+        QMetaObject::invokeMethod(this, [this, generation, file = std::move(file)]() mutable {
+            if (generation != m_dayGeneration)
+                return; // the day was started afresh meanwhile
+            const qint64 from = std::exchange(m_dayLoadingSince, -1);
+            m_store.apply(std::move(file), m_day);
+            m_stopDay = false;
+            m_shutdownPending = false;
+            m_enabled = !stopDayCheck();
+            const QDateTime now = m_clock.now();
+            if (!m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
+                return;
+            m_jumpedFrom = from;
+            m_catchUp = true;
+            tick();
+            m_jumpedFrom = -1;
+            m_catchUp = false;
+        }, Qt::QueuedConnection);
+    });
 }
 
 void Scheduler::delayStart(int seconds)
@@ -84,7 +121,7 @@ void Scheduler::onSecond()
     const qint64 key = wallKey(now.date(), zh::secondsOfDay(now.time()));
     followStep(m_steps.observe(now), key);
     if (m_day.isValid() && now.date() != m_day)
-        startDay();
+        newDay(key);
     const int shutdown = shutdownAt(m_settings);
     if (m_shutdownDone != now.date() && shutdown >= 0
         && (zh::secondsOfDay(now.time()) == shutdown || jumpedOver(now.date(), shutdown))) {
@@ -160,6 +197,10 @@ void Scheduler::startDueTasks(QDate today, int t)
 {
     // A list built before midnight must not be used for the wrong day.
     const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
+    const qint64 key = wallKey(today, t);
+    if (m_dayLoadingSince >= 0 || key == m_startsDoneAt)
+        return; // today's tasks are not in yet, or this second's starts are done
+    m_startsDoneAt = key;
     QList<const TodayTask *> late, onTime;
     for (const TodayTask &task : m_store.today()) {
         if (task.start < 0 || !TaskStore::playsOn(task.days(), weekday, date))
@@ -169,7 +210,7 @@ void Scheduler::startDueTasks(QDate today, int t)
         else if (m_catchUp && jumpedOver(today, task.start))
             late.append(&task);
     }
-    if (wallKey(today, t) <= m_noRepeatUntil) {
+    if (key <= m_noRepeatUntil) {
         for (const TodayTask *task : std::as_const(onTime))
             m_log.append(zh::stampedLine(m_clock.now(), u"时钟回拨，不重复开播："_s + task->name()));
         return;

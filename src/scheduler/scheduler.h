@@ -38,6 +38,10 @@ struct NextTaskStatus
 // - a stop day or the end of the working day stops playback and the
 //   schedule, and powers the PC off when a shutdown switch is on;
 // - at midnight today's list is rebuilt and the stop-day check runs again;
+//   a task file too big to read within a tick is read on a thread of its
+//   own: nothing starts until it is in, then what fell due meanwhile starts
+//   at once, late; a task's big list file is read likewise, its first item
+//   playing when it is in (the task has started and is logged at once);
 // - when the clock is stepped (a time service or an operator sets it, or
 //   daylight saving begins or ends), one rule holds, the one cron keeps.
 //   Tasks are kept in local wall time, so a daylight saving change is a
@@ -131,6 +135,7 @@ signals:
 private:
     void startTask(const TodayTask &task, QDate today, const QString &end);
     void startDueTasks(QDate today, int t);
+    void newDay(qint64 key);
     void playList(quint64 generation, const QString &name, const QString &mode, const QStringList &media,
                   int dropped);
     // Local wall time as whole seconds on one line (days and time of day).
@@ -162,6 +167,9 @@ private:
     bool m_shutdownPending = false;
     ClockStepWatch m_steps;
     QThreadPool m_listReaders;
+    quint64 m_dayGeneration = 0;
+    qint64 m_dayLoadingSince = -1; // a new day's task file is being read since this second
+    qint64 m_startsDoneAt = -1;    // the second whose starts have been made
     quint64 m_listGeneration = 0; // the task whose list is wanted
     qint64 m_lastKey = -1;       // the wall second of the previous tick
     qint64 m_highWater = -1;     // the latest wall second shown so far

@@ -96,18 +96,22 @@ TaskStore::Due TaskStore::dueOn(const TaskRecord &r, QDate date, const Settings 
 
 void TaskStore::load(QDate today, bool rewriteFile)
 {
-    const auto doc = IniFile(m_dir.song()).read();
+    apply(readTaskFile(m_dir), today, rewriteFile);
+}
+
+TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
+{
+    const auto doc = IniFile(dir.song()).read();
     // Sections are read by number up to one past the count the profile
     // block reports; a task numbered beyond that is not seen.
     const int n = int(profileSectionNames(*doc).size());
-    bool gap = false;
-    m_rows.clear();
+    TaskFile file;
     for (int i = 1; i <= n + 1; ++i) {
         const QString section = kSectionPrefix + QString::number(i);
         TaskRecord r;
         r.name = profileString(*doc, section, kKeys[0], kReadBuffer);
         if (r.name.isEmpty()) {
-            gap = gap || i <= n;
+            file.gap = file.gap || i <= n;
             continue;
         }
         r.section = i;
@@ -117,8 +121,15 @@ void TaskStore::load(QDate today, bool rewriteFile)
         r.days = profileString(*doc, section, kKeys[4], kReadBuffer);
         r.mode = profileString(*doc, section, kKeys[5], kReadBuffer);
         r.remind = profileString(*doc, section, kKeys[6], kReadBuffer);
-        m_rows.append(r);
+        file.rows.append(r);
     }
+    return file;
+}
+
+void TaskStore::apply(TaskFile file, QDate today, bool rewriteFile)
+{
+    m_rows = std::move(file.rows);
+    const bool gap = file.gap;
 
     QString joined;
     for (qsizetype row = 0; row < m_rows.size(); ++row) {

@@ -63,6 +63,15 @@ public:
     // The file is rewritten gapless when `rewrite` is set or a section
     // number within the count was empty.
     void load(QDate today, bool rewrite = false);
+    // load() in two halves: reading the file, which may run on any thread,
+    // and taking its rows in.
+    struct TaskFile
+    {
+        QList<TaskRecord> rows;
+        bool gap = false; // a section number within the count was empty
+    };
+    static TaskFile readTaskFile(const DataDir &dir);
+    void apply(TaskFile file, QDate today, bool rewrite = false);
     // Only reads: load() leaves the file as it is (for reports on a folder
     // a station may be running on).
     void setReadOnly(bool on) { m_readOnly = on; }

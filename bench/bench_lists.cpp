@@ -1,0 +1,123 @@
+// How big a list file and a task file may be before a start misses its
+// second. Prints, for each size, how long reading takes and how long the
+// tick that starts a task with that list (or reloads that task file at
+// midnight) holds the clockwork's thread.
+#include "core/ini.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "core/zhtext.h"
+#include "fakes/fakes.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/scheduler.h"
+#include "scheduler/stopdates.h"
+#include "scheduler/taskstore.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+namespace {
+
+QByteArray listFile(int count)
+{
+    QString text = u"[多媒体文件数量]\r\n数量=%1\r\n[歌曲]\r\n"_s.arg(count);
+    for (int i = 0; i < count; ++i)
+        text += u"歌曲名称%1=/srv/media/节目/第%1集.mp3\r\n"_s.arg(i);
+    return tav::toGbk(text);
+}
+
+QByteArray songFile(int tasks)
+{
+    QString text;
+    for (int i = 1; i <= tasks; ++i)
+        text += u"[FileInfo%1]\r\nName=定时任务%1\r\nTime=%2\r\nDuration=%3\r\nType=50000\r\nDevice=每天\r\n"
+                "Recurrence=循环\r\nRemind=开\r\n"_s.arg(i)
+                    .arg(tav::zh::timeText(3600 + i % 80000), tav::zh::timeText(3600 + i % 80000 + 30));
+    return tav::toGbk(text);
+}
+
+struct Station
+{
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 08:59:59")};
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{player, settings, log, clock};
+    tav::TaskStore store{dir, settings};
+    tav::StopDates stopDates{dir};
+    tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};
+};
+
+double msSince(const QElapsedTimer &t)
+{
+    return double(t.nsecsElapsed()) / 1e6;
+}
+
+void lists()
+{
+    std::printf("list items  file KB  read ms  tick ms  first item after ms\n");
+    for (int count : {1000, 5000, 10000, 32767, 100000, 300000}) {
+        Station s;
+        s.d.writeBytes(u"【SONG】.ini"_s, tav::toGbk(u"[FileInfo1]\r\nName=大列表\r\nTime=9:00:00\r\nDuration=9:30:00\r\n"
+                                                   "Type=50000\r\nDevice=每天\r\nRecurrence=循环\r\nRemind=开\r\n"_s));
+        const QByteArray bytes = listFile(count);
+        s.d.writeBytes(u"大列表.ini"_s, bytes);
+        QElapsedTimer read;
+        read.start();
+        const int items = int(tav::TaskStore::readMediaList(s.dir, u"大列表"_s).size());
+        const double readMs = msSince(read);
+        s.settings.load();
+        s.scheduler.startDay();
+        s.clock.set(at("2026-11-23 09:00:00"));
+        QElapsedTimer tick;
+        tick.start();
+        s.scheduler.onSecond();
+        const double tickMs = msSince(tick);
+        if (!QTest::qWaitFor([&] { return !s.player.opened.isEmpty(); }, 60000))
+            std::printf("the first item never came\n");
+        std::printf("%10d %8lld %8.1f %8.1f %10.1f  (%d items kept)\n", count, qint64(bytes.size() / 1024), readMs,
+                    tickMs, msSince(tick), items);
+    }
+}
+
+void songs()
+{
+    std::printf("\ntasks  file KB  midnight tick ms  read in after ms\n");
+    for (int tasks : {200, 2000, 20000, 100000, 400000}) {
+        Station s;
+        const QByteArray bytes = songFile(tasks);
+        s.d.writeBytes(u"【SONG】.ini"_s, bytes);
+        s.clock.set(at("2026-11-23 23:59:59"));
+        s.settings.load();
+        s.scheduler.startDay();
+        s.scheduler.onSecond();
+        s.clock.set(at("2026-11-24 00:00:00"));
+        QElapsedTimer tick;
+        tick.start();
+        s.scheduler.onSecond();
+        const double tickMs = msSince(tick);
+        if (!QTest::qWaitFor([&] { return s.store.listDate() == QDate(2026, 11, 24); }, 120000))
+            std::printf("the new day's tasks never came\n");
+        std::printf("%6d %8lld %10.1f %12.1f  (%lld tasks listed)\n", tasks, qint64(bytes.size() / 1024), tickMs,
+                    msSince(tick), qint64(s.store.rows().size()));
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    lists();
+    songs();
+    return 0;
+}

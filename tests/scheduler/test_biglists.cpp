@@ -1,0 +1,100 @@
+// Big list files never hold back the once-a-second clockwork.
+#include "core/ini.h"
+#include "scheduler/schedulerfixture.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QTest>
+
+namespace {
+
+// A task's list file of `count` items, written in one go.
+void writeBigList(const tav::test::DataFolder &d, const QString &task, int count)
+{
+    QString text = u"[多媒体文件数量]\r\n数量=%1\r\n[歌曲]\r\n"_s.arg(count);
+    text.reserve(count * 40);
+    for (int i = 0; i < count; ++i)
+        text += u"歌曲名称%1=/srv/media/%1.mp3\r\n"_s.arg(i);
+    d.writeBytes(task + u".ini"_s, tav::toGbk(text));
+}
+
+} // namespace
+
+TEST_F(SchedulerTest, AHundredThousandItemListHoldsNoStartBackAndIsCutAt32767)
+{
+    addTask(1, u"大列表"_s, u"9:00:00"_s, u"9:30:00"_s);
+    addTask(2, u"紧随"_s, u"9:00:02"_s, u"9:30:00"_s);
+    writeBigList(d, u"大列表"_s, 100'000);
+    startAt("2026-11-23 08:59:59");
+
+    QElapsedTimer tick;
+    tick.start();
+    secondsAt({"2026-11-23 09:00:00"});
+    EXPECT_LT(tick.elapsed(), 500) << "the list was read within the tick"; // it takes seconds there
+    EXPECT_EQ(scheduler.status(), u"正在播放：大列表"); // started at once, its first item follows
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !player.opened.isEmpty(); }, 10000));
+    EXPECT_EQ(player.opened, QStringList{u"/srv/media/0.mp3"_s});
+    EXPECT_EQ(playback.items().size(), 32767);
+    EXPECT_EQ(playback.items().last(), u"/srv/media/32766.mp3");
+    EXPECT_TRUE(log.text().contains(u"“大列表”的列表超过32767项，多出的67233项未载入")) << log.text().toStdString();
+
+    secondsAt({"2026-11-23 09:00:01", "2026-11-23 09:00:02"});
+    EXPECT_EQ(player.currentUrl(), u"/m/紧随-a.mp3");
+}
+
+TEST_F(SchedulerTest, AListStillBeingReadWhenTheNextTaskStartsNeverPlays)
+{
+    addTask(1, u"大列表"_s, u"9:00:00"_s, u"9:30:00"_s);
+    addTask(2, u"紧随"_s, u"9:00:00"_s, u"9:30:00"_s);
+    writeBigList(d, u"大列表"_s, 100'000);
+    startAt("2026-11-23 08:59:59");
+    secondsAt({"2026-11-23 09:00:00"}); // the later task of the same second wins
+    EXPECT_EQ(player.currentUrl(), u"/m/紧随-a.mp3");
+    QTest::qWait(1500);
+    EXPECT_EQ(player.opened, QStringList{u"/m/紧随-a.mp3"_s});
+    EXPECT_EQ(playback.items().size(), 2);
+}
+
+TEST(IniDocument, ReadingAListTakesTimeInItsLength)
+{
+    auto listOf = [](int count) {
+        QString text = u"[歌曲]\r\n"_s;
+        for (int i = 0; i < count; ++i)
+            text += u"歌曲名称%1=/srv/media/%1.mp3\r\n"_s.arg(i);
+        return tav::toGbk(text);
+    };
+    auto timeToRead = [&](int count) {
+        const tav::IniDocument doc = tav::IniDocument::fromBytes(listOf(count));
+        QElapsedTimer t;
+        t.start();
+        for (int i = 0; i < count; ++i)
+            if (doc.value(u"歌曲"_s, u"歌曲名称%1"_s.arg(i)).isEmpty())
+                ADD_FAILURE() << i;
+        return t.nsecsElapsed();
+    };
+    // Looking each key up from the top of its section took seconds here
+    // (1.8 billion comparisons); an index takes a fraction of one.
+    const qint64 ns = timeToRead(60000);
+    EXPECT_LT(ns, 2'000'000'000) << ns << " ns for 60,000 keys";
+}
+
+TEST_F(SchedulerTest, ABigTaskFileIsReadAtMidnightWithoutStoppingTheSeconds)
+{
+    addTask(1, u"午夜"_s, u"0:00:01"_s, u"0:30:00"_s);
+    // Padding past what a tick may read: a long section of notes.
+    QString notes = u"\n[备注]\n"_s;
+    for (int i = 0; i < 20000; ++i)
+        notes += u"第%1行=这一行只是为了把文件撑大而已\n"_s.arg(i);
+    d.write(u"【SONG】.ini"_s, songs + notes);
+    ASSERT_GT(QFileInfo(d.file(u"【SONG】.ini"_s)).size(), tav::Scheduler::kListReadInTick);
+    startAt("2026-11-23 23:59:59");
+    QElapsedTimer tick;
+    tick.start();
+    secondsAt({"2026-11-24 00:00:00", "2026-11-24 00:00:01"});
+    EXPECT_LT(tick.elapsed(), 500) << "the task file was read within the tick";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return store.listDate() == QDate(2026, 11, 24); }, 10000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(player.opened.count(u"/m/午夜-a.mp3"_s), 1) << log.text().toStdString();
+    secondsAt({"2026-11-24 00:00:02"});
+    EXPECT_EQ(player.opened.size(), 1);
+}
