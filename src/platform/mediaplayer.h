@@ -48,6 +48,14 @@ public:
     virtual QList<AudioDevice> audioDevices() const { return {}; }
     virtual void setAudioDevice(const QString &name) { Q_UNUSED(name) }
 
+    // How far the current item has played, in milliseconds; -1 while nothing
+    // has played yet or when the backend cannot say. It stops moving when
+    // sound stops flowing: a stalled stream, an output that went away.
+    virtual qint64 progressMs() const { return -1; }
+    // Closes and opens the sound output again (a device that vanished and
+    // came back); false when the backend cannot.
+    virtual bool reopenOutput() { return false; }
+
 signals:
     void stateChanged(tav::MediaPlayer::State state);
     void errorOccurred(const QString &url);

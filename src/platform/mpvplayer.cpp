@@ -70,6 +70,7 @@ QString mpvError(int code)
 // reply_userdata of the "vo-configured" observation; loadfile replies use
 // generation numbers, which are other events anyway.
 constexpr std::uint64_t kVideoOutputObserver = 1;
+constexpr std::uint64_t kProgressObserver = 2;
 
 } // namespace
 
@@ -145,6 +146,7 @@ MpvPlayer::MpvPlayer(const QStringList &options, QObject *parent)
         m_volume = std::clamp(qRound(volume), 0, 100);
     m_baseFilters = takeMpvString(mpv_get_property_string(m_mpv, "af"));
     mpv_observe_property(m_mpv, kVideoOutputObserver, "vo-configured", MPV_FORMAT_FLAG);
+    mpv_observe_property(m_mpv, kProgressObserver, "time-pos", MPV_FORMAT_DOUBLE);
 
     mpv_set_wakeup_callback(m_mpv, &MpvPlayer::wakeup, this);
     wakeup(this);
@@ -204,6 +206,12 @@ void MpvPlayer::drainEvents()
         }
         case MPV_EVENT_PROPERTY_CHANGE: {
             const auto *property = static_cast<const mpv_event_property *>(raw->data);
+            if (raw->reply_userdata == kProgressObserver) {
+                // Only while our item is the one mpv plays.
+                const bool ours = m_entries.contains(m_coreEntry) && property->format == MPV_FORMAT_DOUBLE;
+                m_progressMs = ours ? qint64(*static_cast<const double *>(property->data) * 1000.0) : -1;
+                continue;
+            }
             if (raw->reply_userdata != kVideoOutputObserver)
                 continue;
             const bool active = property->format == MPV_FORMAT_FLAG
@@ -399,6 +407,7 @@ void MpvPlayer::open(const QString &url)
     m_entries.clear();
     m_outputBegan = false;
     m_announced = false;
+    m_progressMs = -1;
     trace(u"open"_s, url);
     if (!m_mpv || m_coreGone) {
         failLater(url);
@@ -481,6 +490,14 @@ QList<MediaPlayer::AudioDevice> MpvPlayer::audioDevices() const
     }
     mpv_free_node_contents(&node);
     return devices;
+}
+
+bool MpvPlayer::reopenOutput()
+{
+    if (!m_mpv || m_coreGone)
+        return false;
+    const char *command[] = {"ao-reload", nullptr};
+    return mpv_command_async(m_mpv, 0, command) >= 0;
 }
 
 void MpvPlayer::setAudioDevice(const QString &name)

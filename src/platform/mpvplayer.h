@@ -61,6 +61,10 @@ public:
     void setBalance(int balance) override;
     QList<AudioDevice> audioDevices() const override;
     void setAudioDevice(const QString &name) override;
+    // mpv's time-pos of our item, as last reported (observed, never asked:
+    // a core busy opening a stream would keep the caller waiting).
+    qint64 progressMs() const override { return m_progressMs; }
+    bool reopenOutput() override;
 
     // Video output through mpv's render API, for a video widget. Frames reach
     // a render context only with the option vo=libmpv; with the default
@@ -132,6 +136,7 @@ private:
     bool m_outputBegan = false;
     bool m_announced = false;
 
+    qint64 m_progressMs = -1;
     int m_volume = 100;
     int m_balanceSide = 0; // -1 left only, 0 both, 1 right only
     QString m_baseFilters; // audio filters given in the options

@@ -56,6 +56,8 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     m_slider = qBound(0, int(std::lround(m_player.volume() * 655.35)), kMaxSlider);
     m_timer1.setInterval(1000);
     connect(&m_timer1, &QTimer::timeout, this, &PlaybackController::nextItemStep);
+    m_watchdog.setInterval(1000);
+    connect(&m_watchdog, &QTimer::timeout, this, &PlaybackController::checkProgress);
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
         if (s == MediaPlayer::State::Stopped)
             m_timer1.start(); // (re)armed: the step runs one second from now
@@ -152,6 +154,44 @@ void PlaybackController::playSong()
     emit itemOpening(currentText()); // its picture's window first
     m_player.open(currentText());
     emit playKeyChanged(true);
+    m_watchedSince = m_clock.monotonicMs(); // the stall is timed from the opening
+    m_watchedProgress = m_player.progressMs();
+    m_watchedUrl = m_player.currentUrl();
+    m_watchdog.start();
+}
+
+void PlaybackController::checkProgress()
+{
+    const MediaPlayer::State state = m_player.state();
+    if (state == MediaPlayer::State::Stopped || state == MediaPlayer::State::Paused) {
+        m_watchedSince = -1;
+        if (state == MediaPlayer::State::Stopped && m_items.isEmpty())
+            m_watchdog.stop();
+        return;
+    }
+    const qint64 now = m_clock.monotonicMs();
+    const qint64 progress = m_player.progressMs();
+    const QString url = m_player.currentUrl();
+    if (m_watchedSince < 0 || progress != m_watchedProgress || url != m_watchedUrl) {
+        m_watchedSince = now;
+        m_watchedProgress = progress;
+        m_watchedUrl = url;
+        return;
+    }
+    const bool playing = state == MediaPlayer::State::Playing;
+    if ((playing && progress < 0) || now - m_watchedSince < m_stallMs)
+        return; // a backend that cannot tell is trusted; a stall has its time
+    m_watchedSince = -1;
+    const QString seconds = QString::number(m_stallMs / 1000);
+    m_log.append(zh::stampedLine(m_clock.now(), u"文件错误:"_s + url));
+    if (playing) {
+        m_log.append(zh::stampedLine(m_clock.now(), u"播放中%1秒无声，重新打开声音输出"_s.arg(seconds)));
+        if (!m_player.reopenOutput())
+            m_log.append(zh::stampedLine(m_clock.now(), u"声音输出无法重新打开"_s));
+    } else {
+        m_log.append(zh::stampedLine(m_clock.now(), u"%1秒仍未开始播放：%2"_s.arg(seconds, url)));
+    }
+    m_player.stop(); // the next-item step follows
 }
 
 void PlaybackController::stop()

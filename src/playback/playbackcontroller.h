@@ -31,6 +31,12 @@ std::optional<PlayMode> playModeFromName(const QString &name);
 //   else is already loading or playing;
 // - a file that cannot be played is logged ("文件错误:" + path) and the list
 //   moves on to the next item, never wrapping from the last;
+// - an item that makes no progress for kStallMs (a stream that connects
+//   and never sends or stalls, an output device that vanished, an engine
+//   that stopped reporting) is an error like any other: "文件错误:" + path
+//   is logged; when it had been playing, the dead air is logged and the
+//   sound output is reopened; then the item is stopped and the next-item
+//   step follows a second later (so a looping radio stream is tried again);
 // - player volume = slider units (0 to 65535) / 655.35, halves to even;
 // - the slider always shows the volume in force, whatever set it (a task,
 //   the operator, mute, another subsystem turning the music down): every
@@ -41,6 +47,7 @@ class PlaybackController : public QObject
     Q_OBJECT
 public:
     static constexpr int kMaxSlider = 65535;
+    static constexpr qint64 kStallMs = 15000;
     // Right channel: the player gets 10000, the file keeps 0, so a restart
     // comes back with both channels.
     static constexpr int kBalance[3] = {0, -10000, 10000};
@@ -75,6 +82,9 @@ public:
     // The task has ended: stop and empty the list.
     void stopAndClear();
     void nextItemStep();
+    // The watchdog's look, once a second while an item is loading or playing.
+    void checkProgress();
+    void setStallTimeout(qint64 ms) { m_stallMs = ms; }
     bool isNextStepArmed() const { return m_timer1.isActive(); }
     bool nowPlaying() const { return m_nowPlaying; }
 
@@ -147,6 +157,11 @@ private:
     int m_channel = 0;
     bool m_nowPlaying = false;
     QTimer m_timer1;
+    QTimer m_watchdog;
+    qint64 m_stallMs = kStallMs;
+    qint64 m_watchedProgress = -1;
+    qint64 m_watchedSince = -1; // monotonic ms since the progress last moved; -1 not watching
+    QString m_watchedUrl;
     std::function<int()> m_pictureCount;
     std::function<double()> m_random;
 };

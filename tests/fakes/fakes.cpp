@@ -11,6 +11,7 @@ namespace tav::test {
 void FakePlayer::open(const QString &url)
 {
     m_url = url;
+    progress = -1;
     opened.append(url);
     setState(State::Loading);
 }

@@ -65,6 +65,14 @@ public:
     void setAudioDevice(const QString &name) override { device = name; }
     QList<AudioDevice> devices; // none unless a test gives some
     QString device;
+    qint64 progressMs() const override { return progress; }
+    bool reopenOutput() override
+    {
+        ++reopened;
+        return true;
+    }
+    qint64 progress = -1; // the test moves it on while the item "sounds"
+    int reopened = 0;
 
     // The current item plays to its end / cannot be played / starts sounding.
     void finish() { setState(State::Stopped); }

@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QSignalSpy>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -235,4 +236,75 @@ TEST_F(ControllerTest, ThePlayingItemIsNamedOnceItSounds)
     itemEnds();
     player.begin();
     EXPECT_EQ(named.last().at(0).toString(), u"http://radio/live");
+}
+
+// The watchdog, looking once a second on the fake clock.
+class WatchdogTest : public ControllerTest
+{
+protected:
+    // `seconds` seconds of the watchdog's looks; the item sounds on if told.
+    void watch(int seconds, bool sounding)
+    {
+        for (int i = 0; i < seconds; ++i) {
+            clock.advance(1);
+            if (sounding && player.state() == tav::MediaPlayer::State::Playing)
+                player.progress += 1000;
+            pc.checkProgress();
+        }
+    }
+};
+
+TEST_F(WatchdogTest, AStreamThatNeverSendsIsAFileErrorAfterFifteenSeconds)
+{
+    pc.startTask(u"顺序"_s, {u"http://radio.example/live"_s, u"/m/2.mp3"_s});
+    watch(14, false); // connected, loading, nothing comes
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Loading);
+    EXPECT_TRUE(log.text().isEmpty());
+    watch(1, false);
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_TRUE(log.text().contains(u"]文件错误:http://radio.example/live")) << log.text().toStdString();
+    EXPECT_TRUE(log.text().contains(u"]15秒仍未开始播放：http://radio.example/live"));
+    EXPECT_EQ(player.reopened, 0);
+    ASSERT_TRUE(pc.isNextStepArmed());
+    pc.nextItemStep();
+    EXPECT_EQ(player.currentUrl(), u"/m/2.mp3");
+}
+
+TEST_F(WatchdogTest, DeadAirWhilePlayingReopensTheOutputAndMovesOn)
+{
+    pc.startTask(u"循环"_s, {u"http://radio.example/live"_s});
+    player.begin();
+    watch(60, true); // sounding for a minute: nothing to say
+    EXPECT_TRUE(log.text().isEmpty());
+    watch(14, false); // the output vanished: progress stands still
+    EXPECT_TRUE(log.text().isEmpty());
+    watch(1, false);
+    EXPECT_TRUE(log.text().contains(u"]文件错误:http://radio.example/live"));
+    EXPECT_TRUE(log.text().contains(u"]播放中15秒无声，重新打开声音输出"));
+    EXPECT_EQ(player.reopened, 1);
+    pc.nextItemStep(); // a looping stream is tried again
+    EXPECT_EQ(player.opened.size(), 2);
+}
+
+TEST_F(WatchdogTest, PausedItemsAndBackendsThatCannotTellAreLeftAlone)
+{
+    pc.startTask(u"顺序"_s, three);
+    player.begin();
+    player.progress = 5000;
+    pc.pause();
+    watch(60, false);
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Paused);
+    pc.resume();
+    player.progress = -1; // playing, but the backend gives no position
+    watch(60, false);
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Playing);
+    EXPECT_TRUE(log.text().isEmpty());
+}
+
+TEST_F(WatchdogTest, ItRunsOnItsOwnOnceAnItemIsOpened)
+{
+    pc.setStallTimeout(0);
+    pc.startTask(u"顺序"_s, three);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == tav::MediaPlayer::State::Stopped; }, 5000));
+    EXPECT_TRUE(log.text().contains(u"文件错误:/m/1.mp3"));
 }
