@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <csignal>
 
@@ -72,6 +73,8 @@ struct Station
         fake.close();
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"PATH"_s, data.file(u"bin"_s) + u':' + env.value(u"PATH"_s));
+        for (const QString &name : extraEnv.keys())
+            env.insert(name, extraEnv.value(name));
         process.setProcessEnvironment(env);
         process.start(QString::fromUtf8(TAVPLAYER_BIN),
                       {u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace(),
@@ -83,6 +86,15 @@ struct Station
         ASSERT_TRUE(process.waitForStarted(5000));
     }
     QByteArray traceText() const { return tav::test::DataFolder::readAll(trace()); }
+    qsizetype starts(const QString &name) const
+    {
+        return QString::fromUtf8(traceText()).count(u" start "_s + name + u'\n');
+    }
+    QString playLog() const
+    {
+        return tav::fromGbk(tav::test::DataFolder::readAll(data.file(u"【PLAYLOG】.txt"_s)));
+    }
+    QProcessEnvironment extraEnv;
     // Ends the station as an operator's Ctrl+C does; it must exit cleanly.
     void stop(int signal = SIGTERM)
     {
@@ -277,3 +289,138 @@ TEST(Headless, BroadcastPlaysItsToneThenSpeaksAtItsSecond)
     EXPECT_TRUE(trace.contains("broadcast")) << trace.toStdString();
 }
 
+
+// The real binary under libfaketime: its wall clock is read from a file the
+// test rewrites, its monotonic clock left alone, so that setting the clock
+// is seen as it is on a real machine.
+namespace {
+
+const char *const kFaketimeLib = "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1";
+
+class FakeTime
+{
+public:
+    // The station's clock starts at `utc` (seconds since the epoch) in `zone`.
+    FakeTime(Station &st, qint64 utc, const QString &zone) : m_file(st.data.file(u"faketime.txt"_s))
+    {
+        m_offset = utc - QDateTime::currentSecsSinceEpoch();
+        write();
+        st.extraEnv.insert(u"LD_PRELOAD"_s, QString::fromLatin1(kFaketimeLib));
+        st.extraEnv.insert(u"FAKETIME_TIMESTAMP_FILE"_s, m_file);
+        st.extraEnv.insert(u"FAKETIME_NO_CACHE"_s, u"1"_s);
+        st.extraEnv.insert(u"FAKETIME_DONT_FAKE_MONOTONIC"_s, u"1"_s);
+        st.extraEnv.insert(u"TZ"_s, zone);
+    }
+    static bool available() { return QFileInfo::exists(QString::fromLatin1(kFaketimeLib)); }
+    // Sets the station's clock by `seconds`, as a time service would.
+    void step(qint64 seconds)
+    {
+        m_offset += seconds;
+        write();
+    }
+
+private:
+    void write() const
+    {
+        QFile f(m_file);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write((m_offset < 0 ? QByteArray::number(m_offset) : '+' + QByteArray::number(m_offset)) + '\n');
+    }
+    QString m_file;
+    qint64 m_offset = 0;
+};
+
+qint64 utcOf(const char *text)
+{
+    return QDateTime::fromString(QString::fromLatin1(text), Qt::ISODate).toSecsSinceEpoch();
+}
+
+// Task files for tasks that play a one-second tone on a loop.
+void addTasks(Station &st, const QList<std::array<QString, 3>> &tasks)
+{
+    const QString tone = st.data.file(u"tone.wav"_s);
+    makeTone(tone, 440, 1.0);
+    int n = 0;
+    for (const auto &[name, start, end] : tasks) {
+        st.writeTask(++n, name, start, end);
+        st.writeList(name, {tone});
+    }
+}
+
+} // namespace
+
+TEST(HeadlessClockSteps, StepsBothWaysStartEachTaskOnceAndEndWhatTheyJumpOver)
+{
+    if (!FakeTime::available())
+        GTEST_SKIP() << "libfaketime is not installed";
+    Station st;
+    addTasks(st, {{u"甲"_s, u"10:00:00"_s, u"10:30:00"_s},
+                  {u"乙"_s, u"10:01:00"_s, u"10:30:00"_s},
+                  {u"丙"_s, u"10:45:00"_s, u"11:30:00"_s}});
+    FakeTime clock(st, utcOf("2026-11-23T09:59:56Z"), u"UTC"_s);
+    st.start();
+    ASSERT_TRUE(waitFor([&] { return st.starts(u"甲"_s) == 1; }, 10000)) << st.traceText().toStdString();
+    clock.step(-5); // 10:00:0x → 9:59:5x: 10:00:00 comes round again
+    QThread::msleep(6000);
+    EXPECT_EQ(st.starts(u"甲"_s), 1) << st.traceText().toStdString();
+    clock.step(60); // over 10:01:00: 乙 starts at once
+    ASSERT_TRUE(waitFor([&] { return st.starts(u"乙"_s) == 1; }, 3000)) << st.traceText().toStdString();
+    clock.step(3600); // over 10:30:00 and 10:45:00: 乙 ends, 丙 starts late
+    ASSERT_TRUE(waitFor([&] { return st.starts(u"丙"_s) == 1; }, 3000)) << st.traceText().toStdString();
+    QThread::msleep(2000);
+    st.stop();
+    EXPECT_EQ(st.starts(u"甲"_s), 1);
+    EXPECT_EQ(st.starts(u"乙"_s), 1);
+    EXPECT_EQ(st.starts(u"丙"_s), 1);
+    const QString log = st.playLog();
+    EXPECT_TRUE(log.contains(u"系统时钟向后跳变5秒，已开播的任务不再重复开播")) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"系统时钟向前跳变1分，跳过的开播立即补上")) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"系统时钟向前跳变1小时，跳过的开播立即补上")) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"补播：丙，应于10:45:00开播")) << log.toStdString();
+}
+
+TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOneEndingInIt)
+{
+    if (!FakeTime::available())
+        GTEST_SKIP() << "libfaketime is not installed";
+    Station ending, skipped;
+    addTasks(ending, {{u"夜曲"_s, u"1:59:57"_s, u"2:15:00"_s}});
+    addTasks(skipped, {{u"晨钟"_s, u"2:30:00"_s, u"3:30:00"_s}});
+    // 1:59:55 CET; two seconds after 1:59:59 the clock shows 3:00:00 CEST.
+    FakeTime a(ending, utcOf("2026-03-29T00:59:55Z"), u"Europe/Berlin"_s);
+    FakeTime b(skipped, utcOf("2026-03-29T00:59:55Z"), u"Europe/Berlin"_s);
+    ending.start();
+    skipped.start();
+    ASSERT_TRUE(waitFor([&] { return ending.traceText().contains(" end "); }, 12000))
+        << ending.traceText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return skipped.starts(u"晨钟"_s) == 1; }, 3000)) << skipped.traceText().toStdString();
+    QThread::msleep(3000);
+    ending.stop();
+    skipped.stop();
+    EXPECT_EQ(ending.starts(u"夜曲"_s), 1);
+    EXPECT_EQ(skipped.starts(u"晨钟"_s), 1);
+    EXPECT_TRUE(skipped.playLog().contains(u"夏令时切换：本地时间向前调整1小时")) << skipped.playLog().toStdString();
+    EXPECT_TRUE(skipped.playLog().contains(u"补播：晨钟，应于2:30:00开播，晚了30分")) << skipped.playLog().toStdString();
+}
+
+TEST(HeadlessClockSteps, AutumnsRepeatedHourStartsNothingTwice)
+{
+    if (!FakeTime::available())
+        GTEST_SKIP() << "libfaketime is not installed";
+    Station st;
+    addTasks(st, {{u"甲"_s, u"2:59:51"_s, u"3:30:00"_s},
+                  {u"乙"_s, u"2:59:53"_s, u"3:30:00"_s},
+                  {u"丙"_s, u"2:59:55"_s, u"3:30:00"_s}});
+    FakeTime clock(st, utcOf("2026-10-25T00:59:49Z"), u"Europe/Berlin"_s); // 2:59:49 CEST
+    st.start();
+    ASSERT_TRUE(waitFor([&] { return st.starts(u"丙"_s) == 1; }, 12000)) << st.traceText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return st.playLog().contains(u"夏令时切换：本地时间向后调整1小时"); }, 8000))
+        << st.playLog().toStdString();
+    // Now 2:00:0x CET: on to the repeated 2:59:5x without waiting an hour.
+    clock.step(3600 - 15);
+    QThread::msleep(10000);
+    st.stop();
+    for (const QString &task : {u"甲"_s, u"乙"_s, u"丙"_s})
+        EXPECT_EQ(st.starts(task), 1) << task.toStdString() << st.traceText().toStdString();
+    EXPECT_TRUE(st.playLog().contains(u"时钟回拨，不重复开播")) << st.playLog().toStdString();
+}
