@@ -3,14 +3,9 @@
 // tick that starts a task with that list (or reloads that task file at
 // midnight) holds the clockwork's thread.
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
 #include "core/zhtext.h"
 #include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
-#include "scheduler/scheduler.h"
-#include "scheduler/stopdates.h"
-#include "scheduler/taskstore.h"
+#include "scheduler/schedulerfixture.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -18,7 +13,6 @@
 
 #include <cstdio>
 
-using namespace Qt::StringLiterals;
 using tav::test::at;
 
 namespace {
@@ -41,21 +35,7 @@ QByteArray songFile(int tasks)
     return tav::toGbk(text);
 }
 
-struct Station
-{
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 08:59:59")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
-    tav::TaskStore store{dir, settings};
-    tav::StopDates stopDates{dir};
-    tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};
-};
+using Station = SchedulerRig;
 
 double msSince(const QElapsedTimer &t)
 {

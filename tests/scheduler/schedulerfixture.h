@@ -13,9 +13,8 @@
 using namespace Qt::StringLiterals;
 
 // A station with fake player, clock, prompt and shutdown on a temporary folder.
-class SchedulerTest : public ::testing::Test
+struct SchedulerRig
 {
-protected:
     tav::test::DataFolder d;
     tav::DataDir dir{d.path()};
     tav::test::FakeClock clock{tav::test::at("2026-11-23 08:59:58")}; // a Monday
@@ -54,4 +53,8 @@ protected:
         }
     }
     QString songs;
+};
+
+class SchedulerTest : public ::testing::Test, public SchedulerRig
+{
 };
