@@ -56,34 +56,3 @@ TEST(SecondTicker, KeepsTickingWhileOneSecondsWorkWaits)
     ticker.stop();
     EXPECT_GE(ticksWhileWaiting, 2);
 }
-
-// On the system clock the ticker wakes at the boundary itself, through a
-// wall-clock timer; a stopped ticker stays quiet.
-TEST(SecondTicker, WallClockTimerTicksAtTheBoundaryAndStopsWhenStopped)
-{
-    tav::SystemClock clock;
-    tav::SecondTicker ticker(clock);
-#ifdef Q_OS_LINUX
-    EXPECT_TRUE(ticker.wakesAtTheBoundary());
-#endif
-    int ticks = 0;
-    QList<int> msecs;
-    QObject::connect(&ticker, &tav::SecondTicker::second, [&] {
-        ++ticks;
-        msecs.append(clock.now().time().msec());
-    });
-    ticker.start();
-    QElapsedTimer elapsed;
-    elapsed.start();
-    while (ticks < 2)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    ticker.stop();
-    EXPECT_FALSE(ticker.isActive());
-    const int stoppedAt = ticks;
-    elapsed.restart();
-    while (elapsed.elapsed() < 1500)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-    EXPECT_EQ(ticks, stoppedAt);
-    for (int msec : msecs)
-        EXPECT_LT(msec, 200);
-}
