@@ -42,6 +42,32 @@ QPixmap pictureOf(const DataDir &dir, const QString &name)
     return QFileInfo::exists(path) ? QPixmap(path) : QPixmap();
 }
 
+// The clock's digits with an outline of the opposite lightness, so that they
+// read on any picture; drawn without smoothing, so that no fringe joins the
+// see-through grey.
+class ClockLabel final : public QLabel
+{
+public:
+    static constexpr int kOutline = 2;
+    using QLabel::QLabel;
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        const QColor colour = palette().color(QPalette::WindowText);
+        const QRect area = rect().adjusted(kOutline, kOutline, -kOutline, -kOutline);
+        const int flags = int(alignment());
+        painter.setPen(colour.lightness() < 80 ? Qt::white : Qt::black);
+        for (int dy = -kOutline; dy <= kOutline; dy += kOutline)
+            for (int dx = -kOutline; dx <= kOutline; dx += kOutline)
+                if (dx != 0 || dy != 0)
+                    painter.drawText(area.translated(dx, dy), flags, text());
+        painter.setPen(colour);
+        painter.drawText(area, flags, text());
+    }
+};
+
 } // namespace
 
 frmTopMost::frmTopMost(const DataDir &dir, QWidget *parent)
@@ -53,7 +79,7 @@ frmTopMost::frmTopMost(const DataDir &dir, QWidget *parent)
     setAttribute(Qt::WA_ShowWithoutActivating);
     m_imgLogo = new QLabel(this);
     m_imgLogo->setObjectName(u"imgLogo"_s);
-    m_lblTime = new QLabel(this);
+    m_lblTime = new ClockLabel(this);
     m_lblTime->setObjectName(u"lblTime"_s);
     m_lblTime->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     setClockFont(ClockFont());
@@ -107,7 +133,7 @@ void frmTopMost::setClockFont(const ClockFont &clockFont)
     for (char16_t c = u'0'; c <= u'9'; ++c)
         digit = std::max(digit, metrics.horizontalAdvance(QChar(c)));
     const int width = 6 * digit + 2 * metrics.horizontalAdvance(u':') + metrics.averageCharWidth();
-    m_lblTime->setFixedSize(width, metrics.height());
+    m_lblTime->setFixedSize(width + 2 * ClockLabel::kOutline, metrics.height() + 2 * ClockLabel::kOutline);
     if (m_lblTime->text().isEmpty())
         m_lblTime->setText(u"00:00:00"_s);
     relayout();
@@ -181,7 +207,9 @@ QRegion frmTopMost::regionOf(const QRect &part)
 void frmTopMost::reshape()
 {
     if (m_screenSaver) {
-        clearMask();
+        // All of it. (Clearing the mask instead may leave the old shape on
+        // a window that was just made again for its new flags.)
+        setMask(QRegion(rect()));
         return;
     }
     const QRegion shape = regionOf(rect());
