@@ -109,9 +109,11 @@ void frmTimeShow::chooseColour()
 
 void frmTimeShow::store()
 {
-    m_font.write(m_settings);
+    const bool written = m_font.write(m_settings);
     load();
     emit fontChanged(m_font);
+    if (!written)
+        emit writeFailed();
 }
 
 } // namespace tav

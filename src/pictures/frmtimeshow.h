@@ -43,6 +43,8 @@ public:
 
 signals:
     void fontChanged(const tav::ClockFont &font);
+    // 【CONTROL】.ini could not be written; the choice is in force all the same.
+    void writeFailed();
 
 private:
     void store();

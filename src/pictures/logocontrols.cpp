@@ -29,6 +29,7 @@ LogoControls::LogoControls(Settings &settings, const DataDir &dir, MediaPlayer &
                            const Clock &clock, Prompt &prompt, QWidget *owner)
     : QObject(owner)
     , m_settings(settings)
+    , m_dir(dir)
     , m_player(player)
     , m_clock(clock)
     , m_prompt(prompt)
@@ -111,7 +112,8 @@ void LogoControls::saveLogoMove()
         m_prompt.inform(u"提示"_s, kPlaceRefused);
         return;
     }
-    place->write(m_settings);
+    if (!place->write(m_settings))
+        reportWriteFailure();
     m_overlay->placeAt(place->pixels());
     m_keeper->raiseOverlays();
 }
@@ -121,6 +123,7 @@ void LogoControls::openTimeShow()
     if (!m_timeShow) {
         m_timeShow = new frmTimeShow(m_settings, m_owner);
         connect(m_timeShow, &frmTimeShow::fontChanged, m_overlay, &frmTopMost::setClockFont);
+        connect(m_timeShow, &frmTimeShow::writeFailed, this, &LogoControls::reportWriteFailure);
     }
     m_timeShow->load();
     m_timeShow->show();
@@ -173,6 +176,11 @@ void LogoControls::dismissScreenSaver()
         return;
     m_saverDismissed = true;
     m_overlay->setScreenSaver(false);
+}
+
+void LogoControls::reportWriteFailure()
+{
+    m_prompt.inform(u"提示"_s, u"写文件时出错："_s + m_dir.control());
 }
 
 QRect LogoControls::saverArea() const

@@ -66,7 +66,10 @@ private:
     void updateScreenSaver();
     QRect saverArea() const;
 
+    void reportWriteFailure();
+
     Settings &m_settings;
+    const DataDir &m_dir;
     MediaPlayer &m_player;
     const Clock &m_clock;
     Prompt &m_prompt;

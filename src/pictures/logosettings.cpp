@@ -66,15 +66,16 @@ ClockFont ClockFont::read(const Settings &settings)
     return f;
 }
 
-void ClockFont::write(Settings &settings) const
+bool ClockFont::write(Settings &settings) const
 {
-    settings.setText(Setting::ClockFontName, name);
-    settings.setText(Setting::ClockFontSize, QString::number(size));
-    settings.setText(Setting::ClockFontBold, flagText(bold));
-    settings.setText(Setting::ClockFontItalic, flagText(italic));
-    settings.setText(Setting::ClockFontUnderline, flagText(underline));
-    settings.setText(Setting::ClockFontStrikethru, flagText(strikethru));
-    settings.setText(Setting::ClockForeColor, QString::number(colorRef));
+    bool written = settings.setText(Setting::ClockFontName, name);
+    written &= settings.setText(Setting::ClockFontSize, QString::number(size));
+    written &= settings.setText(Setting::ClockFontBold, flagText(bold));
+    written &= settings.setText(Setting::ClockFontItalic, flagText(italic));
+    written &= settings.setText(Setting::ClockFontUnderline, flagText(underline));
+    written &= settings.setText(Setting::ClockFontStrikethru, flagText(strikethru));
+    written &= settings.setText(Setting::ClockForeColor, QString::number(colorRef));
+    return written;
 }
 
 QPoint LogoPlace::pixels() const
@@ -89,10 +90,11 @@ LogoPlace LogoPlace::read(const Settings &settings)
     return {settings.number(Setting::LogoTop), settings.number(Setting::LogoLeft)};
 }
 
-void LogoPlace::write(Settings &settings) const
+bool LogoPlace::write(Settings &settings) const
 {
-    settings.setText(Setting::LogoTop, QString::number(topTwips));
-    settings.setText(Setting::LogoLeft, QString::number(leftTwips));
+    const bool top = settings.setText(Setting::LogoTop, QString::number(topTwips));
+    const bool left = settings.setText(Setting::LogoLeft, QString::number(leftTwips));
+    return top && left;
 }
 
 std::optional<LogoPlace> LogoPlace::parse(const QString &top, const QString &left, const QList<QRect> &screens)

@@ -33,7 +33,8 @@ struct ClockFont
     // Missing or unreadable keys keep the defaults above; a size outside
     // 6 … 200 points also does.
     static ClockFont read(const Settings &settings);
-    void write(Settings &settings) const;
+    // False when the file could not be written.
+    bool write(Settings &settings) const;
 
     friend bool operator==(const ClockFont &, const ClockFont &) = default;
 };
@@ -51,8 +52,8 @@ struct LogoPlace
 
     // The stored place; a missing or non-numeric value counts 0.
     static LogoPlace read(const Settings &settings);
-    // Writes both keys.
-    void write(Settings &settings) const;
+    // Writes both keys; false when the file could not be written.
+    bool write(Settings &settings) const;
 
     // The operator's two fields: whole numbers of twips (blanks around
     // allowed) whose pixel point lies on one of the screens. None otherwise.

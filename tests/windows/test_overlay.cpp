@@ -12,6 +12,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QImage>
 #include <QLabel>
@@ -474,4 +476,26 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     for (int s = 50; s < 60; ++s)
         tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
     EXPECT_FALSE(overlay()->isScreenSaver()); // switched off
+}
+
+TEST_F(LogoConsoleTest, UnwritableSettingsAreReported)
+{
+    start();
+    const QString control = tav::DataDir(d.path()).control();
+    QFile::remove(control);
+    ASSERT_TRUE(QDir().mkdir(control)); // nothing can replace a folder
+    const QString failure = u"提示|写文件时出错："_s + control;
+
+    placeLogo(u"150"_s, u"150"_s);
+    EXPECT_EQ(prompt.shown, QStringList{failure});
+    EXPECT_EQ(overlay()->place(), QPoint(10, 10)); // in force all the same
+
+    prompt.shown.clear();
+    window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
+    auto *dialog = window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
+    dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(Qt::green); });
+    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
+    EXPECT_EQ(prompt.shown, QStringList{failure});
+    EXPECT_EQ(overlay()->findChild<QLabel *>(u"lblTime"_s)->palette().color(QPalette::WindowText),
+              QColor(Qt::green));
 }
