@@ -1,11 +1,10 @@
 #include "pictures/frmtimeshow.h"
 
 #include "core/settings.h"
+#include "pictures/logoclock.h"
 #include "pictures/logomask.h"
 
-#include <QApplication>
 #include <QColorDialog>
-#include <QFontDatabase>
 #include <QFontDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -23,11 +22,15 @@ frmTimeShow::frmTimeShow(Settings &settings, QWidget *parent)
     setObjectName(u"frmTimeShow"_s);
     setWindowTitle(u"时间字体"_s);
     auto *layout = new QVBoxLayout(this);
-    m_sample = new QLabel(u"12:34:56"_s);
+    m_sample = new ClockLabel(u"12:34:56"_s);
     m_sample->setObjectName(u"lblSample"_s);
     m_sample->setAlignment(Qt::AlignCenter);
     m_sample->setMinimumSize(320, 120);
+    // On the see-through grey, as it will be shown.
     m_sample->setAutoFillBackground(true);
+    QPalette palette = m_sample->palette();
+    palette.setColor(QPalette::Window, QColor::fromRgb(kLogoColourKey));
+    m_sample->setPalette(palette);
     layout->addWidget(m_sample, 1);
     auto *buttons = new QHBoxLayout;
     auto *font = new QPushButton(u"字体..."_s);
@@ -57,35 +60,15 @@ frmTimeShow::frmTimeShow(Settings &settings, QWidget *parent)
     load();
 }
 
-QFont frmTimeShow::qtFont(const ClockFont &clockFont)
-{
-    QFont font(QFontDatabase::hasFamily(clockFont.name) ? clockFont.name : QApplication::font().family());
-    font.setPointSize(clockFont.size);
-    font.setBold(clockFont.bold);
-    font.setItalic(clockFont.italic);
-    font.setUnderline(clockFont.underline);
-    font.setStrikeOut(clockFont.strikethru);
-    return font;
-}
-
-QColor frmTimeShow::colourOf(const ClockFont &font)
-{
-    return QColor(font.red(), font.green(), font.blue());
-}
-
 void frmTimeShow::load()
 {
     m_font = ClockFont::read(m_settings);
-    m_sample->setFont(qtFont(m_font));
-    QPalette palette = m_sample->palette();
-    palette.setColor(QPalette::WindowText, colourOf(m_font));
-    palette.setColor(QPalette::Window, QColor::fromRgb(kLogoColourKey)); // as over the see-through grey
-    m_sample->setPalette(palette);
+    m_sample->setClockFont(m_font);
 }
 
 void frmTimeShow::chooseFont()
 {
-    const std::optional<QFont> chosen = m_chooseFont(qtFont(m_font));
+    const std::optional<QFont> chosen = m_chooseFont(ClockLabel::qtFont(m_font));
     if (!chosen)
         return;
     m_font.name = chosen->family();
@@ -100,7 +83,7 @@ void frmTimeShow::chooseFont()
 
 void frmTimeShow::chooseColour()
 {
-    const std::optional<QColor> chosen = m_chooseColour(colourOf(m_font));
+    const std::optional<QColor> chosen = m_chooseColour(ClockLabel::colourOf(m_font));
     if (!chosen || !chosen->isValid())
         return;
     m_font.colorRef = ClockFont::colorRefOf(chosen->red(), chosen->green(), chosen->blue());

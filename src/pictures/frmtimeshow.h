@@ -8,10 +8,10 @@
 #include <functional>
 #include <optional>
 
-class QLabel;
 
 namespace tav {
 
+class ClockLabel;
 class Settings;
 
 // The clock's font dialog: a font button (cmdFont), a colour button
@@ -37,10 +37,6 @@ public:
     void chooseFont();
     void chooseColour();
 
-    // The font as the clock draws it (a missing family replaced).
-    static QFont qtFont(const ClockFont &font);
-    static QColor colourOf(const ClockFont &font);
-
 signals:
     void fontChanged(const tav::ClockFont &font);
     // 【CONTROL】.ini could not be written; the choice is in force all the same.
@@ -51,7 +47,7 @@ private:
 
     Settings &m_settings;
     ClockFont m_font;
-    QLabel *m_sample = nullptr;
+    ClockLabel *m_sample = nullptr;
     FontChooser m_chooseFont;
     ColourChooser m_chooseColour;
 };

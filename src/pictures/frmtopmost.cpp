@@ -1,11 +1,10 @@
 #include "pictures/frmtopmost.h"
 
 #include "core/datadir.h"
-#include "pictures/frmtimeshow.h"
+#include "pictures/logoclock.h"
 #include "pictures/logomask.h"
 
 #include <QFileInfo>
-#include <QFontMetrics>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
@@ -41,32 +40,6 @@ QPixmap pictureOf(const DataDir &dir, const QString &name)
     const QString path = dir.file(name);
     return QFileInfo::exists(path) ? QPixmap(path) : QPixmap();
 }
-
-// The clock's digits with an outline of the opposite lightness, so that they
-// read on any picture; drawn without smoothing, so that no fringe joins the
-// see-through grey.
-class ClockLabel final : public QLabel
-{
-public:
-    static constexpr int kOutline = 2;
-    using QLabel::QLabel;
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter painter(this);
-        const QColor colour = palette().color(QPalette::WindowText);
-        const QRect area = rect().adjusted(kOutline, kOutline, -kOutline, -kOutline);
-        const int flags = int(alignment());
-        painter.setPen(colour.lightness() < 80 ? Qt::white : Qt::black);
-        for (int dy = -kOutline; dy <= kOutline; dy += kOutline)
-            for (int dx = -kOutline; dx <= kOutline; dx += kOutline)
-                if (dx != 0 || dy != 0)
-                    painter.drawText(area.translated(dx, dy), flags, text());
-        painter.setPen(colour);
-        painter.drawText(area, flags, text());
-    }
-};
 
 } // namespace
 
@@ -116,24 +89,8 @@ void frmTopMost::setClockShown(bool shown)
 
 void frmTopMost::setClockFont(const ClockFont &clockFont)
 {
-    QFont font = frmTimeShow::qtFont(clockFont);
-    // Smoothed edges would blend with the see-through grey into a grey fringe.
-    font.setStyleStrategy(QFont::NoAntialias);
-    m_lblTime->setFont(font);
-    QColor colour = frmTimeShow::colourOf(clockFont);
-    if (colour.rgb() == kLogoColourKey)
-        colour = QColor(0x81, 0x81, 0x81); // the key itself would not be seen
-    QPalette palette = m_lblTime->palette();
-    palette.setColor(QPalette::WindowText, colour);
-    m_lblTime->setPalette(palette);
-
-    // As wide as the widest digits need, so the shape never cuts a second off.
-    const QFontMetrics metrics(font);
-    int digit = 0;
-    for (char16_t c = u'0'; c <= u'9'; ++c)
-        digit = std::max(digit, metrics.horizontalAdvance(QChar(c)));
-    const int width = 6 * digit + 2 * metrics.horizontalAdvance(u':') + metrics.averageCharWidth();
-    m_lblTime->setFixedSize(width + 2 * ClockLabel::kOutline, metrics.height() + 2 * ClockLabel::kOutline);
+    m_lblTime->setClockFont(clockFont);
+    m_lblTime->setFixedSize(m_lblTime->fittedSize()); // the shape never cuts a second off
     if (m_lblTime->text().isEmpty())
         m_lblTime->setText(u"00:00:00"_s);
     relayout();

@@ -10,6 +10,7 @@ class QTime;
 
 namespace tav {
 
+class ClockLabel;
 class DataDir;
 
 // The station's topmost overlay: the logo picture "LOGO.bmp" (imgLogo) and
@@ -69,7 +70,7 @@ private:
 
     const DataDir &m_dir;
     QLabel *m_imgLogo = nullptr;
-    QLabel *m_lblTime = nullptr;
+    ClockLabel *m_lblTime = nullptr;
     QPixmap m_logo;
     QPixmap m_background;
     QPoint m_place;

@@ -107,6 +107,7 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
                               station.clock(), station.prompt(), this);
     m_logo->watch(videoWindow);
     m_logo->watch(findChild<QWidget *>(u"frmFullMV"_s));
+    m_logo->watch(this);
     setObjectName(u"MainForm1"_s);
     setWindowTitle(kTitle);
     resize(1024, 720);

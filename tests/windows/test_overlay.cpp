@@ -20,6 +20,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QSet>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -174,6 +175,15 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
     EXPECT_FALSE(sameArea(before, after));
     // The logo's part is untouched.
     EXPECT_TRUE(sameArea(overlay->mask().intersected(QRect(0, 0, 40, 20)), QRegion(2, 2, 10, 10) + QRegion(20, 5, 5, 5)));
+
+    // Only the see-through grey, the digits and their outline: no smoothed
+    // fringe of in-between greys around them.
+    const QImage digits = overlay->grab(part).toImage().convertToFormat(QImage::Format_RGB32);
+    QSet<QRgb> colours;
+    for (int y = 0; y < digits.height(); ++y)
+        for (int x = 0; x < digits.width(); ++x)
+            colours.insert(digits.pixel(x, y));
+    EXPECT_EQ(colours, (QSet<QRgb>{kGrey, 0xFFFFFFFF, 0xFF000000}));
 
     // Without the logo the clock takes its place.
     overlay->setLogoShown(false);
