@@ -76,6 +76,12 @@ void CaptionScroller::cmdSRstop_Click()
     setVisible(false);
 }
 
+void CaptionScroller::preview(const QString &text)
+{
+    cmdSRstop_Click();
+    show({0, text, {}, {}}, u"预览"_s);
+}
+
 void CaptionScroller::restart()
 {
     if (isRunning())

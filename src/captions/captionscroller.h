@@ -38,6 +38,8 @@ public:
     void cmdStartNow_Click() { playMode(); }
     // Stops moving, switching and checking, and hides the strip.
     void cmdSRstop_Click();
+    // The editor's preview: this text runs on the strip until stopped.
+    void preview(const QString &text);
     // The list or the settings were saved: what runs starts again with them.
     void restart();
 

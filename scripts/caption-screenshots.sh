@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Runs the built program under Xvfb (1920x1080) with openbox on a data folder
+# whose captions are switched on, with a video task played full screen, and
+# takes two screenshots of the running caption one second apart into DIR
+# (default ./screenshots): caption-1.png, caption-2.png. The caption must
+# stand above the full-screen video and have moved between them.
+# DISPLAY_NUMBER picks the Xvfb display (default: the first free from 93).
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
+bin=$(pwd)/build/src/app/tavplayer
+
+display=${DISPLAY_NUMBER:-93}
+while [ -e "/tmp/.X$display-lock" ]; do display=$((display + 1)); done
+export DISPLAY=":$display" XDG_CONFIG_HOME
+XDG_CONFIG_HOME=$(mktemp -d)
+work=$(mktemp -d)
+Xvfb "$DISPLAY" -screen 0 1920x1080x24 >/dev/null 2>&1 &
+xvfb=$!
+trap 'kill "${app:-}" "${wm:-}" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+sleep 1
+openbox >/dev/null 2>&1 &
+wm=$!
+shot() { import -window root "$out/$1.png"; echo "$out/$1.png"; }
+
+ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 60 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"
+ini() { sed 's/$/\r/' | iconv -f UTF-8 -t GBK >"$1"; }
+at() { date -d "@$(($(date +%s) + $1))" +%-H:%M:%S; }
+data="$work/data"
+mkdir -p "$data"
+printf '%s\n' "[FileInfo1]" "Name=宣传片" "Time=$(at 6)" "Duration=$(at 60)" "Type=30000" \
+  "Device=每天" "Recurrence=循环" "Remind=开" | ini "$data/【SONG】.ini"
+printf '%s\n' "[多媒体文件数量]" "数量=1" "[歌曲]" "歌曲名称0=$work/test.mp4" | ini "$data/宣传片.ini"
+printf '%s\n' "[复选控制]" "滚动文字=1" "是否播放时全屏=1" "[速度]" "MOVE=3" "[跳跃速度]" "JUMP=10" \
+  "[高度位置]" "Y=960" "[字幕播放方式]" "Manner=0" "[字幕切换时间]" "titleChangeTime=1" \
+  "[字体]" "Name=Noto Sans CJK SC" "Size=30" "Bold=True" "ForeColor=65535" | ini "$data/【CONTROL】.ini"
+printf '%s\n' "[Scroll1]" "content=欢迎光临 —— 本店今日全场八折，营业时间 9:00 至 21:00" "startTime=08:00:00" \
+  "endTime=22:00:00" "swicth=开" | ini "$data/【SCROLL】.ini"
+
+"$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
+app=$!
+xdotool search --sync --onlyvisible --name '^Tavrel' >/dev/null
+sleep 12 # the video task has started full screen
+shot caption-1
+sleep 1
+shot caption-2
