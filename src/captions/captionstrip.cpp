@@ -58,7 +58,7 @@ CaptionStrip::CaptionStrip(CaptionScroller &scroller, CaptionBook &book, const S
                           | Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint),
       m_scroller(scroller), m_station(station), m_log(log), m_clock(clock)
 {
-    setObjectName(u"frmTopMost"_s);
+    setObjectName(u"CaptionStrip"_s);
     setWindowTitle(u"滚动字幕"_s);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_OpaquePaintEvent);
