@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
+#include <QWindow>
 
 #include <chrono>
 #include <cmath>
@@ -133,6 +134,25 @@ void CaptionStrip::setTop(int y)
     placeOnScreen();
 }
 
+void CaptionStrip::setPacing(Pacing pacing)
+{
+    m_pacing = pacing;
+    if (pacing == Pacing::UpdateRequests) {
+        create();
+        windowHandle()->installEventFilter(this);
+    }
+}
+
+bool CaptionStrip::eventFilter(QObject *watched, QEvent *event)
+{
+    // The next update request as soon as this one is served.
+    if (event->type() == QEvent::UpdateRequest && m_pacing == Pacing::UpdateRequests && m_running) {
+        frame();
+        static_cast<QWindow *>(watched)->requestUpdate();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
 void CaptionStrip::setMoving(bool moving)
 {
     if (moving == isMoving())
@@ -143,7 +163,11 @@ void CaptionStrip::setMoving(bool moving)
         m_running = true;
         // One frame per refresh of the screen the band is on.
         const qreal hz = screen() ? screen()->refreshRate() : 60.0;
-        m_frames.start(qMax(1, qRound(1000.0 / (hz > 1 ? hz : 60.0))));
+        m_frames.setInterval(qMax(1, qRound(1000.0 / (hz > 1 ? hz : 60.0))));
+        if (m_pacing == Pacing::RefreshTimer)
+            m_frames.start();
+        else if (windowHandle())
+            windowHandle()->requestUpdate();
     } else {
         m_runBefore = width() - position();
         m_running = false;

@@ -39,6 +39,11 @@ public:
     CaptionStrip(CaptionScroller &scroller, CaptionBook &book, const Settings &station, MessageLog &log,
                  const Clock &clock, QWidget *parent = nullptr);
 
+    // How frames are paced: a precise timer at the screen's refresh
+    // interval, or the window system's update requests one after another.
+    enum class Pacing { RefreshTimer, UpdateRequests };
+    void setPacing(Pacing pacing);
+
     void setCaption(const QString &text);
     void setLook(const QFont &font, const QColor &colour);
     void setSpeed(int move, int jump);
@@ -51,7 +56,7 @@ public:
     const QString &caption() const { return m_text; }
     const QFont &captionFontInUse() const { return m_font; }
     const QColor &colour() const { return m_colour; }
-    bool isMoving() const { return m_frames.isActive(); }
+    bool isMoving() const { return m_running; }
     // Where the text's left edge stands now, in the band's pixels.
     double position() const;
     int frameInterval() const { return m_frames.interval(); }
@@ -64,6 +69,7 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -91,6 +97,7 @@ private:
     bool m_running = false;
     int m_paintedX = INT_MIN;
     QTimer m_frames;
+    Pacing m_pacing = Pacing::RefreshTimer;
 };
 
 } // namespace tav
