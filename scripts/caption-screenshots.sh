@@ -44,3 +44,17 @@ sleep 12 # the video task has started full screen
 shot caption-1
 sleep 1
 shot caption-2
+kill "$app"; wait "$app" 2>/dev/null || true
+
+# The caption editor, opened from the tools menu, with the captions running.
+rm "$data/【SONG】.ini"
+printf '%s\n' "[Scroll2]" "content=下午三点开会，请准时到场" "startTime=15:00:00" "endTime=15:30:00" \
+  "swicth=开" "[Scroll3]" "content=停用的字幕" "startTime=18:00:00" "endTime=18:10:00" "swicth=关" \
+  | ini "$work/more.ini" && cat "$work/more.ini" >>"$data/【SCROLL】.ini"
+"$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
+app=$!
+main=$(xdotool search --sync --onlyvisible --name '^Tavrel' | head -1)
+sleep 2
+xdotool windowactivate --sync "$main" key alt+o && sleep 0.5 && xdotool key Down Return
+xdotool search --sync --onlyvisible --name '^滚动字幕$' >/dev/null
+sleep 1 && shot caption-editor
