@@ -4,24 +4,16 @@
 # takes two screenshots of the running caption one second apart into DIR
 # (default ./screenshots): caption-1.png, caption-2.png. The caption must
 # stand above the full-screen video and have moved between them.
-# DISPLAY_NUMBER picks the Xvfb display (default: the first free from 93).
+# XVFB_DISPLAY picks the Xvfb display (default: the first free from 93).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 bin=$(pwd)/build/src/app/tavplayer
 
-display=${DISPLAY_NUMBER:-93}
-while [ -e "/tmp/.X$display-lock" ]; do display=$((display + 1)); done
-export DISPLAY=":$display" XDG_CONFIG_HOME
-XDG_CONFIG_HOME=$(mktemp -d)
-work=$(mktemp -d)
-Xvfb "$DISPLAY" -screen 0 1920x1080x24 >/dev/null 2>&1 &
-xvfb=$!
-trap 'kill "${app:-}" "${wm:-}" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
-sleep 1
+XVFB_DISPLAY=${XVFB_DISPLAY:-93} XVFB_SCREEN=1920x1080x24 source scripts/xvfb.sh
 openbox >/dev/null 2>&1 &
 wm=$!
-shot() { import -window root "$out/$1.png"; echo "$out/$1.png"; }
+trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
 
 ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 60 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"
 ini() { sed 's/$/\r/' | iconv -f UTF-8 -t GBK >"$1"; }
