@@ -208,6 +208,21 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheEditorIsMadeOnce)
     EXPECT_TRUE(editor->isVisible());
 }
 
+TEST_F(MainWindowTest, TimedCaptionComesWithTheStationsSecond)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=课间操\nstartTime=10:05:00\nendTime=10:06:00\nswicth=开\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n滚动文字=1\n[字幕播放方式]\nManner=2\n"_s);
+    start();
+    auto *strip = window->findChild<tav::CaptionStrip *>();
+    tickAt("2026-11-23 10:04:59");
+    EXPECT_FALSE(strip->isVisible());
+    tickAt("2026-11-23 10:05:01");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"课间操"_s);
+    tickAt("2026-11-23 10:06:00");
+    EXPECT_FALSE(strip->isVisible());
+}
+
 TEST_F(MainWindowTest, StopDatesAddAskRefuseDuplicatesAndDelete)
 {
     start();
