@@ -118,11 +118,11 @@ int main(int argc, char **argv)
     double longest = 0;
     for (double d : intervals)
         longest = std::max(longest, d);
-    const double nominal = double(strip.frameInterval());
+    const double nominal = strip.framePeriod();
     std::printf("screen %dx%d refresh %.1f Hz, MOVE %d JUMP %d, paced by %s\n",
                 strip.screen()->geometry().width(), strip.screen()->geometry().height(),
                 strip.screen()->refreshRate(), move, jump,
-                requests ? "update requests" : qPrintable(u"a %1 ms timer"_s.arg(strip.frameInterval())));
+                requests ? "update requests" : qPrintable(u"a timer at every %1 ms"_s.arg(strip.framePeriod(), 0, 'f', 3)));
     std::printf("frames %zu in %.1f s (%.1f fps), interval mean %.2f ms sd %.2f max %.2f\n", frames.size(),
                 seconds, double(frames.size()) / seconds, mean(intervals), stddev(intervals), longest);
     std::printf("step mean %.3f px (ideal %.3f at the nominal interval), sd %.3f px, "

@@ -66,7 +66,11 @@ CaptionStrip::CaptionStrip(CaptionScroller &scroller, CaptionBook &book, const S
     setAttribute(Qt::WA_NoSystemBackground);
     setFocusPolicy(Qt::NoFocus);
     m_frames.setTimerType(Qt::PreciseTimer);
-    connect(&m_frames, &QTimer::timeout, this, &CaptionStrip::frame);
+    m_frames.setSingleShot(true);
+    connect(&m_frames, &QTimer::timeout, this, [this] {
+        frame();
+        scheduleFrame();
+    });
 
     connect(&book, &CaptionBook::settingsChanged, this, &CaptionStrip::followScroller);
     connect(&scroller, &CaptionScroller::captionStarted, this, [this](const QString &text) {
@@ -163,9 +167,11 @@ void CaptionStrip::setMoving(bool moving)
         m_running = true;
         // One frame per refresh of the screen the band is on.
         const qreal hz = screen() ? screen()->refreshRate() : 60.0;
-        m_frames.setInterval(qMax(1, qRound(1000.0 / (hz > 1 ? hz : 60.0))));
+        m_framePeriodNs = qint64(1e9 / (hz > 1 ? hz : 60.0));
+        m_frameClock.start();
+        m_frameNo = 0;
         if (m_pacing == Pacing::RefreshTimer)
-            m_frames.start();
+            scheduleFrame();
         else if (windowHandle())
             windowHandle()->requestUpdate();
     } else {
@@ -173,6 +179,17 @@ void CaptionStrip::setMoving(bool moving)
         m_running = false;
         m_frames.stop();
     }
+}
+
+// The next frame at the next whole refresh period from the start, so that
+// frames keep one phase against the screen's refresh instead of drifting
+// through it as a timer of whole milliseconds would (16 or 17 ms at 60 Hz).
+void CaptionStrip::scheduleFrame()
+{
+    const qint64 now = m_frameClock.nsecsElapsed();
+    m_frameNo = qMax(m_frameNo + 1, now / m_framePeriodNs + 1); // a late frame skips, never bunches
+    const qint64 wait = m_frameNo * m_framePeriodNs - now;
+    m_frames.start(int((wait + 999'999) / 1'000'000));
 }
 
 void CaptionStrip::restartFromRight()
@@ -199,7 +216,7 @@ void CaptionStrip::frame()
 {
     // Nothing to draw until the text has moved a whole pixel.
     if (int(std::lround(position())) != m_paintedX)
-        update();
+        repaint(); // now, not after whatever else the event loop holds
 }
 
 void CaptionStrip::render()

@@ -59,7 +59,8 @@ public:
     bool isMoving() const { return m_running; }
     // Where the text's left edge stands now, in the band's pixels.
     double position() const;
-    int frameInterval() const { return m_frames.interval(); }
+    // The refresh period frames are paced by, in milliseconds.
+    double framePeriod() const { return double(m_framePeriodNs) / 1e6; }
     // The station's second: back above any window that was raised over it.
     void keepOnTop();
 
@@ -77,6 +78,7 @@ private:
     void placeOnScreen();
     void restartFromRight();
     void frame();
+    void scheduleFrame();
 
     CaptionScroller &m_scroller;
     const Settings &m_station;
@@ -97,6 +99,9 @@ private:
     bool m_running = false;
     int m_paintedX = INT_MIN;
     QTimer m_frames;
+    QElapsedTimer m_frameClock;
+    qint64 m_framePeriodNs = 16'666'667;
+    qint64 m_frameNo = 0;
     Pacing m_pacing = Pacing::RefreshTimer;
 };
 
