@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -21,19 +20,6 @@ using tav::CaptionSettings;
 using tav::test::at;
 
 namespace {
-
-void put(const QString &path, const QString &text)
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(tav::toGbk(QString(text).replace(u"\n"_s, u"\r\n"_s)));
-}
-
-QString textOf(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? tav::fromGbk(f.readAll()) : u"<missing>"_s;
-}
 
 Caption on(const char *start, const char *end, const QString &text)
 {
@@ -51,8 +37,8 @@ QStringList contents(const QList<Caption> &rows)
 class CaptionTest : public ::testing::Test
 {
 protected:
-    QTemporaryDir folder;
-    tav::DataDir dir{folder.path()};
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
     tav::test::FakeClock clock{at("2026-11-25 08:00:00")};
     tav::MessageLog log{dir.playLog(), clock};
     tav::Settings settings{dir};
@@ -118,14 +104,14 @@ TEST_F(CaptionTest, AddingSortsByStartKeepingTheOrderOfEqualTimes)
 
 TEST_F(CaptionTest, SavedFileHoldsOneRenumberedSectionPerRowAndNothingElse)
 {
-    put(book.path(), u"[Scroll1]\ncontent=旧的\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
+    d.write(CaptionBook::kFileName, u"[Scroll1]\ncontent=旧的\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
                      "[Scroll7]\ncontent=作废\n[其他]\nx=1\n"_s);
     book.load();
     ASSERT_EQ(book.rows().size(), 2);
     book.add(on("07:00:00", "07:30:00", u"早上好"_s));
     book.add({u"12:00:00"_s, u"12:30:00"_s, u"关"_s, u"午休"_s});
     ASSERT_TRUE(book.save());
-    EXPECT_EQ(textOf(book.path()),
+    EXPECT_EQ(d.text(CaptionBook::kFileName),
               u"[Scroll1]\r\ncontent=早上好\r\nstartTime=07:00:00\r\nendTime=07:30:00\r\nswicth=开\r\n"
               "[Scroll2]\r\ncontent=旧的\r\nstartTime=08:00:00\r\nendTime=09:00:00\r\nswicth=开\r\n"
               "[Scroll3]\r\ncontent=午休\r\nstartTime=12:00:00\r\nendTime=12:30:00\r\nswicth=关\r\n"
@@ -143,7 +129,7 @@ TEST_F(CaptionTest, SavedFileHoldsOneRenumberedSectionPerRowAndNothingElse)
 
 TEST_F(CaptionTest, EmptyListSavesAnEmptyFileAndBlankCaptionsAreNotLoaded)
 {
-    put(book.path(), u"[Scroll1]\ncontent=   \nstartTime=08:00:00\n[Scroll2]\ncontent=有\nstartTime=08:00:00\n"_s);
+    d.write(CaptionBook::kFileName, u"[Scroll1]\ncontent=   \nstartTime=08:00:00\n[Scroll2]\ncontent=有\nstartTime=08:00:00\n"_s);
     book.load();
     EXPECT_EQ(contents(book.rows()), QStringList{u"有"_s});
     book.remove(0);
@@ -166,7 +152,7 @@ TEST_F(CaptionTest, SettingsRoundTripAndBadValuesAreReportedAndReplaced)
     s.italic = true;
     s.foreColor = 0x00FF00;
     ASSERT_TRUE(book.saveSettings(s));
-    const QString control = textOf(dir.control());
+    const QString control = d.text(u"【CONTROL】.ini"_s);
     EXPECT_TRUE(control.contains(u"[跳跃速度]\r\nJUMP=3\r\n"_s)) << control.toStdString();
     EXPECT_TRUE(control.contains(u"[字幕切换时间]\r\ntitleChangeTime=15\r\n"_s));
     EXPECT_TRUE(control.contains(u"[字体]\r\nName=Noto Sans CJK SC\r\nSize=40\r\nBold=False\r\nItalic=True"_s));
@@ -174,7 +160,7 @@ TEST_F(CaptionTest, SettingsRoundTripAndBadValuesAreReportedAndReplaced)
     EXPECT_EQ(book.settings(), s);
 
     // Words where numbers belong: each reported, each keeps its default.
-    put(dir.control(), u"[速度]\nMOVE=快\n[跳跃速度]\nJUMP=0\n[高度位置]\nY=abc\n[字幕播放方式]\nManner=7\n"
+    d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=快\n[跳跃速度]\nJUMP=0\n[高度位置]\nY=abc\n[字幕播放方式]\nManner=7\n"
                        "[字幕切换时间]\ntitleChangeTime=5\n[字体]\nBold=也许\n"_s);
     log.clear();
     book.load();
@@ -192,7 +178,7 @@ TEST_F(CaptionTest, SettingsRoundTripAndBadValuesAreReportedAndReplaced)
 TEST_F(CaptionTest, FailedSaveIsReportedAndKeepsTheList)
 {
     // A folder where the file should be: it cannot be replaced.
-    ASSERT_TRUE(QDir(folder.path()).mkdir(CaptionBook::kFileName));
+    ASSERT_TRUE(QDir(d.path()).mkdir(CaptionBook::kFileName));
     book.add(on("08:00:00", "09:00:00", u"在"_s));
     QString error;
     EXPECT_FALSE(book.save(&error));
@@ -329,7 +315,7 @@ TEST_F(CaptionTest, TimedCaptionsNeedTheSwitchAndAnActiveRow)
 TEST_F(CaptionTest, TooLongCaptionShowsTheStripsMessage)
 {
     settings.setSwitch(tav::Switch::Captions, true);
-    put(book.path(), u"[Scroll1]\ncontent=%1\nstartTime=08:01:00\nendTime=08:02:00\nswicth=开\n"_s.arg(
+    d.write(CaptionBook::kFileName, u"[Scroll1]\ncontent=%1\nstartTime=08:01:00\nendTime=08:02:00\nswicth=开\n"_s.arg(
                          QString(128, u'长')));
     book.load();
     setManner(CaptionSettings::ByTime);
