@@ -20,6 +20,8 @@
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
 #include "broadcast/ttsappmain.h"
+#include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
 #include "shell/station.h"
@@ -160,6 +162,10 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     connect(&m_station.scheduler(), &Scheduler::taskEnded, m_playerWindow, &PlayerWindowControls::resetVideo);
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
+    // The caption strip follows the scroller; each second it goes back on top.
+    m_captionStrip = new CaptionStrip(m_station.captionScroller(), m_station.captions(), m_station.settings(),
+                                      m_station.log(), m_station.clock(), this);
+    connect(&m_station.ticker(), &SecondTicker::second, m_captionStrip, &CaptionStrip::keepOnTop);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
 }
 
@@ -304,6 +310,12 @@ QCheckBox *MainForm1::switchBox(const char *name, const QString &text, Switch s)
             reloadTasks(); // today's list leaves out tasks outside the hours
         if (s == Switch::SecondMonitor)
             m_playerWindow->applyPlacement();
+        if (s == Switch::Captions) {
+            if (on)
+                m_station.captionScroller().cmdStartNow_Click();
+            else
+                m_station.captionScroller().cmdSRstop_Click();
+        }
     });
     m_switchBoxes.append(box);
     return box;
@@ -330,6 +342,10 @@ QWidget *MainForm1::buildSettingsPage()
         switchBox("chkNetTime", u"网络校时"_s, Switch::NetTime)};
     for (int i = 0; i < boxes.size(); ++i)
         grid->addWidget(boxes[i], i / 3, i % 3);
+    boxes[5]->setToolTip(u"如果字幕不是定时的时间内，则不会显示，需要进入字幕编辑进行手动播放"_s);
+    auto *captions = button("cmdScrollOpen", u"字幕编辑..."_s, u"可添加广告语，通知信息等等一些提示信息在屏幕上显示"_s);
+    connect(captions, &QPushButton::clicked, this, &MainForm1::openCaptions);
+    grid->addWidget(captions, int(boxes.size() + 2) / 3, 0);
     layout->addWidget(play);
 
     auto *start = new QGroupBox(u"启动"_s);
@@ -389,6 +405,17 @@ void MainForm1::openBroadcasts()
     }
     m_broadcastWindow->show();
     m_broadcastWindow->raise();
+}
+
+void MainForm1::openCaptions()
+{
+    if (!m_captionEditor) {
+        m_captionEditor = new frmMoveFont(m_station.captions(), m_station.captionScroller(), m_captionStrip,
+                                          m_station.prompt(), m_station.clock(), this);
+        connect(m_captionEditor, &frmMoveFont::returned, this, &MainForm1::bringToFront);
+    }
+    m_captionEditor->show();
+    m_captionEditor->raise();
 }
 
 void MainForm1::openNetTime()
@@ -576,6 +603,7 @@ void MainForm1::buildMenus()
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
+    connect(action(tools, "mnuCaption", u"滚动字幕..."_s), &QAction::triggered, this, &MainForm1::openCaptions);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
     connect(action(tools, "mnuTimeShow", u"时间字体..."_s), &QAction::triggered, m_logo, &LogoControls::openTimeShow);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
@@ -733,6 +761,8 @@ void MainForm1::startUp()
     m_station.start();
     loadControls();
     m_logo->start();
+    if (m_station.settings().isOn(Switch::Captions))
+        m_station.captionScroller().cmdStartNow_Click();
     showTasks(m_station.tasks().rows());
     refreshStopDates();
     m_stopDate->setDate(m_station.clock().now().date());

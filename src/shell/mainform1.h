@@ -27,6 +27,8 @@ class QTimeEdit;
 namespace tav {
 
 class AgendaPage;
+class CaptionStrip;
+class frmMoveFont;
 class frmFileBak;
 class TTSAppMain;
 class netTime;
@@ -97,6 +99,7 @@ private:
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
     void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
+    void openCaptions();   // the caption editor, made once
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -122,6 +125,8 @@ private:
     frmFileBak *m_fileBackup = nullptr;
     netTime *m_netTime = nullptr;
     TTSAppMain *m_broadcastWindow = nullptr;
+    frmMoveFont *m_captionEditor = nullptr;
+    CaptionStrip *m_captionStrip = nullptr;
     QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;

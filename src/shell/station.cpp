@@ -16,7 +16,8 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
       m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log),
-      m_broadcasts(m_dir), m_scripts(m_dir)
+      m_broadcasts(m_dir), m_scripts(m_dir), m_captions(m_dir, m_log, m_clock),
+      m_captionScroller(m_clock, m_settings, m_captions)
 {
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
         if (s == Switch::NetTime)
@@ -29,6 +30,7 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     m_weekCheck.setInterval(3600 * 1000); // missing files are files outside the data folder too
     connect(&m_weekCheck, &QTimer::timeout, this, &Station::checkWeekAhead);
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
+    connect(&m_ticker, &SecondTicker::second, &m_captionScroller, &CaptionScroller::onSecond);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
@@ -93,6 +95,7 @@ void Station::start()
         m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
     m_playback.restoreChannel();
     m_stopDates.load();
+    m_captions.load();
     m_scheduler.startDay();
     // A stop day has no ticks to hold back.
     if (const int delay = m_settings.startDelaySeconds(); delay > 0 && m_scheduler.isEnabled()) {
@@ -118,6 +121,7 @@ void Station::shutDown()
 {
     m_ticker.stop();
     m_weekCheck.stop();
+    m_captionScroller.cmdSRstop_Click();
     m_playback.stop();
     m_log.flush();
 }

@@ -12,6 +12,8 @@
 #include "broadcast/scriptstore.h"
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
+#include "captions/captionbook.h"
+#include "captions/captionscroller.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
 #include "playback/playbackcontroller.h"
@@ -81,6 +83,9 @@ public:
     Voice *voice() { return m_voice.get(); }
     const VoiceCatalog *voices() const { return m_voices.get(); }
     ScriptStore &scripts() { return m_scripts; }
+    // The scrolling captions: the list and settings, and which one runs.
+    CaptionBook &captions() { return m_captions; }
+    CaptionScroller &captionScroller() { return m_captionScroller; }
     // What the broadcast windows work on; none without broadcast devices.
     std::optional<BroadcastParts> broadcastParts();
 
@@ -110,6 +115,8 @@ private:
     TimeKeeper m_timeKeeper;
     BroadcastStore m_broadcasts;
     ScriptStore m_scripts;
+    CaptionBook m_captions;
+    CaptionScroller m_captionScroller;
     MediaPlayer *m_broadcastPlayer = nullptr;
     MediaPlayer *m_voicePlayer = nullptr;
     SpeechSynth *m_synth = nullptr;

@@ -1,3 +1,5 @@
+#include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
@@ -172,6 +174,53 @@ TEST_F(MainWindowTest, OptionsAreWrittenOnClickAndComeBackAtTheNextStart)
     EXPECT_EQ(get<QComboBox>("cboDelayRun")->currentText(), u"30");
     EXPECT_TRUE(get<QAbstractButton>("Optchannel1")->isChecked());
     EXPECT_EQ(player.balance(), -10000);
+}
+
+TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheEditorIsMadeOnce)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    start();
+    auto *strip = window->findChild<tav::CaptionStrip *>();
+    ASSERT_NE(strip, nullptr);
+    EXPECT_FALSE(strip->isVisible());
+    click("chkScrollOpen");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"1");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"欢迎"_s);
+    click("chkScrollOpen");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"0");
+    EXPECT_FALSE(strip->isVisible());
+
+    // Switched on, the captions run from the start.
+    click("chkScrollOpen");
+    start();
+    strip = window->findChild<tav::CaptionStrip *>();
+    EXPECT_TRUE(strip->isVisible());
+
+    EXPECT_EQ(window->findChild<tav::frmMoveFont *>(), nullptr);
+    get<QAction>("mnuCaption")->trigger();
+    auto *editor = window->findChild<tav::frmMoveFont *>();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    editor->hide();
+    click("cmdScrollOpen");
+    EXPECT_EQ(window->findChildren<tav::frmMoveFont *>().size(), 1);
+    EXPECT_TRUE(editor->isVisible());
+}
+
+TEST_F(MainWindowTest, TimedCaptionComesWithTheStationsSecond)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=课间操\nstartTime=10:05:00\nendTime=10:06:00\nswicth=开\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n滚动文字=1\n[字幕播放方式]\nManner=2\n"_s);
+    start();
+    auto *strip = window->findChild<tav::CaptionStrip *>();
+    tickAt("2026-11-23 10:04:59");
+    EXPECT_FALSE(strip->isVisible());
+    tickAt("2026-11-23 10:05:01");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"课间操"_s);
+    tickAt("2026-11-23 10:06:00");
+    EXPECT_FALSE(strip->isVisible());
 }
 
 TEST_F(MainWindowTest, StopDatesAddAskRefuseDuplicatesAndDelete)
