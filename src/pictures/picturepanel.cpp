@@ -33,7 +33,9 @@ DecodedPicture decodePicture(const QString &path, QSize target)
     const QSize whole = reader.size();
     if (whole.isValid() && !whole.isEmpty() && target.isValid() && !target.isEmpty()) {
         const QSize fit = whole.scaled(target, Qt::KeepAspectRatio).boundedTo(whole);
-        const bool scalesWhileReading = reader.supportsOption(QImageIOHandler::ScaledSize);
+        // JPEG decodes straight at an eighth, a quarter or half the size;
+        // other formats are decoded whole and scaled afterwards.
+        const bool scalesWhileReading = reader.format() == "jpeg";
         if (!scalesWhileReading && qint64(whole.width()) * whole.height() > PicturePanel::kMaxPixels) {
             result.error = u"图片太大（%1×%2）"_s.arg(whole.width()).arg(whole.height());
             return result;

@@ -19,6 +19,8 @@
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
 #include "broadcast/ttsappmain.h"
+#include "pictures/frmpic.h"
+#include "pictures/picturepanel.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
 #include "shell/station.h"
@@ -151,6 +153,15 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     wireStation();
 
     connect(&m_station.scheduler(), &Scheduler::taskEnded, m_playerWindow, &PlayerWindowControls::resetVideo);
+    // The slideshow's pictures show in the player window, which comes up with them.
+    if (m_video) {
+        new PictureScreen(m_station.slideshow(), m_station.playback(), *m_video);
+        m_station.slideshow().setDisplay(true);
+        connect(&m_station.slideshow(), &Slideshow::showingChanged, this, [this](bool showing) {
+            if (showing)
+                m_playerWindow->showVideo();
+        });
+    }
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
@@ -323,6 +334,9 @@ QWidget *MainForm1::buildSettingsPage()
         switchBox("chkNetTime", u"网络校时"_s, Switch::NetTime)};
     for (int i = 0; i < boxes.size(); ++i)
         grid->addWidget(boxes[i], i / 3, i % 3);
+    auto *pictures = button("cmdPicSet", u"图片广告设置..."_s);
+    connect(pictures, &QPushButton::clicked, this, &MainForm1::openPictures);
+    grid->addWidget(pictures, int(boxes.size() + 2) / 3, 0);
     layout->addWidget(play);
 
     auto *start = new QGroupBox(u"启动"_s);
@@ -381,6 +395,17 @@ void MainForm1::openBroadcasts()
     }
     m_broadcastWindow->show();
     m_broadcastWindow->raise();
+}
+
+void MainForm1::openPictures()
+{
+    if (!m_pictureWindow) {
+        m_pictureWindow = new frmPic(m_station.slideshow(), m_station.prompt(), this);
+        if (m_chooseFiles)
+            m_pictureWindow->setFileChooser(m_chooseFiles);
+    }
+    m_pictureWindow->show();
+    m_pictureWindow->raise();
 }
 
 void MainForm1::openNetTime()
@@ -568,6 +593,7 @@ void MainForm1::buildMenus()
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
+    connect(action(tools, "mnuPic", u"图片广告..."_s), &QAction::triggered, this, &MainForm1::openPictures);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)

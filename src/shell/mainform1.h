@@ -28,6 +28,7 @@ namespace tav {
 
 class AgendaPage;
 class frmFileBak;
+class frmPic;
 class TTSAppMain;
 class netTime;
 class AutoStart;
@@ -96,6 +97,7 @@ private:
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
     void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
+    void openPictures();   // the slideshow's window, made once
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -121,6 +123,7 @@ private:
     frmFileBak *m_fileBackup = nullptr;
     netTime *m_netTime = nullptr;
     TTSAppMain *m_broadcastWindow = nullptr;
+    frmPic *m_pictureWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;

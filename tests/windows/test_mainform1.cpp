@@ -786,3 +786,29 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     EXPECT_TRUE(station->log().text().contains(u"播音：早安"_s));
     station->broadcaster()->stop();
 }
+
+TEST_F(MainWindowTest, PictureWindowOpensOnceAndThePictureSwitchRunsTheIdleContent)
+{
+    d.write(u"【IMAGE】.ini"_s, u"[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm/春.mp3\n"
+                               u"[设置]\n播放音乐=1\n个性音量=65535\n图片切换时间=5\n"_s);
+    start();
+    get<QAction>("mnuPic")->trigger();
+    auto *pictures = window->findChild<QWidget *>(u"frmPic"_s);
+    ASSERT_NE(pictures, nullptr);
+    EXPECT_TRUE(pictures->isVisible());
+    pictures->close();
+    click("cmdPicSet");
+    EXPECT_EQ(window->findChildren<QWidget *>(u"frmPic"_s).size(), 1);
+    EXPECT_TRUE(pictures->isVisible());
+
+    // Between tasks: ticking 显示图片 starts the slideshow's music, unticking stops it.
+    click("chkPic");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"显示图片"_s), u"1");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(station->log().text().endsWith(u"开播：广告内容"));
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened.last(), u"/bgm/春.mp3");
+    click("chkPic");
+    EXPECT_FALSE(station->slideshow().isRunning());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+}
