@@ -151,6 +151,7 @@ frmPic::frmPic(Slideshow &slideshow, Prompt &prompt, QWidget *parent)
     // Each switch hides the caption (Label5) and names the picture shown.
     connect(&m_slideshow, &Slideshow::pictureChanged, this, &frmPic::showCurrent);
     connect(&m_slideshow, &Slideshow::cleared, this, [this] { showCurrent(QString()); });
+    showCurrent(m_slideshow.currentPicture());
 
     resize(860, 520);
     load();

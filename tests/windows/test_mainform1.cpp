@@ -9,6 +9,8 @@
 #include "shell/mainform1.h"
 #include "shell/language.h"
 #include "shell/messageboxprompt.h"
+#include "pictures/picturepanel.h"
+#include "pictures/slideshow.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
 #include "timesync/localdaytime.h"
@@ -811,4 +813,32 @@ TEST_F(MainWindowTest, PictureWindowOpensOnceAndThePictureSwitchRunsTheIdleConte
     click("chkPic");
     EXPECT_FALSE(station->slideshow().isRunning());
     EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+}
+
+// Between tasks with 显示图片 on, the player window comes up with the pictures
+// in it; the next task's video takes the window, its end gives it back.
+TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
+{
+    addTask(u"宣传片"_s, u"10:30:00"_s, u"10:30:10"_s, {u"/m/film.mp4"_s});
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n"_s);
+    d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad/一.jpg\n[设置]\n图片切换时间=5\n"_s);
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
+    window->startUp();
+    QCoreApplication::processEvents(); // the idle content of the start
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(video.isVisible());
+    auto *panel = video.findChild<tav::PicturePanel *>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(video.isVideoVisible());
+
+    tickAt("2026-11-23 10:30:00");
+    EXPECT_TRUE(video.isVideoVisible());
+    EXPECT_FALSE(panel->isVisible());
+    tickAt("2026-11-23 10:30:11");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(panel->isVisible());
+    window.reset();
 }
