@@ -11,9 +11,7 @@ out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
-openbox >/dev/null 2>&1 &
-wm=$!
-trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+with_openbox
 sox -n -r 44100 -c 2 "$work/bell.wav" synth 3 sine 660 vol 0.3
 sox -n -r 44100 -c 2 "$work/bgm.wav" synth 60 sine 440 vol 0.2
 convert -size 1600x900 gradient:'#1e5799-#7db9e8' -gravity center -pointsize 120 -fill white \
