@@ -90,7 +90,8 @@ bool Slideshow::run(Source source, const SlideshowSettings &settings)
         return false;
     setSource(source);
     if (pictures)
-        showPictures(settings.pictures, settings.pictureOrder, settings.switchSeconds);
+        showPictures(settings.pictures, settings.pictureOrder,
+                     qBound(PictureStore::kMinSwitch, settings.switchSeconds, PictureStore::kMaxSwitch));
     if (music)
         m_musicDelay.start();
     return true;
@@ -244,6 +245,10 @@ void Slideshow::startMusic()
     const QDate today = m_clock.now().date();
     if (m_settings.muteOnStopDates && m_isStopDay && m_isStopDay(today)) {
         m_log.append(zh::stampedLine(m_clock.now(), u"停播日期，图片背景音乐静音"_s));
+        return;
+    }
+    if (m_playerBusy && m_playerBusy()) {
+        m_log.append(zh::stampedLine(m_clock.now(), u"定时任务正在播放，图片背景音乐不播放"_s));
         return;
     }
     m_playback.startTask(m_settings.musicModeName(), m_settings.music);

@@ -41,7 +41,10 @@ struct PictureList;
 // - the music starts kMusicDelayMs after the pictures, at the volume
 //   "个性音量" (a volume of 0, a key never saved, keeps the volume in force),
 //   in order and over again or at random; on a stop date with
-//   "停播日期音乐静音" on it does not play;
+//   "停播日期音乐静音" on it does not play, nor while a timed task has the
+//   player (the operator's play button during a task);
+// - the switch time of "【IMAGE】.ini" is held to 5 … 60 seconds (a file
+//   never saved says 0); a task's own is at least 1 second;
 // - without a screen (setDisplay(false)) no picture is shown: the idle
 //   content is then the music alone.
 class Slideshow : public QObject
@@ -63,6 +66,8 @@ public:
     bool hasDisplay() const { return m_display; }
     // Whether a date is a stop date (for the music's mute).
     void setStopDay(std::function<bool(QDate)> isStopDay) { m_isStopDay = std::move(isStopDay); }
+    // Whether a timed task has the media player now.
+    void setPlayerBusy(std::function<bool()> busy) { m_playerBusy = std::move(busy); }
     // Source of r in [0, 1) for the random order.
     void setRandomSource(std::function<double()> random) { m_random = std::move(random); }
 
@@ -145,6 +150,7 @@ private:
     QTimer m_switch;          // tmrSwitching
     QTimer m_musicDelay;      // tmrDelayRun
     std::function<bool(QDate)> m_isStopDay;
+    std::function<bool()> m_playerBusy;
     std::function<double()> m_random;
 };
 

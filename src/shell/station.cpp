@@ -32,6 +32,7 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     });
     // The slideshow: between tasks, and beside a task that has pictures.
     m_slideshow.setStopDay([this](QDate date) { return m_stopDates.isStopDay(date, m_settings); });
+    m_slideshow.setPlayerBusy([this] { return !m_scheduler.runningEnd().isEmpty(); });
     m_playback.setPictureCount([this] { return m_slideshow.pictureCount(); });
     connect(&m_scheduler, &Scheduler::idleContentRequested, this, [this](bool run) {
         if (!run)

@@ -1,3 +1,4 @@
+#include "broadcast/broadcaster.h"
 #include "core/ini.h"
 #include "core/messagelog.h"
 #include "core/settings.h"
@@ -431,4 +432,69 @@ TEST_F(StationSlideshowTest, NothingToShowOrPlayIsNotReportedAsStarted)
     EXPECT_FALSE(station->slideshow().isRunning());
     EXPECT_EQ(station->scheduler().status(), u"Tavrel多媒体定时播放系统");
     EXPECT_FALSE(station->log().text().contains(u"广告内容"));
+}
+
+TEST_F(StationSlideshowTest, WorkingHoursStartAndEndTheIdleContent)
+{
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n[广告时间选项]\nrunPic=1\nPicStartTime=8:00:00\n"
+                                 u"PicEndTime=18:00:00\n"_s);
+    clock.set(at("2026-11-23 07:59:58"));
+    startStation(true);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(station->slideshow().isRunning()); // before the working hours
+    second("2026-11-23 08:00:00");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    second("2026-11-23 09:00:00"); // the task takes over and hands back
+    second("2026-11-23 09:00:11");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    second("2026-11-23 17:59:55");
+    EXPECT_FALSE(station->slideshow().isRunning());
+}
+
+TEST_F(StationSlideshowTest, TheOperatorsPlayDuringATaskLeavesTheTasksSound)
+{
+    startStation(true);
+    second("2026-11-23 09:00:00");
+    SlideshowSettings s = station->slideshow().loadSettings();
+    ASSERT_TRUE(station->slideshow().play(s));
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened, (QStringList{u"/news.mp3"_s}));
+    EXPECT_TRUE(station->log().text().endsWith(u"定时任务正在播放，图片背景音乐不播放"));
+}
+
+TEST_F(StationSlideshowTest, ABroadcastTurnsTheSlideshowsMusicDownToo)
+{
+    tav::test::FakePlayer broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+    station->start();
+    station->ticker().stop();
+    QCoreApplication::processEvents();
+    station->slideshow().startMusic();
+    ASSERT_EQ(player.opened.last(), u"/bgm.mp3");
+    EXPECT_EQ(player.volume(), 100);
+    tav::BroadcastRequest request;
+    request.text = u"请注意"_s;
+    request.musicVolume = 30;
+    ASSERT_TRUE(station->broadcaster()->speak(request));
+    EXPECT_EQ(player.volume(), 30);
+
+    // The music starting again while it speaks stays down.
+    station->slideshow().stop();
+    ASSERT_TRUE(station->slideshow().startIdle());
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.volume(), 30);
+    station.reset(); // before its broadcast devices go
+}
+
+TEST_F(SlideshowTest, TheIdleSwitchTimeIsHeldToItsRange)
+{
+    SlideshowSettings s = three();
+    s.switchSeconds = 0; // a file never saved
+    ASSERT_TRUE(show.play(s));
+    EXPECT_EQ(show.intervalSeconds(), 5);
+    s.switchSeconds = 600;
+    ASSERT_TRUE(show.play(s));
+    EXPECT_EQ(show.intervalSeconds(), 60);
 }
