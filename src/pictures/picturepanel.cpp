@@ -73,15 +73,20 @@ QRect PicturePanel::picWH(QSize picture, QRect area)
             fit.width(), fit.height()};
 }
 
+QSize PicturePanel::decodeSize() const
+{
+    // The panel fills the player window; before it is laid out only the window knows its size.
+    QSize target = size().expandedTo(window()->size());
+    if (target.width() < 64 || target.height() < 64)
+        target = QSize(1920, 1080);
+    return target * devicePixelRatioF();
+}
+
 void PicturePanel::showPicture(const QString &path)
 {
     const quint64 serial = ++*m_latest;
-    QSize target = size();
-    if (target.width() < 64 || target.height() < 64)
-        target = window()->size();
-    if (target.width() < 64 || target.height() < 64)
-        target = QSize(1920, 1080);
-    target *= devicePixelRatioF();
+    const QSize target = decodeSize();
+    m_target = target;
     m_pool.start([this, latest = m_latest, serial, path, target] {
         if (latest->load() != serial)
             return; // a newer picture was asked for meanwhile
@@ -93,6 +98,15 @@ void PicturePanel::showPicture(const QString &path)
             this, [this, serial, path, result = std::move(result)] { decoded(serial, path, result); },
             Qt::QueuedConnection);
     });
+}
+
+void PicturePanel::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    // Grown well beyond the size the picture was read for (another screen): read it again.
+    const QSize now = decodeSize();
+    if (!m_path.isEmpty() && (now.width() > m_target.width() * 11 / 10 || now.height() > m_target.height() * 11 / 10))
+        showPicture(m_path);
 }
 
 void PicturePanel::decoded(quint64 serial, const QString &path, const DecodedPicture &result)

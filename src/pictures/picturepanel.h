@@ -60,14 +60,17 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
+    QSize decodeSize() const;
     void decoded(quint64 serial, const QString &path, const DecodedPicture &result);
 
     QThreadPool m_pool;
     std::shared_ptr<std::atomic<quint64>> m_latest = std::make_shared<std::atomic<quint64>>(0);
     QString m_path;
     QImage m_image;
+    QSize m_target; // the size the last picture was asked for
 };
 
 // The slideshow on the player window: the panel takes the window's place

@@ -347,3 +347,22 @@ TEST_F(PicturesWindow, TenThousandPicturesLoadAndRun)
     EXPECT_LT(timer.elapsed(), 5000);
     EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片路径9999=/广告/9999.jpg\r\n"));
 }
+
+TEST(PictureDecoding, ThePanelReadsAtItsWindowsSizeAndAgainWhenItGrows)
+{
+    tav::test::DataFolder d;
+    const QString wide = writePicture(d, u"wide.png"_s, {3200, 1800}, "PNG");
+    QWidget window;
+    window.resize(800, 450);
+    auto *panel = new tav::PicturePanel(&window);
+    panel->hide(); // not laid out yet: the window's size counts
+    QSignalSpy shown(panel, &tav::PicturePanel::shown);
+    panel->showPicture(wide);
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_EQ(panel->image().size(), QSize(800, 450) * panel->devicePixelRatioF());
+    window.show();
+    panel->show();
+    panel->resize(1600, 900); // moved to a bigger screen
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_EQ(panel->image().size(), QSize(1600, 900) * panel->devicePixelRatioF());
+}
