@@ -213,7 +213,7 @@ void Slideshow::showNext()
     for (int tries = 0; index >= 0 && tries < count && m_bad.contains(m_pictures.at(index)); ++tries)
         index = (index + 1) % count;
     if (index < 0 || m_bad.contains(m_pictures.at(index))) {
-        if (m_index >= 0 || count > 0) {
+        if (m_index >= 0) { // the screen empties once
             m_index = -1;
             emit cleared();
         }
