@@ -1,6 +1,6 @@
 # Sourced by the screenshot scripts: starts Xvfb on a free display with a
 # throw-away desktop configuration, and ends it (and $app, when set) on exit.
-display=${TAV_DISPLAY:-90}
+display=${XVFB_DISPLAY:-90}
 while [ -e "/tmp/.X$display-lock" ]; do display=$((display + 1)); done
 export DISPLAY=":$display" XDG_CONFIG_HOME
 XDG_CONFIG_HOME=$(mktemp -d)

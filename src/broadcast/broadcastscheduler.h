@@ -49,6 +49,8 @@ struct WaitRow
 //   task's delay minutes ("延播", started in the first second seen of that
 //   minute; still busy then: postponed again), or, with delay 0, spoken
 //   right after the broadcast that held it up;
+// - ten seconds before a firing the broadcaster's players are made ready,
+//   away from the second's boundary (see warmUpBefore);
 // - the list is not run with the switch off ("播音已停止，如果要开启请到主控面板
 //   操作！") or on a stop day ("现在是停播时间").
 class BroadcastScheduler : public QObject
@@ -80,6 +82,11 @@ signals:
     void line(const QString &text); // what was done, for standard output
 
 private:
+    // Engines are made in the middle of a second, off the tick that may
+    // start a task; a ready engine only has its idle time renewed.
+    static constexpr int kWarmUpSeconds = 10;
+    static constexpr int kWarmUpDelayMs = 300;
+    void warmUpBefore(int seconds);
     void fire(int row, bool delayed);
     void postpone(int row);
     void setStatus(int row, WaitRow::Status status);

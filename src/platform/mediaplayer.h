@@ -48,6 +48,10 @@ public:
     virtual QList<AudioDevice> audioDevices() const { return {}; }
     virtual void setAudioDevice(const QString &name) { Q_UNUSED(name) }
 
+    // Something will be played within seconds: a player that makes its
+    // engine on demand makes it now, off the second it is needed.
+    virtual void warmUp() {}
+
 signals:
     void stateChanged(tav::MediaPlayer::State state);
     void errorOccurred(const QString &url);

@@ -7,6 +7,7 @@
 #include "playback/playbackcontroller.h"
 #include "playback/frmplay.h"
 #include "playback/playerwindowcontrols.h"
+#include "pictures/logocontrols.h"
 #include "scheduler/formaddtask.h"
 #include "scheduler/taskeditor.h"
 #include "scheduler/scheduler.h"
@@ -103,6 +104,12 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
 {
     m_playerWindow = new PlayerWindowControls(videoWindow, station.player(), station.playback(),
                                               station.settings(), station.prompt(), this);
+    // The logo and clock overlay, kept above the player window and full screen.
+    m_logo = new LogoControls(station.settings(), station.dataDir(), station.player(), station.ticker(),
+                              station.clock(), station.prompt(), this);
+    m_logo->watch(videoWindow);
+    m_logo->watch(findChild<QWidget *>(u"frmFullMV"_s));
+    m_logo->watch(this);
     setObjectName(u"MainForm1"_s);
     setWindowTitle(kTitle);
     resize(1024, 720);
@@ -354,6 +361,7 @@ QWidget *MainForm1::buildSettingsPage()
     layout->addWidget(start);
 
     layout->addWidget(m_playerWindow->sizeBox());
+    layout->addWidget(m_logo->placeBox());
 
     auto *look = new QGroupBox(u"界面"_s);
     auto *lookRow = new QHBoxLayout(look);
@@ -595,6 +603,7 @@ void MainForm1::buildMenus()
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
     connect(action(tools, "mnuPic", u"图片广告..."_s), &QAction::triggered, this, &MainForm1::openPictures);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
+    connect(action(tools, "mnuTimeShow", u"时间字体..."_s), &QAction::triggered, m_logo, &LogoControls::openTimeShow);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)
             m_stopWatch = new StopWatch(this);
@@ -749,6 +758,7 @@ void MainForm1::startUp()
         m_station.setFreshPlayWindow(frmPlay::freshPlace());
     m_station.start();
     loadControls();
+    m_logo->start();
     showTasks(m_station.tasks().rows());
     refreshStopDates();
     m_stopDate->setDate(m_station.clock().now().date());
@@ -1010,6 +1020,7 @@ void MainForm1::bringToFront()
     // Back where it was when it went to the tray, whatever the window manager chooses.
     if (!isVisible() && m_shownGeometry.isValid())
         setGeometry(m_shownGeometry);
+    m_logo->dismissScreenSaver();
     showNormal();
     raise();
     activateWindow();

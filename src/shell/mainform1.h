@@ -34,6 +34,7 @@ class netTime;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
+class LogoControls;
 class Station;
 class frmPlay;
 class PlayerWindowControls;
@@ -157,6 +158,7 @@ private:
     QList<QCheckBox *> m_switchBoxes;
     frmPlay *m_video = nullptr;
     PlayerWindowControls *m_playerWindow = nullptr;
+    LogoControls *m_logo = nullptr;
     QPushButton *m_playKey = nullptr;
     QPushButton *m_pauseKey = nullptr;
     // "OK" once the operator chose to keep the running task's end time.

@@ -52,8 +52,10 @@ public:
     void setBalance(int b) override { m_balance = b; }
     QList<AudioDevice> audioDevices() const override { return devices; }
     void setAudioDevice(const QString &name) override { device = name; }
+    void warmUp() override { ++warmUps; }
     QList<AudioDevice> devices; // none unless a test gives some
     QString device;
+    int warmUps = 0;
 
     // The current item plays to its end / cannot be played / starts sounding.
     void finish() { setState(State::Stopped); }
