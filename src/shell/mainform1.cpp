@@ -167,7 +167,9 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
         connect(&m_station.slideshow(), &Slideshow::showingChanged, this, [this](bool showing) {
             if (showing)
                 m_playerWindow->showVideo();
+            m_logo->screenChanged(); // pictures on the screen keep the screen saver away
         });
+        m_logo->setScreenBusy([this] { return m_station.slideshow().isShowing(); });
     }
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);

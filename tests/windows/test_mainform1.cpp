@@ -9,6 +9,8 @@
 #include "shell/mainform1.h"
 #include "shell/language.h"
 #include "shell/messageboxprompt.h"
+#include "pictures/frmtopmost.h"
+#include "pictures/logocontrols.h"
 #include "pictures/picturepanel.h"
 #include "pictures/slideshow.h"
 #include "shell/station.h"
@@ -820,7 +822,7 @@ TEST_F(MainWindowTest, PictureWindowOpensOnceAndThePictureSwitchRunsTheIdleConte
 TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
 {
     addTask(u"宣传片"_s, u"10:30:00"_s, u"10:30:10"_s, {u"/m/film.mp4"_s});
-    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n屏保=1\n"_s);
     d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad/一.jpg\n[设置]\n图片切换时间=5\n"_s);
     station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
     tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
@@ -834,11 +836,22 @@ TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
     EXPECT_TRUE(panel->isVisible());
     EXPECT_FALSE(video.isVideoVisible());
 
+    // Pictures on the screen keep the screen saver away, though the player is quiet.
+    const auto saver = [this] { return window->findChild<tav::LogoControls *>()->overlay()->isScreenSaver(); };
+    for (int s = 1; s <= 9; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    EXPECT_FALSE(saver());
+
     tickAt("2026-11-23 10:30:00");
     EXPECT_TRUE(video.isVideoVisible());
     EXPECT_FALSE(panel->isVisible());
     tickAt("2026-11-23 10:30:11");
     EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
     EXPECT_TRUE(panel->isVisible());
+
+    get<QCheckBox>("chkPic")->click(); // off: the quiet spell counts again
+    for (int s = 12; s <= 17; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:30:%1"_s.arg(s)));
+    EXPECT_TRUE(saver());
     window.reset();
 }
