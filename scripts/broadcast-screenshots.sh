@@ -10,9 +10,7 @@ out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
-openbox >/dev/null 2>&1 &
-wm=$!
-trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+with_openbox
 scripts/make-sample-data.sh "$work/data" >/dev/null
 "$bin" --data-dir "$work/data" --player-option ao=null >/dev/null 2>&1 &
 app=$!

@@ -11,3 +11,9 @@ xvfb=$!
 trap 'kill "${app:-}" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
 sleep 1
 shot() { import -window root "$out/$1.png"; echo "$out/$1.png"; }
+# A window manager (openbox) on the display, ended with the rest.
+with_openbox() {
+  openbox >/dev/null 2>&1 &
+  wm=$!
+  trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+}

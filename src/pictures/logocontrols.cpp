@@ -153,14 +153,14 @@ void LogoControls::switchChanged(Switch s, bool on)
 void LogoControls::second()
 {
     m_overlay->showTime(m_clock.now().time());
-    if (m_player.state() == MediaPlayer::State::Stopped)
+    if (m_player.state() == MediaPlayer::State::Stopped && !(m_screenBusy && m_screenBusy()))
         ++m_quietSeconds;
     updateScreenSaver();
 }
 
 void LogoControls::updateScreenSaver()
 {
-    if (m_player.state() != MediaPlayer::State::Stopped) {
+    if (m_player.state() != MediaPlayer::State::Stopped || (m_screenBusy && m_screenBusy())) {
         m_quietSeconds = 0;
         m_saverDismissed = false;
     }

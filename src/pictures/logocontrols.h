@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QPointer>
 
+#include <functional>
+
 class QGroupBox;
 class QLineEdit;
 class QRect;
@@ -59,6 +61,10 @@ public:
     frmTimeShow *timeShow() const { return m_timeShow; }
     // The operator is back: the screen saver goes until the next quiet spell.
     void dismissScreenSaver();
+    // Something else on the screen that counts as playing (the advertising
+    // slideshow's pictures); screenChanged() is to be called when it changes.
+    void setScreenBusy(std::function<bool()> busy) { m_screenBusy = std::move(busy); }
+    void screenChanged() { updateScreenSaver(); }
 
 private:
     void switchChanged(Switch s, bool on);
@@ -83,6 +89,7 @@ private:
     QLineEdit *m_left = nullptr;
     int m_quietSeconds = 0;
     bool m_saverDismissed = false;
+    std::function<bool()> m_screenBusy;
 };
 
 } // namespace tav

@@ -22,6 +22,8 @@
 #include "broadcast/ttsappmain.h"
 #include "captions/captionstrip.h"
 #include "captions/frmmovefont.h"
+#include "pictures/frmpic.h"
+#include "pictures/picturepanel.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
 #include "shell/station.h"
@@ -160,6 +162,17 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     wireStation();
 
     connect(&m_station.scheduler(), &Scheduler::taskEnded, m_playerWindow, &PlayerWindowControls::resetVideo);
+    // The slideshow's pictures show in the player window, which comes up with them.
+    if (m_video) {
+        new PictureScreen(m_station.slideshow(), m_station.playback(), *m_video);
+        m_station.slideshow().setDisplay(true);
+        connect(&m_station.slideshow(), &Slideshow::showingChanged, this, [this](bool showing) {
+            if (showing)
+                m_playerWindow->showVideo();
+            m_logo->screenChanged(); // pictures on the screen keep the screen saver away
+        });
+        m_logo->setScreenBusy([this] { return m_station.slideshow().isShowing(); });
+    }
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
     // The caption strip follows the scroller; each second it goes back on top.
@@ -346,6 +359,9 @@ QWidget *MainForm1::buildSettingsPage()
     auto *captions = button("cmdScrollOpen", u"字幕编辑..."_s, u"可添加广告语，通知信息等等一些提示信息在屏幕上显示"_s);
     connect(captions, &QPushButton::clicked, this, &MainForm1::openCaptions);
     grid->addWidget(captions, int(boxes.size() + 2) / 3, 0);
+    auto *pictures = button("cmdPicSet", u"图片广告设置..."_s);
+    connect(pictures, &QPushButton::clicked, this, &MainForm1::openPictures);
+    grid->addWidget(pictures, int(boxes.size() + 2) / 3, 1);
     layout->addWidget(play);
 
     auto *start = new QGroupBox(u"启动"_s);
@@ -416,6 +432,15 @@ void MainForm1::openCaptions()
     }
     m_captionEditor->show();
     m_captionEditor->raise();
+void MainForm1::openPictures()
+{
+    if (!m_pictureWindow) {
+        m_pictureWindow = new frmPic(m_station.slideshow(), m_station.prompt(), this);
+        if (m_chooseFiles)
+            m_pictureWindow->setFileChooser(m_chooseFiles);
+    }
+    m_pictureWindow->show();
+    m_pictureWindow->raise();
 }
 
 void MainForm1::openNetTime()
@@ -604,6 +629,7 @@ void MainForm1::buildMenus()
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
     connect(action(tools, "mnuCaption", u"滚动字幕..."_s), &QAction::triggered, this, &MainForm1::openCaptions);
+    connect(action(tools, "mnuPic", u"图片广告..."_s), &QAction::triggered, this, &MainForm1::openPictures);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
     connect(action(tools, "mnuTimeShow", u"时间字体..."_s), &QAction::triggered, m_logo, &LogoControls::openTimeShow);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {

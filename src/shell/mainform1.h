@@ -30,6 +30,7 @@ class AgendaPage;
 class CaptionStrip;
 class frmMoveFont;
 class frmFileBak;
+class frmPic;
 class TTSAppMain;
 class netTime;
 class AutoStart;
@@ -100,6 +101,7 @@ private:
     void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
     void openCaptions();   // the caption editor, made once
+    void openPictures();   // the slideshow's window, made once
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -127,6 +129,7 @@ private:
     TTSAppMain *m_broadcastWindow = nullptr;
     frmMoveFont *m_captionEditor = nullptr;
     CaptionStrip *m_captionStrip = nullptr;
+    frmPic *m_pictureWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;

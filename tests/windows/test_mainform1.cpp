@@ -11,6 +11,10 @@
 #include "shell/mainform1.h"
 #include "shell/language.h"
 #include "shell/messageboxprompt.h"
+#include "pictures/frmtopmost.h"
+#include "pictures/logocontrols.h"
+#include "pictures/picturepanel.h"
+#include "pictures/slideshow.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
 #include "timesync/localdaytime.h"
@@ -834,4 +838,69 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     EXPECT_TRUE(station->broadcaster()->isBusy());
     EXPECT_TRUE(station->log().text().contains(u"播音：早安"_s));
     station->broadcaster()->stop();
+}
+
+TEST_F(MainWindowTest, PictureWindowOpensOnceAndThePictureSwitchRunsTheIdleContent)
+{
+    d.write(u"【IMAGE】.ini"_s, u"[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm/春.mp3\n"
+                               u"[设置]\n播放音乐=1\n个性音量=65535\n图片切换时间=5\n"_s);
+    start();
+    get<QAction>("mnuPic")->trigger();
+    auto *pictures = window->findChild<QWidget *>(u"frmPic"_s);
+    ASSERT_NE(pictures, nullptr);
+    EXPECT_TRUE(pictures->isVisible());
+    pictures->close();
+    click("cmdPicSet");
+    EXPECT_EQ(window->findChildren<QWidget *>(u"frmPic"_s).size(), 1);
+    EXPECT_TRUE(pictures->isVisible());
+
+    // Between tasks: ticking 显示图片 starts the slideshow's music, unticking stops it.
+    click("chkPic");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"显示图片"_s), u"1");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(station->log().text().endsWith(u"开播：广告内容"));
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened.last(), u"/bgm/春.mp3");
+    click("chkPic");
+    EXPECT_FALSE(station->slideshow().isRunning());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+}
+
+// Between tasks with 显示图片 on, the player window comes up with the pictures
+// in it; the next task's video takes the window, its end gives it back.
+TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
+{
+    addTask(u"宣传片"_s, u"10:30:00"_s, u"10:30:10"_s, {u"/m/film.mp4"_s});
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n屏保=1\n"_s);
+    d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad/一.jpg\n[设置]\n图片切换时间=5\n"_s);
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
+    window->startUp();
+    QCoreApplication::processEvents(); // the idle content of the start
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(video.isVisible());
+    auto *panel = video.findChild<tav::PicturePanel *>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(video.isVideoVisible());
+
+    // Pictures on the screen keep the screen saver away, though the player is quiet.
+    const auto saver = [this] { return window->findChild<tav::LogoControls *>()->overlay()->isScreenSaver(); };
+    for (int s = 1; s <= 9; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    EXPECT_FALSE(saver());
+
+    tickAt("2026-11-23 10:30:00");
+    EXPECT_TRUE(video.isVideoVisible());
+    EXPECT_FALSE(panel->isVisible());
+    tickAt("2026-11-23 10:30:11");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(panel->isVisible());
+
+    get<QCheckBox>("chkPic")->click(); // off: the quiet spell counts again
+    for (int s = 12; s <= 17; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:30:%1"_s.arg(s)));
+    EXPECT_TRUE(saver());
+    window.reset();
 }
