@@ -432,6 +432,8 @@ void MainForm1::openCaptions()
     }
     m_captionEditor->show();
     m_captionEditor->raise();
+}
+
 void MainForm1::openPictures()
 {
     if (!m_pictureWindow) {
