@@ -15,7 +15,7 @@ packages=(
   mpv libc-bin
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev sox libsox-fmt-all
-  xvfb xauth xdotool imagemagick fonts-noto-cjk python3 ffmpeg
+  xvfb xauth xdotool imagemagick fonts-noto-cjk fontconfig python3 ffmpeg
   # clock steps under a shifted clock; a window manager for screenshots;
   # a sound server to record what several players mix
   faketime libfaketime openbox pulseaudio pulseaudio-utils

@@ -11,9 +11,7 @@ out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
-openbox >/dev/null 2>&1 &
-wm=$!
-trap 'kill "${app:-}" "$wm" "$xvfb" 2>/dev/null || true; rm -rf "$work" "$XDG_CONFIG_HOME"' EXIT
+with_openbox
 ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 30 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"
 sox -n -r 44100 -c 2 "$work/bell.wav" synth 30 sine 660 vol 0.3
 

@@ -4,30 +4,40 @@
 #include "core/clock.h"
 #include "platform/clocksetter.h"
 #include "platform/mpvplayer.h"
+#include "platform/ondemandplayer.h"
 #include "platform/speech.h"
 #include "core/zhtext.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
-#include "playback/frmplay.h"
-#include "shell/autostart.h"
-#include "shell/mainform1.h"
-#include "shell/language.h"
-#include "shell/messageboxprompt.h"
 #include "shell/singleinstance.h"
 #include "shell/station.h"
 #include "shell/weekahead.h"
 
+// The headless build (tavplayer-headless) is this file without the console:
+// it links neither Qt Widgets nor Gui, so a station without a display maps
+// none of them. The full program hands every run without a window to it.
+#ifndef TAV_HEADLESS_ONLY
+#include "playback/frmplay.h"
+#include "shell/autostart.h"
+#include "shell/language.h"
+#include "shell/mainform1.h"
+#include "shell/messageboxprompt.h"
+
 #include <QApplication>
-#include <QFileInfo>
-#include <QTimer>
 #include <QIcon>
+#endif
+
+#include <QCoreApplication>
+#include <QFileInfo>
 #include <QSocketNotifier>
 #include <QTextStream>
+#include <QTimer>
 
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -73,10 +83,42 @@ void fail(const QString &message)
 // The window needs a display; --headless, or none, runs the schedule alone.
 bool wantsWindow(const tav::CommandLine &command)
 {
+#ifdef TAV_HEADLESS_ONLY
+    Q_UNUSED(command);
+    return false;
+#else
     if (command.isSet(u"headless"_s))
         return false;
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
            || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+#endif
+}
+
+#ifndef TAV_HEADLESS_ONLY
+// A run without a window (headless, or a verb) becomes the headless build
+// beside this program, in the same process: the window libraries are gone
+// from it. Returns only when there is none or it cannot be started; the run
+// then goes on here.
+void becomeHeadless(char **argv)
+{
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0)
+        return;
+    self[n] = '\0';
+    std::string headless(self);
+    headless.append("-headless");
+    ::execv(headless.c_str(), argv);
+}
+#endif
+
+// The names under which a station runs: the program and its headless build.
+int runningStations(const QString &exeName)
+{
+    static constexpr QStringView kHeadless = u"-headless";
+    const QString program = exeName.endsWith(kHeadless) ? exeName.chopped(kHeadless.size()) : exeName;
+    return tav::SingleInstance::countProcesses(program)
+           + tav::SingleInstance::countProcesses(program + kHeadless);
 }
 
 int printHelp(const tav::CommandLine &command, int &, char **)
@@ -109,14 +151,18 @@ int printAgenda(const tav::CommandLine &command, int &argc, char **argv)
 int runStation(const tav::CommandLine &command, int &argc, char **argv)
 {
     const bool windowed = wantsWindow(command);
-    std::unique_ptr<QCoreApplication> app(windowed ? new QApplication(argc, argv)
-                                                   : new QCoreApplication(argc, argv));
-    QCoreApplication::setApplicationName(u"tavplayer"_s);
-    QCoreApplication::setApplicationVersion(QStringLiteral(TAV_VERSION));
+    std::unique_ptr<QCoreApplication> app;
+#ifndef TAV_HEADLESS_ONLY
     if (windowed) {
+        app = std::make_unique<QApplication>(argc, argv);
         QGuiApplication::setDesktopFileName(u"tavplayer"_s);
         QGuiApplication::setWindowIcon(QIcon::fromTheme(u"tavplayer"_s, QIcon(u":/app/tavplayer.png"_s)));
     }
+#endif
+    if (!app)
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication::setApplicationName(u"tavplayer"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAV_VERSION));
     // The media engine parses numbers the C way whatever the locale.
     std::setlocale(LC_NUMERIC, "C");
 
@@ -127,19 +173,22 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         return 1;
     }
 
-    if (QString why; windowed && !tav::useChinese(*app, &why))
-        std::fprintf(stderr, "%s\n", why.toUtf8().constData());
     std::unique_ptr<tav::Prompt> prompt;
-    if (windowed)
+#ifndef TAV_HEADLESS_ONLY
+    if (windowed) {
+        if (QString why; !tav::useChinese(*app, &why))
+            std::fprintf(stderr, "%s\n", why.toUtf8().constData());
         prompt = std::make_unique<tav::MessageBoxPrompt>(nullptr);
-    else
+    }
+#endif
+    if (!prompt)
         prompt = std::make_unique<tav::HeadlessPrompt>();
 
     // One station per data folder: when another copy of the program runs and
     // it serves this folder, a second start brings that one to the front.
     const QString instanceName = tav::SingleInstance::serverNameFor(dir);
     const QString exeName = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
-    if (tav::SingleInstance::countProcesses(exeName) > 1 && tav::SingleInstance::activateRunning(instanceName)) {
+    if (runningStations(exeName) > 1 && tav::SingleInstance::activateRunning(instanceName)) {
         prompt->inform(u"Tavrel多媒体定时播放系统"_s, u"程序已经运行！"_s);
         return 0;
     }
@@ -156,43 +205,50 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         return 1;
     }
     // The broadcast's tone and music, and the voice: players of their own,
-    // sound only. A PCM file given for the main player gets one per role
+    // sound only, made a few seconds before a broadcast and let go when they
+    // have stood idle. A PCM file given for the main player gets one per role
     // beside it ("F-broadcast", "F-voice").
-    const auto roleOptions = [&command](const QString &role) {
-        QStringList options{u"vid=no"_s};
-        for (QString option : command.values(u"player-option"_s)) {
-            if (option.trimmed().startsWith(u"ao-pcm-file="_s))
-                option = option.trimmed() + u'-' + role;
-            options.append(option);
-        }
-        return options;
+    tav::Station *owner = nullptr; // the station, once it exists
+    const auto rolePlayer = [&command, &owner](const QString &role) {
+        return [&command, &owner, role](QString *why) -> std::unique_ptr<tav::MediaPlayer> {
+            QStringList options{u"vid=no"_s};
+            for (QString option : command.values(u"player-option"_s)) {
+                if (option.trimmed().startsWith(u"ao-pcm-file="_s))
+                    option = option.trimmed() + u'-' + role;
+                options.append(option);
+            }
+            auto made = std::make_unique<tav::MpvPlayer>(options);
+            if (!made->isValid()) {
+                *why = made->errorString();
+                if (owner)
+                    owner->log().append(tav::zh::stampedLine(owner->clock().now(), u"语音播报不可用："_s + *why));
+                return nullptr;
+            }
+            made->setTraceSink([&owner, role](const QString &event, const QString &detail) {
+                if (owner)
+                    owner->trace(role + u'-' + event, detail);
+            });
+            return made;
+        };
     };
-    tav::MpvPlayer broadcastPlayer(roleOptions(u"broadcast"_s));
-    tav::MpvPlayer voicePlayer(roleOptions(u"voice"_s));
+    tav::OnDemandPlayer broadcastPlayer(rolePlayer(u"broadcast"_s));
+    tav::OnDemandPlayer voicePlayer(rolePlayer(u"voice"_s));
     tav::EspeakSynth synth;
     tav::SystemClock clock;
     tav::SystemShutdown shutdown;
     tav::SystemClockSetter clockSetter; // outlives the station, which uses it
     tav::Station station(dir, player, *prompt, clock, shutdown);
+    owner = &station;
     station.setClockSetter(&clockSetter);
-    if (broadcastPlayer.isValid() && voicePlayer.isValid() && synth.isAvailable())
+    if (synth.isAvailable()) {
         station.setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
-    else {
-        const QString why = !synth.isAvailable()          ? u"语音引擎 espeak-ng 无法初始化"_s
-                            : !broadcastPlayer.isValid() ? broadcastPlayer.errorString()
-                                                         : voicePlayer.errorString();
+    } else {
         // Into the log once it is loaded.
-        QTimer::singleShot(0, &station, [&station, &clock, why] {
-            station.log().append(tav::zh::stampedLine(clock.now(), u"语音播报不可用："_s + why));
+        QTimer::singleShot(0, &station, [&station, &clock] {
+            station.log().append(tav::zh::stampedLine(clock.now(), u"语音播报不可用：语音引擎 espeak-ng 无法初始化"_s));
         });
     }
     player.setTraceSink([&station](const QString &event, const QString &detail) { station.trace(event, detail); });
-    broadcastPlayer.setTraceSink([&station](const QString &event, const QString &detail) {
-        station.trace(u"broadcast-"_s + event, detail);
-    });
-    voicePlayer.setTraceSink([&station](const QString &event, const QString &detail) {
-        station.trace(u"voice-"_s + event, detail);
-    });
     const QString traceFile = command.value(u"trace"_s);
     if (!traceFile.isEmpty() && !station.setTraceFile(traceFile)) {
         fail(u"cannot write the trace file %1"_s.arg(traceFile));
@@ -200,6 +256,7 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     }
     quitOnSignals(*app);
 
+#ifndef TAV_HEADLESS_ONLY
     std::unique_ptr<tav::AutoStart> autoStart;
     std::unique_ptr<tav::frmPlay> videoWindow;
     std::unique_ptr<tav::MainForm1> window;
@@ -211,7 +268,9 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
                          &tav::MainForm1::bringToFront);
         window->show();
         window->startUp();
-    } else {
+    }
+#endif
+    if (!windowed) {
         station.printToConsole();
         station.start();
     }
@@ -250,6 +309,10 @@ int main(int argc, char *argv[])
         QTextStream(stderr) << command.errorText() << u'\n';
         return 2;
     }
+#ifndef TAV_HEADLESS_ONLY
+    if (command.verb() != tav::CommandLine::kStation || !wantsWindow(command))
+        becomeHeadless(argv);
+#endif
     for (const VerbHandler &handler : handlers)
         if (handler.verb == command.verb())
             return handler.run(command, argc, argv);

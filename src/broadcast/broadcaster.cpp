@@ -198,4 +198,10 @@ void Broadcaster::log(const QString &text)
     m_log.append(zh::stampedLine(m_clock.now(), text));
 }
 
+void Broadcaster::warmUp()
+{
+    m_player.warmUp();
+    m_voice.warmUp();
+}
+
 } // namespace tav

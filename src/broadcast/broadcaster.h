@@ -74,6 +74,9 @@ public:
     bool isBusy() const { return m_phase != Phase::Idle; }
     bool isRestoring() const { return m_ramp.isActive(); }
     void stop();
+    // A broadcast is due within seconds: the tone's and the voice's players
+    // get ready, so that the tone sounds on its second.
+    void warmUp();
     int readings() const { return m_readings; }
     const BroadcastRequest &current() const { return m_request; }
     // The text of the reading as spoken (placeholders expanded).

@@ -1,10 +1,13 @@
 #include "broadcast/broadcastscheduler.h"
 
+#include <QTimer>
+
 #include "core/clock.h"
 #include "core/messagelog.h"
 #include "core/zhtext.h"
 
 #include <QHash>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -138,6 +141,7 @@ void BroadcastScheduler::tick()
         return;
     const int seconds = now.time().msecsSinceStartOfDay() / 1000;
     const int minute = seconds / 60;
+    warmUpBefore(seconds);
 
     // Postponed firings, in the first second seen of their minute.
     if (minute != m_lastMinute) {
@@ -175,6 +179,24 @@ void BroadcastScheduler::tick()
             postpone(i);
         else
             fire(i, false);
+    }
+}
+
+void BroadcastScheduler::warmUpBefore(int seconds)
+{
+    for (const WaitRow &row : std::as_const(m_rows)) {
+        QTime due;
+        if (row.status == WaitRow::Status::Waiting)
+            due = row.time;
+        else if (row.status == WaitRow::Status::Delayed && !row.delayedStarted && row.postponedTo.isValid())
+            due = QTime(row.postponedTo.hour(), row.postponedTo.minute());
+        if (!due.isValid())
+            continue;
+        const int ahead = due.msecsSinceStartOfDay() / 1000 - seconds;
+        if (ahead > 0 && ahead <= kWarmUpSeconds) {
+            QTimer::singleShot(kWarmUpDelayMs, &m_broadcaster, &Broadcaster::warmUp);
+            return;
+        }
     }
 }
 

@@ -50,6 +50,8 @@ struct WaitRow
 //   task's delay minutes ("延播", started in the first second seen of that
 //   minute; still busy then: postponed again), or, with delay 0, spoken
 //   right after the broadcast that held it up;
+// - ten seconds before a firing the broadcaster's players are made ready,
+//   away from the second's boundary (see warmUpBefore);
 // - a clock step follows the media tasks' rule (see Scheduler): firings a
 //   forward step of less than three hours jumped over are spoken at once,
 //   one after the other; after a backward step nothing spoken is spoken
@@ -86,6 +88,11 @@ signals:
     void line(const QString &text); // what was done, for standard output
 
 private:
+    // Engines are made in the middle of a second, off the tick that may
+    // start a task; a ready engine only has its idle time renewed.
+    static constexpr int kWarmUpSeconds = 10;
+    static constexpr int kWarmUpDelayMs = 300;
+    void warmUpBefore(int seconds);
     void fire(int row, bool delayed);
     void postpone(int row);
     void setStatus(int row, WaitRow::Status status);

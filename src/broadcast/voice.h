@@ -53,6 +53,8 @@ public:
     void resume();
     void skipSentence();
     void stop();
+    // A text will be spoken within seconds: the player gets ready.
+    void warmUp() { m_out.warmUp(); }
 
     State state() const { return m_state; }
     bool isSpeaking() const { return m_state != State::Idle; }

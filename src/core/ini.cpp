@@ -213,6 +213,29 @@ void IniDocument::removeKey(const QString &section, const QString &key)
     }
 }
 
+QHash<QString, QString> IniDocument::sectionValues(const QString &section) const
+{
+    QHash<QString, QString> values;
+    const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
+    if (header < 0)
+        return values;
+    for (qsizetype i = header + 1; i < m_lines.size() && m_lines[i].kind != Line::Section; ++i)
+        if (m_lines[i].kind == Line::Entry && !values.contains(m_lines[i].folded))
+            values.insert(m_lines[i].folded, m_lines[i].value);
+    return values;
+}
+
+void IniDocument::replaceSection(const QString &section, const QList<std::pair<QString, QString>> &entries)
+{
+    removeSection(section);
+    const QString sec = section.trimmed();
+    m_lines.append(parse(toGbk(u'[' + sec + u']')));
+    m_lines.reserve(m_lines.size() + entries.size());
+    for (const auto &[key, value] : entries)
+        m_lines.append(makeEntry(key.trimmed(), value));
+    m_indexed = false;
+}
+
 void IniDocument::removeSection(const QString &section)
 {
     const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());

@@ -34,6 +34,12 @@ public:
     QStringList sectionNames() const; // file order, duplicates kept
 
     void setValue(const QString &section, const QString &key, const QString &value);
+    // Long lists in one pass each (value() and setValue() look a key up by
+    // walking its section): every key of a section, case-folded, with its
+    // value (first match wins); and a section written afresh at the end of
+    // the file with the given entries, in order.
+    QHash<QString, QString> sectionValues(const QString &section) const;
+    void replaceSection(const QString &section, const QList<std::pair<QString, QString>> &entries);
     void removeKey(const QString &section, const QString &key);
     void removeSection(const QString &section);
 

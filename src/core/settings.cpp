@@ -204,12 +204,14 @@ void Settings::setSwitch(Switch s, bool on)
     emit switchChanged(s, on);
 }
 
-void Settings::setText(Setting s, const QString &value)
+bool Settings::setText(Setting s, const QString &value)
 {
     m_texts[s] = value;
     const Place p = placeOf(s);
-    fileOf(int(p.file)).setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), value);
+    const bool written =
+        fileOf(int(p.file)).setValue(QString::fromUtf16(p.section), QString::fromUtf16(p.key), value);
     emit textChanged(s, value);
+    return written;
 }
 
 int Settings::number(Setting s) const

@@ -98,7 +98,8 @@ public:
     bool isOn(Switch s) const { return m_switches.value(s, false); }
     void setSwitch(Switch s, bool on);
     QString text(Setting s) const { return m_texts.value(s); }
-    void setText(Setting s, const QString &value);
+    // False when the file could not be written (the value is in force all the same).
+    bool setText(Setting s, const QString &value);
     // Decimal value of a text option; 0 when missing or not a number.
     int number(Setting s) const;
 

@@ -48,6 +48,9 @@ public:
     virtual QList<AudioDevice> audioDevices() const { return {}; }
     virtual void setAudioDevice(const QString &name) { Q_UNUSED(name) }
 
+    // Something will be played within seconds: a player that makes its
+    // engine on demand makes it now, off the second it is needed.
+    virtual void warmUp() {}
     // How far the current item has played, in milliseconds; -1 while nothing
     // has played yet or when the backend cannot say. It stops moving when
     // sound stops flowing: a stalled stream, an output that went away.

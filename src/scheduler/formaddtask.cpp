@@ -1,5 +1,6 @@
 #include "scheduler/formaddtask.h"
 
+#include "scheduler/editablelist.h"
 #include "scheduler/timepicker.h"
 
 #include "core/clock.h"
@@ -31,40 +32,6 @@ const QString kNewCaption = u" 新增定时播放任务"_s;
 const QString kModifyCaption = u" 修改定时播放任务"_s;
 const QString kOpenFilesTitle = u"打开多个文件"_s;
 const QString kDefaultInterval = u"3"_s;
-
-QStringList texts(const QListWidget *list)
-{
-    QStringList items;
-    for (int i = 0; i < list->count(); ++i)
-        items.append(list->item(i)->text());
-    return items;
-}
-
-void setTexts(QListWidget *list, const QStringList &items)
-{
-    list->clear();
-    list->addItems(items);
-}
-
-void moveSelected(QListWidget *list, MoveTo where)
-{
-    QStringList items = texts(list);
-    const int row = reorder(items, list->currentRow(), where);
-    if (row < 0)
-        return;
-    setTexts(list, items);
-    list->setCurrentRow(row);
-}
-
-void removeSelected(QListWidget *list)
-{
-    const int row = list->currentRow();
-    if (row < 0)
-        return;
-    delete list->takeItem(row);
-    if (list->count() > 0)
-        list->setCurrentRow(qMin(row, list->count() - 1));
-}
 
 QTime timeOf(const QString &text)
 {
@@ -104,30 +71,14 @@ FormAddTask::FormAddTask(const DataDir &dir, Prompt &prompt, const Clock &clock,
     clearForm();
 }
 
-// A list with its six buttons beside it (add, delete, clear, up, down, top),
-// laid out in `grid` and wired: the media list and the picture list alike.
+// A list with its six buttons beside it, its add button wired to `add`.
 QListWidget *FormAddTask::editableList(QGroupBox *box, QGridLayout *grid, const QString &listName,
                                        const std::array<QString, 6> &buttonNames, const QString &addCaption,
                                        void (FormAddTask::*add)())
 {
-    auto *list = named(new QListWidget(box), listName);
-    grid->addWidget(list, 0, 0);
-    const QString captions[6] = {addCaption, u"删除"_s, u"清空"_s, u"上移"_s, u"下移"_s, u"置顶"_s};
-    QPushButton *b[6];
-    auto *column = new QVBoxLayout;
-    for (int i = 0; i < 6; ++i) {
-        b[i] = button(buttonNames[i], captions[i], box);
-        column->addWidget(b[i]);
-    }
-    column->addStretch();
-    grid->addLayout(column, 0, 1);
-    connect(b[0], &QPushButton::clicked, this, add);
-    connect(b[1], &QPushButton::clicked, this, [this, list] { removeSelected(list); });
-    connect(b[2], &QPushButton::clicked, list, &QListWidget::clear);
-    connect(b[3], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Up); });
-    connect(b[4], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Down); });
-    connect(b[5], &QPushButton::clicked, this, [this, list] { moveSelected(list, MoveTo::Top); });
-    return list;
+    const EditableList made = EditableList::make(box, grid, listName, buttonNames, addCaption);
+    connect(made.add, &QPushButton::clicked, this, add);
+    return made.list;
 }
 
 void FormAddTask::buildControls()
@@ -321,8 +272,8 @@ void FormAddTask::openModify(const TaskRecord &record)
     m_remind->setCurrentIndex(record.remind == u"开" ? 0 : 1);
 
     const TaskEditor::Lists lists = m_editor.readLists(record.name);
-    setTexts(m_media, lists.media);
-    setTexts(m_pictures, lists.pictures.paths);
+    setListTexts(m_media, lists.media);
+    setListTexts(m_pictures, lists.pictures.paths);
     (lists.pictures.mode == u"0" ? m_picModeTwo : m_picModeOne)->setChecked(true);
     m_interval->setCurrentText(QString::number(qBound(1, lists.pictures.intervalSeconds, 60)));
 
@@ -393,8 +344,8 @@ TaskDraft FormAddTask::draft() const
     d.days = dateRule();
     d.mode = playMode();
     d.remind = m_remind->currentText();
-    d.media = texts(m_media);
-    d.pictures = texts(m_pictures);
+    d.media = listTexts(m_media);
+    d.pictures = listTexts(m_pictures);
     d.pictureModeOne = m_picModeOne->isChecked();
     d.pictureInterval = m_interval->currentText();
     return d;
@@ -419,10 +370,10 @@ void FormAddTask::confirm(bool modify)
 
 void FormAddTask::addMediaFiles()
 {
-    QStringList media = texts(m_media);
+    QStringList media = listTexts(m_media);
     for (const QString &file : m_chooseFiles(kOpenFilesTitle, qtFileFilter(kMediaFileFilter)))
         m_editor.OpenFileAdd(media, file);
-    setTexts(m_media, media);
+    setListTexts(m_media, media);
 }
 
 void FormAddTask::addPictures()
@@ -432,10 +383,10 @@ void FormAddTask::addPictures()
 
 void FormAddTask::addUrl()
 {
-    QStringList media = texts(m_media);
+    QStringList media = listTexts(m_media);
     QString text = m_url->text();
     if (m_editor.addUrl(media, text)) {
-        setTexts(m_media, media);
+        setListTexts(m_media, media);
         m_url->setText(text);
     }
 }

@@ -7,6 +7,7 @@
 #include "playback/playbackcontroller.h"
 #include "playback/frmplay.h"
 #include "playback/playerwindowcontrols.h"
+#include "pictures/logocontrols.h"
 #include "scheduler/formaddtask.h"
 #include "scheduler/taskeditor.h"
 #include "scheduler/scheduler.h"
@@ -19,6 +20,10 @@
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
 #include "broadcast/ttsappmain.h"
+#include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
+#include "pictures/frmpic.h"
+#include "pictures/picturepanel.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
 #include "shell/station.h"
@@ -101,6 +106,12 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
 {
     m_playerWindow = new PlayerWindowControls(videoWindow, station.player(), station.playback(),
                                               station.settings(), station.prompt(), this);
+    // The logo and clock overlay, kept above the player window and full screen.
+    m_logo = new LogoControls(station.settings(), station.dataDir(), station.player(), station.ticker(),
+                              station.clock(), station.prompt(), this);
+    m_logo->watch(videoWindow);
+    m_logo->watch(findChild<QWidget *>(u"frmFullMV"_s));
+    m_logo->watch(this);
     setObjectName(u"MainForm1"_s);
     setWindowTitle(kTitle);
     resize(1024, 720);
@@ -151,8 +162,23 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     wireStation();
 
     connect(&m_station.scheduler(), &Scheduler::taskEnded, m_playerWindow, &PlayerWindowControls::resetVideo);
+    // The slideshow's pictures show in the player window, which comes up with them.
+    if (m_video) {
+        new PictureScreen(m_station.slideshow(), m_station.playback(), *m_video);
+        m_station.slideshow().setDisplay(true);
+        connect(&m_station.slideshow(), &Slideshow::showingChanged, this, [this](bool showing) {
+            if (showing)
+                m_playerWindow->showVideo();
+            m_logo->screenChanged(); // pictures on the screen keep the screen saver away
+        });
+        m_logo->setScreenBusy([this] { return m_station.slideshow().isShowing(); });
+    }
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
+    // The caption strip follows the scroller; each second it goes back on top.
+    m_captionStrip = new CaptionStrip(m_station.captionScroller(), m_station.captions(), m_station.settings(),
+                                      m_station.log(), m_station.clock(), this);
+    connect(&m_station.ticker(), &SecondTicker::second, m_captionStrip, &CaptionStrip::keepOnTop);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
 }
 
@@ -297,6 +323,12 @@ QCheckBox *MainForm1::switchBox(const char *name, const QString &text, Switch s)
             reloadTasks(); // today's list leaves out tasks outside the hours
         if (s == Switch::SecondMonitor)
             m_playerWindow->applyPlacement();
+        if (s == Switch::Captions) {
+            if (on)
+                m_station.captionScroller().cmdStartNow_Click();
+            else
+                m_station.captionScroller().cmdSRstop_Click();
+        }
     });
     m_switchBoxes.append(box);
     return box;
@@ -323,6 +355,13 @@ QWidget *MainForm1::buildSettingsPage()
         switchBox("chkNetTime", u"网络校时"_s, Switch::NetTime)};
     for (int i = 0; i < boxes.size(); ++i)
         grid->addWidget(boxes[i], i / 3, i % 3);
+    boxes[5]->setToolTip(u"如果字幕不是定时的时间内，则不会显示，需要进入字幕编辑进行手动播放"_s);
+    auto *captions = button("cmdScrollOpen", u"字幕编辑..."_s, u"可添加广告语，通知信息等等一些提示信息在屏幕上显示"_s);
+    connect(captions, &QPushButton::clicked, this, &MainForm1::openCaptions);
+    grid->addWidget(captions, int(boxes.size() + 2) / 3, 0);
+    auto *pictures = button("cmdPicSet", u"图片广告设置..."_s);
+    connect(pictures, &QPushButton::clicked, this, &MainForm1::openPictures);
+    grid->addWidget(pictures, int(boxes.size() + 2) / 3, 1);
     layout->addWidget(play);
 
     auto *start = new QGroupBox(u"启动"_s);
@@ -340,6 +379,7 @@ QWidget *MainForm1::buildSettingsPage()
     layout->addWidget(start);
 
     layout->addWidget(m_playerWindow->sizeBox());
+    layout->addWidget(m_logo->placeBox());
 
     auto *look = new QGroupBox(u"界面"_s);
     auto *lookRow = new QHBoxLayout(look);
@@ -381,6 +421,28 @@ void MainForm1::openBroadcasts()
     }
     m_broadcastWindow->show();
     m_broadcastWindow->raise();
+}
+
+void MainForm1::openCaptions()
+{
+    if (!m_captionEditor) {
+        m_captionEditor = new frmMoveFont(m_station.captions(), m_station.captionScroller(), m_captionStrip,
+                                          m_station.prompt(), m_station.clock(), this);
+        connect(m_captionEditor, &frmMoveFont::returned, this, &MainForm1::bringToFront);
+    }
+    m_captionEditor->show();
+    m_captionEditor->raise();
+}
+
+void MainForm1::openPictures()
+{
+    if (!m_pictureWindow) {
+        m_pictureWindow = new frmPic(m_station.slideshow(), m_station.prompt(), this);
+        if (m_chooseFiles)
+            m_pictureWindow->setFileChooser(m_chooseFiles);
+    }
+    m_pictureWindow->show();
+    m_pictureWindow->raise();
 }
 
 void MainForm1::openNetTime()
@@ -568,7 +630,10 @@ void MainForm1::buildMenus()
 
     QMenu *tools = menuBar()->addMenu(u"工具(&O)"_s);
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
+    connect(action(tools, "mnuCaption", u"滚动字幕..."_s), &QAction::triggered, this, &MainForm1::openCaptions);
+    connect(action(tools, "mnuPic", u"图片广告..."_s), &QAction::triggered, this, &MainForm1::openPictures);
     connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
+    connect(action(tools, "mnuTimeShow", u"时间字体..."_s), &QAction::triggered, m_logo, &LogoControls::openTimeShow);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)
             m_stopWatch = new StopWatch(this);
@@ -723,6 +788,9 @@ void MainForm1::startUp()
         m_station.setFreshPlayWindow(frmPlay::freshPlace());
     m_station.start();
     loadControls();
+    m_logo->start();
+    if (m_station.settings().isOn(Switch::Captions))
+        m_station.captionScroller().cmdStartNow_Click();
     showTasks(m_station.tasks().rows());
     refreshStopDates();
     m_stopDate->setDate(m_station.clock().now().date());
@@ -984,6 +1052,7 @@ void MainForm1::bringToFront()
     // Back where it was when it went to the tray, whatever the window manager chooses.
     if (!isVisible() && m_shownGeometry.isValid())
         setGeometry(m_shownGeometry);
+    m_logo->dismissScreenSaver();
     showNormal();
     raise();
     activateWindow();

@@ -27,12 +27,16 @@ class QTimeEdit;
 namespace tav {
 
 class AgendaPage;
+class CaptionStrip;
+class frmMoveFont;
 class frmFileBak;
+class frmPic;
 class TTSAppMain;
 class netTime;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
+class LogoControls;
 class Station;
 class frmPlay;
 class PlayerWindowControls;
@@ -96,6 +100,8 @@ private:
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
     void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
+    void openCaptions();   // the caption editor, made once
+    void openPictures();   // the slideshow's window, made once
     void buildMenus();
     void buildTray();
     void buildStatusBar();
@@ -121,6 +127,9 @@ private:
     frmFileBak *m_fileBackup = nullptr;
     netTime *m_netTime = nullptr;
     TTSAppMain *m_broadcastWindow = nullptr;
+    frmMoveFont *m_captionEditor = nullptr;
+    CaptionStrip *m_captionStrip = nullptr;
+    frmPic *m_pictureWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
@@ -154,6 +163,7 @@ private:
     QList<QCheckBox *> m_switchBoxes;
     frmPlay *m_video = nullptr;
     PlayerWindowControls *m_playerWindow = nullptr;
+    LogoControls *m_logo = nullptr;
     QPushButton *m_playKey = nullptr;
     QPushButton *m_pauseKey = nullptr;
     // "OK" once the operator chose to keep the running task's end time.

@@ -16,19 +16,41 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_store(m_dir, m_settings), m_stopDates(m_dir),
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
       m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log),
-      m_broadcasts(m_dir), m_scripts(m_dir)
+      m_slideshow(m_clock, m_dir, m_playback, m_log), m_broadcasts(m_dir), m_scripts(m_dir),
+      m_captions(m_dir, m_log, m_clock), m_captionScroller(m_clock, m_settings, m_captions)
 {
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
         if (s == Switch::NetTime)
             m_timeKeeper.setAutomatic(on);
         if (s == Switch::Broadcast && m_broadcastScheduler)
             m_broadcastScheduler->setEnabled(on);
+        if (s == Switch::Pictures) {
+            if (on)
+                startIdleContent();
+            else
+                m_slideshow.stopIdle();
+        }
     });
+    // The slideshow: between tasks, and beside a task that has pictures.
+    m_slideshow.setStopDay([this](QDate date) { return m_stopDates.isStopDay(date, m_settings); });
+    m_slideshow.setPlayerBusy([this] { return !m_scheduler.runningEnd().isEmpty(); });
+    m_playback.setPictureCount([this] { return m_slideshow.pictureCount(); });
+    connect(&m_scheduler, &Scheduler::idleContentRequested, this, [this](bool run) {
+        if (!run)
+            m_slideshow.stopIdle();
+        else if (m_slideshow.startIdle())
+            m_scheduler.idleContentStarted();
+    });
+    // Before the task's first item goes to the player, which asks how many pictures there are.
+    connect(&m_scheduler, &Scheduler::taskStarted, this,
+            [this](const QString &name) { m_slideshow.startTask(m_store.readPictureList(name)); });
+    connect(&m_scheduler, &Scheduler::taskEnded, &m_slideshow, &Slideshow::stopTask);
     m_weekAhead.addStationLanes(m_settings, m_store, m_stopDates);
     connect(&m_weekAhead, &WeekAhead::changed, this, &Station::checkWeekAhead);
     m_weekCheck.setInterval(3600 * 1000); // missing files are files outside the data folder too
     connect(&m_weekCheck, &QTimer::timeout, this, &Station::checkWeekAhead);
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
+    connect(&m_ticker, &SecondTicker::second, &m_captionScroller, &CaptionScroller::onSecond);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
@@ -93,6 +115,7 @@ void Station::start()
         m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
     m_playback.restoreChannel();
     m_stopDates.load();
+    m_captions.load();
     m_scheduler.startDay();
     // A stop day has no ticks to hold back.
     if (const int delay = m_settings.startDelaySeconds(); delay > 0 && m_scheduler.isEnabled()) {
@@ -102,10 +125,22 @@ void Station::start()
     if (m_broadcastScheduler)
         m_broadcastScheduler->setEnabled(m_settings.isOn(Switch::Broadcast));
     m_ticker.start();
+    // Between tasks from the start, once the start delay is over.
+    QTimer::singleShot(m_settings.startDelaySeconds() * 1000, this, &Station::startIdleContent);
     m_timeKeeper.start(m_settings.isOn(Switch::NetTime));
     m_weekAhead.watch(m_dir);
     m_weekCheck.start();
     emit m_weekAhead.changed(); // the data is loaded now
+}
+
+void Station::startIdleContent()
+{
+    const int t = zh::secondsOfDay(m_clock.now().time());
+    if (!m_settings.isOn(Switch::Pictures) || !m_scheduler.isEnabled() || !m_scheduler.runningEnd().isEmpty()
+        || !Scheduler::withinWorkingHours(m_settings, t) || m_slideshow.isRunning())
+        return;
+    if (m_slideshow.startIdle())
+        m_scheduler.idleContentStarted();
 }
 
 void Station::checkWeekAhead()
@@ -118,6 +153,8 @@ void Station::shutDown()
 {
     m_ticker.stop();
     m_weekCheck.stop();
+    m_captionScroller.cmdSRstop_Click();
+    m_slideshow.stop();
     m_playback.stop();
     m_log.flush();
 }

@@ -12,6 +12,9 @@
 #include "broadcast/scriptstore.h"
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
+#include "captions/captionbook.h"
+#include "captions/captionscroller.h"
+#include "pictures/slideshow.h"
 #include "platform/prompt.h"
 #include "platform/shutdown.h"
 #include "playback/playbackcontroller.h"
@@ -67,6 +70,8 @@ public:
     SecondTicker &ticker() { return m_ticker; }
     WeekAhead &weekAhead() { return m_weekAhead; }
     TimeKeeper &timeKeeper() { return m_timeKeeper; }
+    // The advertising slideshow; its pictures need a screen (setDisplay).
+    Slideshow &slideshow() { return m_slideshow; }
     // The real clock setter (none in tests: nothing is synchronised).
     void setClockSetter(ClockSetter *setter) { m_timeKeeper.setClockSetter(setter); }
 
@@ -81,6 +86,9 @@ public:
     Voice *voice() { return m_voice.get(); }
     const VoiceCatalog *voices() const { return m_voices.get(); }
     ScriptStore &scripts() { return m_scripts; }
+    // The scrolling captions: the list and settings, and which one runs.
+    CaptionBook &captions() { return m_captions; }
+    CaptionScroller &captionScroller() { return m_captionScroller; }
     // What the broadcast windows work on; none without broadcast devices.
     std::optional<BroadcastParts> broadcastParts();
 
@@ -89,6 +97,9 @@ signals:
     void startDelayed(const QString &text);
 
 private:
+    // The idle content between tasks, when 显示图片 is on and the schedule
+    // is at work with no task running.
+    void startIdleContent();
     void printNextTask();
     // Logs what must be fixed before it is due (missing files, voices): once a day each.
     void checkWeekAhead();
@@ -108,8 +119,11 @@ private:
     SecondTicker m_ticker;
     WeekAhead m_weekAhead;
     TimeKeeper m_timeKeeper;
+    Slideshow m_slideshow;
     BroadcastStore m_broadcasts;
     ScriptStore m_scripts;
+    CaptionBook m_captions;
+    CaptionScroller m_captionScroller;
     MediaPlayer *m_broadcastPlayer = nullptr;
     MediaPlayer *m_voicePlayer = nullptr;
     SpeechSynth *m_synth = nullptr;

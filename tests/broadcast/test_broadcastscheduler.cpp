@@ -344,3 +344,25 @@ TEST_F(BroadcastDay, ClockStepsSpeakWhatWasJumpedOverOnceAndNothingTwice)
     EXPECT_EQ(scheduler.rows()[2].status, Status::Overdue);
     EXPECT_EQ(broadcastPlayer.opened.size(), 2);
 }
+
+TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
+{
+    add(u"午休"_s, u"12:00:00"_s, u"午休时间到了"_s);
+    scheduler.setEnabled(true);
+    const auto readied = [&] { return broadcastPlayer.warmUps > 0 && voicePlayer.warmUps > 0; };
+
+    tickAt("2026-11-23 11:59:49"); // eleven seconds ahead: too early
+    QTest::qWait(500);
+    EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0);
+
+    tickAt("2026-11-23 11:59:50");
+    EXPECT_EQ(broadcastPlayer.warmUps, 0) << "never on the tick itself";
+    EXPECT_TRUE(QTest::qWaitFor(readied, 2000));
+
+    tickAt("2026-11-23 12:00:00");
+    ASSERT_EQ(listed(), QStringList{u"12:00:00 午休 已播"_s});
+    broadcastPlayer.warmUps = voicePlayer.warmUps = 0;
+    tickAt("2026-11-23 12:00:05");
+    QTest::qWait(500);
+    EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0) << "nothing waits any more";
+}

@@ -144,6 +144,21 @@ TEST(IniFormat, EditsKeepEveryOtherLineByteForByte)
     EXPECT_EQ(tav::IniDocument::fromBytes("[a]\nk=v").toBytes(), QByteArray("[a]\r\nk=v\r\n"));
 }
 
+TEST(IniFormat, WholeSectionsReadAndWrittenAtOnce)
+{
+    auto doc = tav::IniDocument::fromBytes("[L]\r\nK0=a\r\nk0=dup\r\nK1= b \r\n[keep]\r\nx=1\r\n");
+    const QHash<QString, QString> values = doc.sectionValues(u"l"_s);
+    EXPECT_EQ(values.size(), 2);
+    EXPECT_EQ(values.value(u"k0"_s), u"a"); // first match wins, keys folded
+    EXPECT_EQ(values.value(u"k1"_s), u"b");
+    EXPECT_TRUE(doc.sectionValues(u"none"_s).isEmpty());
+    doc.replaceSection(u"L"_s, {{u"图片路径0"_s, u"/一.jpg"_s}});
+    EXPECT_EQ(doc.toBytes(), tav::toGbk(u"[keep]\r\nx=1\r\n[L]\r\n图片路径0=/一.jpg\r\n"_s));
+    doc.setValue(u"keep"_s, u"y"_s, u"2"_s); // the section index follows the move
+    EXPECT_EQ(doc.value(u"L"_s, u"图片路径0"_s), u"/一.jpg");
+    EXPECT_EQ(doc.value(u"keep"_s, u"y"_s), u"2");
+}
+
 TEST(IniFormat, GbkTrailBytesThatLookLikeBracketsOrEquals)
 {
     // "乚" is 0x81 0x5D: its trail byte is "]"; "乕" ends in "[".

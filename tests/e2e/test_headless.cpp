@@ -246,6 +246,32 @@ TEST(Headless, SecondCopyOnTheSameFolderIsRefusedAndTheFirstRunsOn)
     first.stop();
 }
 
+// Without a window the station runs as the headless build: none of the
+// window libraries is in the process, and the broadcast's players wait until
+// a broadcast is near (one media engine at rest).
+TEST(Headless, RunsWithoutTheWindowLibrariesAndWithOneMediaEngineAtRest)
+{
+    Station station;
+    station.start();
+    const QString proc = u"/proc/"_s + QString::number(station.process.processId());
+    // The program hands over to the headless build in the same process.
+    ASSERT_TRUE(waitFor([&] { return QFileInfo(proc + u"/exe"_s).symLinkTarget().endsWith(u"/tavplayer-headless"_s); },
+                        5000));
+    QByteArray maps;
+    ASSERT_TRUE(waitFor([&] {
+        maps = tav::test::DataFolder::readAll(proc + u"/maps"_s);
+        return maps.contains("libmpv");
+    }, 5000));
+    for (const char *library : {"libQt6Widgets", "libQt6Gui", "libQt6OpenGL"})
+        EXPECT_FALSE(maps.contains(library)) << library;
+    QThread::msleep(500);
+    int engines = 0;
+    for (const QString &thread : QDir(proc + u"/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        engines += tav::test::DataFolder::readAll(proc + u"/task/"_s + thread + u"/comm"_s).startsWith("mpv/mpv core");
+    EXPECT_EQ(engines, 1);
+    station.stop();
+}
+
 // A broadcast due at a second: the prompt tone on the broadcast player, then
 // speech on the voice's player, each into its own PCM file.
 TEST(Headless, BroadcastPlaysItsToneThenSpeaksAtItsSecond)

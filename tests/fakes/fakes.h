@@ -63,8 +63,10 @@ public:
     void setBalance(int b) override { m_balance = b; }
     QList<AudioDevice> audioDevices() const override { return devices; }
     void setAudioDevice(const QString &name) override { device = name; }
+    void warmUp() override { ++warmUps; }
     QList<AudioDevice> devices; // none unless a test gives some
     QString device;
+    int warmUps = 0;
     qint64 progressMs() const override { return progress; }
     bool reopenOutput() override
     {

@@ -32,6 +32,7 @@ echo "package: $(basename "$deb")"
 # Files, exactly.
 expected=(
   ./usr/bin/tavplayer
+  ./usr/bin/tavplayer-headless
   ./usr/lib/systemd/user/tavplayer.service
   ./usr/share/applications/tavplayer.desktop
   ./usr/share/doc/tavplayer/README.md
@@ -55,7 +56,9 @@ if ! diff -u "$work/expected" "$work/files" >"$work/files.diff"; then
 fi
 awk '$2 != "root/root" { print "FAIL: not owned by root: " $0 }' "$work/contents" | tee "$work/owners"
 [[ -s "$work/owners" ]] && failures=$((failures + 1))
-grep -q '^-rwxr-xr-x .* \./usr/bin/tavplayer$' "$work/contents" || fail "usr/bin/tavplayer is not mode 0755"
+for program in tavplayer tavplayer-headless; do
+  grep -q "^-rwxr-xr-x .* \./usr/bin/$program\$" "$work/contents" || fail "usr/bin/$program is not mode 0755"
+done
 
 # Control fields.
 field() { dpkg-deb --field "$deb" "$1"; }

@@ -130,8 +130,9 @@ TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
             prompt.shown.clear();
             const bool saved = editor->save();
             EXPECT_EQ(saved, c.message.isEmpty()) << c.field << " " << c.value.toStdString();
-            if (!c.message.isEmpty())
+            if (!c.message.isEmpty()) {
                 EXPECT_EQ(lastShown(), u"提示|"_s + c.message) << c.field << " " << c.value.toStdString();
+            }
         }
     };
     const QString interval = u"不允许间隔分钟超出0-1200之间"_s;

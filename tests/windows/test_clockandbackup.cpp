@@ -134,8 +134,9 @@ TEST_F(BackupWindowTest, FoldersAreCheckedInOrderBeforeAnySearch)
         get<QLineEdit>("Text1")->setText(c.source);
         get<QLineEdit>("Text2")->setText(c.destination);
         // The compare button is disabled while a folder is missing; the check holds anyway.
-        if (c.source.isEmpty() || c.destination.isEmpty())
+        if (c.source.isEmpty() || c.destination.isEmpty()) {
             EXPECT_FALSE(enabled("Command3"));
+        }
         window->searchAndCompare();
         EXPECT_EQ(prompt.shown, QStringList{u"警告|"_s + c.message}) << c.message.toStdString();
         EXPECT_FALSE(window->isBusy());

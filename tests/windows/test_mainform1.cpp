@@ -1,3 +1,5 @@
+#include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
@@ -9,6 +11,10 @@
 #include "shell/mainform1.h"
 #include "shell/language.h"
 #include "shell/messageboxprompt.h"
+#include "pictures/frmtopmost.h"
+#include "pictures/logocontrols.h"
+#include "pictures/picturepanel.h"
+#include "pictures/slideshow.h"
 #include "shell/station.h"
 #include "shell/stopwatch.h"
 #include "timesync/localdaytime.h"
@@ -172,6 +178,53 @@ TEST_F(MainWindowTest, OptionsAreWrittenOnClickAndComeBackAtTheNextStart)
     EXPECT_EQ(get<QComboBox>("cboDelayRun")->currentText(), u"30");
     EXPECT_TRUE(get<QAbstractButton>("Optchannel1")->isChecked());
     EXPECT_EQ(player.balance(), -10000);
+}
+
+TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheEditorIsMadeOnce)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    start();
+    auto *strip = window->findChild<tav::CaptionStrip *>();
+    ASSERT_NE(strip, nullptr);
+    EXPECT_FALSE(strip->isVisible());
+    click("chkScrollOpen");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"1");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"欢迎"_s);
+    click("chkScrollOpen");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"0");
+    EXPECT_FALSE(strip->isVisible());
+
+    // Switched on, the captions run from the start.
+    click("chkScrollOpen");
+    start();
+    strip = window->findChild<tav::CaptionStrip *>();
+    EXPECT_TRUE(strip->isVisible());
+
+    EXPECT_EQ(window->findChild<tav::frmMoveFont *>(), nullptr);
+    get<QAction>("mnuCaption")->trigger();
+    auto *editor = window->findChild<tav::frmMoveFont *>();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    editor->hide();
+    click("cmdScrollOpen");
+    EXPECT_EQ(window->findChildren<tav::frmMoveFont *>().size(), 1);
+    EXPECT_TRUE(editor->isVisible());
+}
+
+TEST_F(MainWindowTest, TimedCaptionComesWithTheStationsSecond)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=课间操\nstartTime=10:05:00\nendTime=10:06:00\nswicth=开\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n滚动文字=1\n[字幕播放方式]\nManner=2\n"_s);
+    start();
+    auto *strip = window->findChild<tav::CaptionStrip *>();
+    tickAt("2026-11-23 10:04:59");
+    EXPECT_FALSE(strip->isVisible());
+    tickAt("2026-11-23 10:05:01");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"课间操"_s);
+    tickAt("2026-11-23 10:06:00");
+    EXPECT_FALSE(strip->isVisible());
 }
 
 TEST_F(MainWindowTest, StopDatesAddAskRefuseDuplicatesAndDelete)
@@ -785,4 +838,69 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     EXPECT_TRUE(station->broadcaster()->isBusy());
     EXPECT_TRUE(station->log().text().contains(u"播音：早安"_s));
     station->broadcaster()->stop();
+}
+
+TEST_F(MainWindowTest, PictureWindowOpensOnceAndThePictureSwitchRunsTheIdleContent)
+{
+    d.write(u"【IMAGE】.ini"_s, u"[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm/春.mp3\n"
+                               u"[设置]\n播放音乐=1\n个性音量=65535\n图片切换时间=5\n"_s);
+    start();
+    get<QAction>("mnuPic")->trigger();
+    auto *pictures = window->findChild<QWidget *>(u"frmPic"_s);
+    ASSERT_NE(pictures, nullptr);
+    EXPECT_TRUE(pictures->isVisible());
+    pictures->close();
+    click("cmdPicSet");
+    EXPECT_EQ(window->findChildren<QWidget *>(u"frmPic"_s).size(), 1);
+    EXPECT_TRUE(pictures->isVisible());
+
+    // Between tasks: ticking 显示图片 starts the slideshow's music, unticking stops it.
+    click("chkPic");
+    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"显示图片"_s), u"1");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(station->log().text().endsWith(u"开播：广告内容"));
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened.last(), u"/bgm/春.mp3");
+    click("chkPic");
+    EXPECT_FALSE(station->slideshow().isRunning());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+}
+
+// Between tasks with 显示图片 on, the player window comes up with the pictures
+// in it; the next task's video takes the window, its end gives it back.
+TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
+{
+    addTask(u"宣传片"_s, u"10:30:00"_s, u"10:30:10"_s, {u"/m/film.mp4"_s});
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n屏保=1\n"_s);
+    d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad/一.jpg\n[设置]\n图片切换时间=5\n"_s);
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    tav::frmPlay video(station->settings(), station->dataDir(), nullptr);
+    window = std::make_unique<tav::MainForm1>(*station, autoStart, &video);
+    window->startUp();
+    QCoreApplication::processEvents(); // the idle content of the start
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(video.isVisible());
+    auto *panel = video.findChild<tav::PicturePanel *>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(video.isVideoVisible());
+
+    // Pictures on the screen keep the screen saver away, though the player is quiet.
+    const auto saver = [this] { return window->findChild<tav::LogoControls *>()->overlay()->isScreenSaver(); };
+    for (int s = 1; s <= 9; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    EXPECT_FALSE(saver());
+
+    tickAt("2026-11-23 10:30:00");
+    EXPECT_TRUE(video.isVideoVisible());
+    EXPECT_FALSE(panel->isVisible());
+    tickAt("2026-11-23 10:30:11");
+    EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
+    EXPECT_TRUE(panel->isVisible());
+
+    get<QCheckBox>("chkPic")->click(); // off: the quiet spell counts again
+    for (int s = 12; s <= 17; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:30:%1"_s.arg(s)));
+    EXPECT_TRUE(saver());
+    window.reset();
 }

@@ -1,0 +1,500 @@
+#include "broadcast/broadcaster.h"
+#include "core/ini.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "pictures/picturestore.h"
+#include "pictures/slideshow.h"
+#include "playback/playbackcontroller.h"
+#include "scheduler/taskstore.h"
+#include "shell/station.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace Qt::StringLiterals;
+using tav::PictureStore;
+using tav::Slideshow;
+using tav::SlideshowSettings;
+using tav::test::at;
+
+namespace {
+
+SlideshowSettings sample()
+{
+    SlideshowSettings s;
+    s.pictures = {u"/图片/一.jpg"_s, u"/图片/二.png"_s, u"/图片/三.bmp"_s};
+    s.pictureOrder = SlideshowSettings::Random;
+    s.volume = 32768;
+    s.switchSeconds = 10;
+    s.music = {u"/音乐/甲.mp3"_s, u"http://radio.example/live"_s};
+    s.musicOrder = SlideshowSettings::MusicRandom;
+    s.playMusic = true;
+    s.muteOnStopDates = true;
+    return s;
+}
+
+} // namespace
+
+class PictureStoreTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    PictureStore store{dir};
+};
+
+TEST_F(PictureStoreTest, SavedSettingsComeBackAndTheSecondMonitorKeyStays)
+{
+    d.write(u"【IMAGE】.ini"_s, u"[设置]\n输出到第二显示器=1\n"_s);
+    ASSERT_TRUE(store.save(sample()));
+    const SlideshowSettings back = store.load();
+    EXPECT_EQ(back.pictures, sample().pictures);
+    EXPECT_EQ(back.pictureOrder, SlideshowSettings::Random);
+    EXPECT_EQ(back.volume, 32768);
+    EXPECT_EQ(back.switchSeconds, 10);
+    EXPECT_EQ(back.music, sample().music);
+    EXPECT_EQ(back.musicOrder, SlideshowSettings::MusicRandom);
+    EXPECT_TRUE(back.playMusic);
+    EXPECT_TRUE(back.muteOnStopDates);
+
+    const QString text = d.text(u"【IMAGE】.ini"_s);
+    for (const QString &line : {u"[图片文件数量]\r\n数量=3"_s, u"图片路径0=/图片/一.jpg"_s, u"图片播放模式=1"_s,
+                                u"个性音量=32768"_s, u"图片切换时间=10"_s, u"[多媒体文件数量]\r\n多媒体数量=2"_s,
+                                u"歌曲名称1=http://radio.example/live"_s, u"音乐模式=1"_s, u"播放音乐=1"_s,
+                                u"停播日期音乐静音=1"_s, u"输出到第二显示器=1"_s})
+        EXPECT_TRUE(text.contains(line)) << line.toStdString();
+    tav::Settings settings{dir};
+    settings.load();
+    EXPECT_TRUE(settings.isOn(tav::Switch::SecondMonitor));
+}
+
+TEST_F(PictureStoreTest, AShorterListLeavesNoOldEntriesBehind)
+{
+    ASSERT_TRUE(store.save(sample()));
+    SlideshowSettings fewer = sample();
+    fewer.pictures = {u"/图片/只有.jpg"_s};
+    fewer.music.clear();
+    ASSERT_TRUE(store.save(fewer));
+    const QString text = d.text(u"【IMAGE】.ini"_s);
+    EXPECT_FALSE(text.contains(u"图片路径1"));
+    EXPECT_FALSE(text.contains(u"歌曲名称0"));
+    EXPECT_EQ(store.load().pictures, fewer.pictures);
+    EXPECT_TRUE(store.load().music.isEmpty());
+}
+
+TEST_F(PictureStoreTest, MissingKeysReadAsZeroAndTheCountBoundsTheList)
+{
+    SlideshowSettings none = store.load(); // no file at all
+    EXPECT_TRUE(none.pictures.isEmpty());
+    EXPECT_EQ(none.volume, 0);
+    EXPECT_EQ(none.switchSeconds, 0);
+    EXPECT_FALSE(none.playMusic);
+
+    // Three counted, one of them missing, one beyond the count; a flag of 2 is not 1.
+    d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=3\n[图片]\n图片路径0=/a.jpg\n图片路径2=/c.jpg\n"
+                               u"图片路径3=/d.jpg\n[设置]\n个性音量=abc\n播放音乐=2\n图片播放模式=7\n"_s);
+    const SlideshowSettings s = store.load();
+    EXPECT_EQ(s.pictures, (QStringList{u"/a.jpg"_s, u"/c.jpg"_s}));
+    EXPECT_EQ(s.volume, 0);
+    EXPECT_FALSE(s.playMusic);
+    EXPECT_EQ(s.pictureOrder, SlideshowSettings::InOrder);
+}
+
+TEST_F(PictureStoreTest, SaveChecksSwitchTimeThenVolume)
+{
+    const QString badTime = u"图片播放时间设置不正确！"_s, badVolume = u"音量设置不正确！"_s;
+    EXPECT_EQ(PictureStore::checkInput(u"4"_s, u"100"_s), badTime);
+    EXPECT_EQ(PictureStore::checkInput(u"61"_s, u"100"_s), badTime);
+    EXPECT_EQ(PictureStore::checkInput(u"五"_s, u"100"_s), badTime);
+    EXPECT_EQ(PictureStore::checkInput(u""_s, u""_s), badTime); // the time is checked first
+    EXPECT_EQ(PictureStore::checkInput(u"5"_s, u"0"_s), badVolume);
+    EXPECT_EQ(PictureStore::checkInput(u"60"_s, u"65536"_s), badVolume);
+    EXPECT_EQ(PictureStore::checkInput(u"5"_s, u"65535"_s), QString());
+    EXPECT_EQ(PictureStore::checkInput(u" 60 "_s, u"1"_s), QString());
+}
+
+TEST_F(PictureStoreTest, TenThousandPicturesGoAndComeBack)
+{
+    SlideshowSettings big = sample();
+    big.pictures.clear();
+    for (int i = 0; i < 10000; ++i)
+        big.pictures.append(u"/广告/第%1张.jpg"_s.arg(i));
+    ASSERT_TRUE(store.save(big));
+    EXPECT_EQ(store.load().pictures, big.pictures);
+}
+
+// The slideshow on a fake clock, with a fake player behind the playback controller.
+class SlideshowTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
+    tav::test::FakePlayer player;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{player, settings, log, clock};
+    Slideshow show{clock, dir, playback, log};
+    QStringList shown;
+
+    void SetUp() override
+    {
+        show.setDisplay(true);
+        QObject::connect(&show, &Slideshow::pictureChanged, [this](const QString &p) { shown.append(p); });
+    }
+    SlideshowSettings three(int order = SlideshowSettings::InOrder)
+    {
+        SlideshowSettings s;
+        s.pictures = {u"/p/0.jpg"_s, u"/p/1.jpg"_s, u"/p/2.jpg"_s};
+        s.pictureOrder = order;
+        s.switchSeconds = 5;
+        s.volume = 65535;
+        return s;
+    }
+    // Seconds pass and the switch timer wakes.
+    void after(int seconds)
+    {
+        clock.advance(seconds);
+        show.switchTick();
+    }
+};
+
+TEST_F(SlideshowTest, InOrderShowsEachAtItsTimeAndStartsAgainAfterTheLast)
+{
+    ASSERT_TRUE(show.play(three()));
+    EXPECT_EQ(shown, QStringList{u"/p/0.jpg"_s}); // at once
+    after(4);
+    EXPECT_EQ(shown.size(), 1); // not yet
+    after(1);
+    after(5);
+    after(5);
+    after(5);
+    EXPECT_EQ(shown, (QStringList{u"/p/0.jpg"_s, u"/p/1.jpg"_s, u"/p/2.jpg"_s, u"/p/0.jpg"_s, u"/p/1.jpg"_s}));
+}
+
+TEST_F(SlideshowTest, SwitchTimesDoNotDriftWithLateWakeUps)
+{
+    ASSERT_TRUE(show.play(three()));
+    clock.set(at("2026-11-23 10:00:05").addMSecs(700)); // woke 700 ms late
+    show.switchTick();
+    EXPECT_EQ(show.nextSwitchAt(), at("2026-11-23 10:00:10"));
+    clock.set(at("2026-11-23 10:00:10").addMSecs(-3)); // within the early margin
+    show.switchTick();
+    EXPECT_EQ(shown.size(), 3);
+    clock.set(at("2026-11-23 10:00:14")); // the timer woke a second early: nothing
+    show.switchTick();
+    EXPECT_EQ(shown.size(), 3);
+    clock.set(at("2026-11-23 11:00:00")); // the machine slept: one switch, counted afresh
+    show.switchTick();
+    EXPECT_EQ(shown.size(), 4);
+    EXPECT_EQ(show.nextSwitchAt(), at("2026-11-23 11:00:05"));
+    clock.set(at("2026-11-23 09:00:00")); // the clock was set back: not stuck for an hour
+    show.switchTick();
+    EXPECT_EQ(shown.size(), 5);
+    EXPECT_EQ(show.nextSwitchAt(), at("2026-11-23 09:00:05"));
+}
+
+TEST_F(SlideshowTest, RandomReachesEveryPictureAndMayRepeat)
+{
+    EXPECT_EQ(Slideshow::nextIndex(-1, 4, SlideshowSettings::Random, 0.0), 0);
+    EXPECT_EQ(Slideshow::nextIndex(2, 4, SlideshowSettings::Random, 0.999999), 3);
+    EXPECT_EQ(Slideshow::nextIndex(2, 4, SlideshowSettings::Random, 0.5), 2); // a repeat
+    std::set<int> reached;
+    for (int k = 0; k < 40; ++k)
+        reached.insert(Slideshow::nextIndex(0, 4, SlideshowSettings::Random, k / 40.0));
+    EXPECT_EQ(reached, (std::set<int>{0, 1, 2, 3}));
+
+    auto draws = std::make_shared<QList<double>>(QList<double>{0.7, 0.7, 0.1, 0.4});
+    show.setRandomSource([draws] { return draws->takeFirst(); });
+    ASSERT_TRUE(show.play(three(SlideshowSettings::Random)));
+    after(5);
+    after(5);
+    after(5);
+    EXPECT_EQ(shown, (QStringList{u"/p/2.jpg"_s, u"/p/2.jpg"_s, u"/p/0.jpg"_s, u"/p/1.jpg"_s}));
+}
+
+TEST_F(SlideshowTest, OnePictureShowsOnEveryTickInEitherOrder)
+{
+    for (int order : {SlideshowSettings::InOrder, SlideshowSettings::Random}) {
+        shown.clear();
+        SlideshowSettings one = three(order);
+        one.pictures = {u"/p/only.jpg"_s};
+        ASSERT_TRUE(show.play(one));
+        after(5);
+        after(5);
+        EXPECT_EQ(shown, QStringList(3, u"/p/only.jpg"_s));
+    }
+    EXPECT_EQ(Slideshow::nextIndex(0, 0, SlideshowSettings::InOrder, 0), -1);
+}
+
+TEST_F(SlideshowTest, PicturesThatCannotBeShownAreLoggedOnceAndSkipped)
+{
+    ASSERT_TRUE(show.play(three()));
+    show.pictureFailed(u"/p/0.jpg"_s, u"文件不存在"_s); // the one on screen: the next comes at once
+    EXPECT_EQ(shown.last(), u"/p/1.jpg");
+    show.pictureFailed(u"/p/0.jpg"_s, u"文件不存在"_s);
+    EXPECT_EQ(log.text().count(u"图片无法显示：/p/0.jpg（文件不存在）"_s), 1);
+    after(5);
+    after(5); // past the end: 0 is skipped
+    EXPECT_EQ(shown.mid(2), (QStringList{u"/p/2.jpg"_s, u"/p/1.jpg"_s}));
+
+    QSignalSpy cleared(&show, &Slideshow::cleared);
+    show.pictureFailed(u"/p/1.jpg"_s, u"不是图片或已损坏"_s);
+    show.pictureFailed(u"/p/2.jpg"_s, u"不是图片或已损坏"_s);
+    EXPECT_EQ(cleared.count(), 1); // nothing left to show
+    EXPECT_EQ(show.currentIndex(), -1);
+    after(5);
+    EXPECT_EQ(show.currentIndex(), -1);
+}
+
+TEST_F(SlideshowTest, ALongListOfBadPicturesIsNotLoggedOneByOne)
+{
+    SlideshowSettings many = three();
+    many.pictures.clear();
+    for (int i = 0; i < 10000; ++i)
+        many.pictures.append(u"/missing/%1.jpg"_s.arg(i));
+    ASSERT_TRUE(show.play(many));
+    for (int i = 0; i < 10000; ++i)
+        show.pictureFailed(many.pictures.at(i), u"文件不存在"_s);
+    EXPECT_EQ(log.count(), Slideshow::kMaxBadLogged + 1);
+    EXPECT_EQ(show.currentIndex(), -1);
+}
+
+TEST_F(SlideshowTest, MusicStartsAfterTheDelayAtItsOwnVolumeAndStopsWithTheShow)
+{
+    SlideshowSettings s = three();
+    s.music = {u"/m/a.mp3"_s, u"/m/b.mp3"_s};
+    s.playMusic = true;
+    s.volume = 32768;
+    ASSERT_TRUE(show.play(s));
+    EXPECT_TRUE(show.isMusicPending());
+    EXPECT_TRUE(player.opened.isEmpty());
+    show.startMusic(); // tmrDelayRun
+    EXPECT_EQ(player.opened, QStringList{u"/m/a.mp3"_s});
+    EXPECT_EQ(playback.mode(), tav::PlayMode::Loop);
+    EXPECT_EQ(player.volume(), 50);
+    EXPECT_TRUE(show.isMusicPlaying());
+    show.stop();
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_TRUE(playback.items().isEmpty());
+}
+
+TEST_F(SlideshowTest, MusicIsMutedOnAStopDate)
+{
+    SlideshowSettings s = three();
+    s.music = {u"/m/a.mp3"_s};
+    s.playMusic = true;
+    s.muteOnStopDates = true;
+    show.setStopDay([](QDate date) { return date == QDate(2026, 11, 23); });
+    ASSERT_TRUE(show.play(s));
+    show.startMusic();
+    EXPECT_TRUE(player.opened.isEmpty());
+    EXPECT_TRUE(log.text().contains(u"停播日期，图片背景音乐静音"));
+    clock.set(at("2026-11-24 10:00:00"));
+    ASSERT_TRUE(show.play(s));
+    show.startMusic();
+    EXPECT_EQ(player.opened, QStringList{u"/m/a.mp3"_s});
+}
+
+TEST_F(SlideshowTest, StoppingLeavesAListThatIsNotTheSlideshowsAlone)
+{
+    SlideshowSettings s = three();
+    s.music = {u"/m/a.mp3"_s};
+    s.playMusic = true;
+    ASSERT_TRUE(show.play(s));
+    show.startMusic();
+    playback.startTask(u"顺序"_s, {u"/task/news.mp3"_s}); // the operator took the player
+    show.stop();
+    EXPECT_EQ(playback.items(), QStringList{u"/task/news.mp3"_s});
+}
+
+TEST_F(SlideshowTest, WithoutAScreenOnlyMusicCounts)
+{
+    show.setDisplay(false);
+    EXPECT_FALSE(show.play(three())); // pictures alone: nothing to do
+    EXPECT_TRUE(shown.isEmpty());
+    SlideshowSettings s = three();
+    s.music = {u"/m/a.mp3"_s};
+    s.playMusic = true;
+    EXPECT_TRUE(show.play(s));
+    EXPECT_TRUE(shown.isEmpty());
+    EXPECT_EQ(show.pictureCount(), 0);
+}
+
+TEST_F(SlideshowTest, ATasksPicturesFollowItsModeAndInterval)
+{
+    tav::PictureList list{{u"/t/a.jpg"_s, u"/t/b.jpg"_s}, u"1"_s, 3};
+    show.startTask(list);
+    EXPECT_EQ(show.source(), Slideshow::Source::Task);
+    EXPECT_EQ(show.intervalSeconds(), 3);
+    after(3);
+    after(3);
+    EXPECT_EQ(shown, (QStringList{u"/t/a.jpg"_s, u"/t/b.jpg"_s, u"/t/a.jpg"_s}));
+    show.stopIdle(); // not the idle content: stays
+    EXPECT_TRUE(show.isShowing());
+    show.stopTask();
+    EXPECT_FALSE(show.isShowing());
+
+    show.setRandomSource([] { return 0.99; });
+    show.startTask({{u"/t/a.jpg"_s, u"/t/b.jpg"_s}, u"0"_s, 0}); // "0" is random; 0 s is 1 s
+    EXPECT_EQ(shown.last(), u"/t/b.jpg");
+    EXPECT_EQ(show.intervalSeconds(), 1);
+    show.startTask({{}, u"1"_s, 3}); // no pictures: the screen is the task's
+    EXPECT_FALSE(show.isRunning());
+}
+
+// The station between tasks: the clockwork asks, the slideshow answers.
+class StationSlideshowTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::test::FakeClock clock{at("2026-11-23 08:59:58")};
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    std::unique_ptr<tav::Station> station;
+
+    void SetUp() override
+    {
+        d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早间新闻\nTime=9:00:00\nDuration=9:00:10\nType=65535\n"
+                                  u"Device=每天\nRecurrence=顺序\nRemind=开\n"_s);
+        d.write(u"早间新闻.ini"_s, u"[多媒体文件数量]\n数量=1\n图片总数量=2\n[歌曲]\n歌曲名称0=/news.mp3\n"
+                                  u"[图片]\n图片路径0=/n/1.jpg\n图片路径1=/n/2.jpg\n[图片播放模式]\n模式=1\n"_s);
+        d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n"_s);
+        d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad.jpg\n[多媒体文件数量]\n"
+                                   u"多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm.mp3\n[设置]\n播放音乐=1\n个性音量=65535\n"
+                                   u"停播日期音乐静音=1\n图片切换时间=5\n"_s);
+    }
+    void startStation(bool display)
+    {
+        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        station->slideshow().setDisplay(display);
+        station->start();
+        station->ticker().stop(); // the test gives the seconds
+    }
+    void second(const char *when)
+    {
+        clock.set(at(when));
+        station->scheduler().onSecond();
+    }
+};
+
+TEST_F(StationSlideshowTest, HeadlessTheMusicBetweenTasksStillPlays)
+{
+    startStation(false);
+    second("2026-11-23 09:00:00");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::None); // a task's pictures need a screen
+    EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
+    second("2026-11-23 09:00:11");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    EXPECT_EQ(station->scheduler().status(), u"正在播放广告内容");
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened.last(), u"/bgm.mp3");
+    EXPECT_EQ(player.volume(), 100);
+
+    // 显示图片 off stops it; on again starts it between tasks.
+    station->settings().setSwitch(tav::Switch::Pictures, false);
+    EXPECT_FALSE(station->slideshow().isRunning());
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    station->settings().setSwitch(tav::Switch::Pictures, true);
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+}
+
+TEST_F(StationSlideshowTest, ATaskTakesOverFromTheIdleContentWithItsOwnPictures)
+{
+    startStation(true);
+    QCoreApplication::processEvents(); // the idle content of the start (no start delay)
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    EXPECT_EQ(station->slideshow().pictures(), QStringList{u"/ad.jpg"_s});
+    QSignalSpy video(&station->playback(), &tav::PlaybackController::videoVisibilityChanged);
+    second("2026-11-23 09:00:00");
+    ASSERT_EQ(video.count(), 1); // a sound-only item beside pictures: they show
+    EXPECT_FALSE(video.at(0).at(0).toBool());
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Task);
+    EXPECT_EQ(station->slideshow().currentPicture(), u"/n/1.jpg");
+    EXPECT_FALSE(station->slideshow().isMusicPending());
+    EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
+    second("2026-11-23 09:00:11");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    EXPECT_EQ(station->slideshow().currentPicture(), u"/ad.jpg");
+}
+
+TEST_F(StationSlideshowTest, NothingToShowOrPlayIsNotReportedAsStarted)
+{
+    d.write(u"【IMAGE】.ini"_s, u"[设置]\n播放音乐=1\n"_s);
+    startStation(true);
+    second("2026-11-23 09:00:00");
+    second("2026-11-23 09:00:11");
+    EXPECT_FALSE(station->slideshow().isRunning());
+    EXPECT_EQ(station->scheduler().status(), u"Tavrel多媒体定时播放系统");
+    EXPECT_FALSE(station->log().text().contains(u"广告内容"));
+}
+
+TEST_F(StationSlideshowTest, WorkingHoursStartAndEndTheIdleContent)
+{
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n[广告时间选项]\nrunPic=1\nPicStartTime=8:00:00\n"
+                                 u"PicEndTime=18:00:00\n"_s);
+    clock.set(at("2026-11-23 07:59:58"));
+    startStation(true);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(station->slideshow().isRunning()); // before the working hours
+    second("2026-11-23 08:00:00");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    second("2026-11-23 09:00:00"); // the task takes over and hands back
+    second("2026-11-23 09:00:11");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    second("2026-11-23 17:59:55");
+    EXPECT_FALSE(station->slideshow().isRunning());
+}
+
+TEST_F(StationSlideshowTest, TheOperatorsPlayDuringATaskLeavesTheTasksSound)
+{
+    startStation(true);
+    second("2026-11-23 09:00:00");
+    SlideshowSettings s = station->slideshow().loadSettings();
+    ASSERT_TRUE(station->slideshow().play(s));
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.opened, (QStringList{u"/news.mp3"_s}));
+    EXPECT_TRUE(station->log().text().endsWith(u"定时任务正在播放，图片背景音乐不播放"));
+}
+
+TEST_F(StationSlideshowTest, ABroadcastTurnsTheSlideshowsMusicDownToo)
+{
+    tav::test::FakePlayer broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+    station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+    station->start();
+    station->ticker().stop();
+    QCoreApplication::processEvents();
+    station->slideshow().startMusic();
+    ASSERT_EQ(player.opened.last(), u"/bgm.mp3");
+    EXPECT_EQ(player.volume(), 100);
+    tav::BroadcastRequest request;
+    request.text = u"请注意"_s;
+    request.musicVolume = 30;
+    ASSERT_TRUE(station->broadcaster()->speak(request));
+    EXPECT_EQ(player.volume(), 30);
+
+    // The music starting again while it speaks stays down.
+    station->slideshow().stop();
+    ASSERT_TRUE(station->slideshow().startIdle());
+    station->slideshow().startMusic();
+    EXPECT_EQ(player.volume(), 30);
+    station.reset(); // before its broadcast devices go
+}
+
+TEST_F(SlideshowTest, TheIdleSwitchTimeIsHeldToItsRange)
+{
+    SlideshowSettings s = three();
+    s.switchSeconds = 0; // a file never saved
+    ASSERT_TRUE(show.play(s));
+    EXPECT_EQ(show.intervalSeconds(), 5);
+    s.switchSeconds = 600;
+    ASSERT_TRUE(show.play(s));
+    EXPECT_EQ(show.intervalSeconds(), 60);
+}

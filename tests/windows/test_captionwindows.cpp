@@ -1,0 +1,297 @@
+#include "captions/captionbook.h"
+#include "captions/captionscroller.h"
+#include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
+#include "core/datadir.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScreen>
+#include <QScrollBar>
+#include <QTableWidget>
+#include <QTest>
+#include <QTimeEdit>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+namespace {
+
+// The editor and the strip on a data folder, the clock at 08:00.
+class CaptionWindows : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-25 08:00:00")};
+    tav::test::ScriptedPrompt prompt;
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::Settings settings{dir};
+    tav::CaptionBook book{dir, log, clock};
+    tav::CaptionScroller scroller{clock, settings, book};
+    std::unique_ptr<tav::CaptionStrip> strip;
+    std::unique_ptr<tav::frmMoveFont> editor;
+
+    void open()
+    {
+        settings.load();
+        strip = std::make_unique<tav::CaptionStrip>(scroller, book, settings, log, clock);
+        editor = std::make_unique<tav::frmMoveFont>(book, scroller, strip.get(), prompt, clock);
+        editor->setFontChooser([](const QFont &) { return std::optional<QFont>(); });
+        editor->setColourChooser([](const QColor &) { return std::optional<QColor>(); });
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const
+    {
+        W *w = editor->findChild<W *>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    void type(const QString &text) { get<QLineEdit>("txtFont")->setText(text); }
+    void times(const char *start, const char *end)
+    {
+        get<QTimeEdit>("DTPStart")->setTime(QTime::fromString(QString::fromLatin1(start), u"HH:mm"_s));
+        get<QTimeEdit>("DTPend")->setTime(QTime::fromString(QString::fromLatin1(end), u"HH:mm"_s));
+    }
+    QStringList column(int col) const
+    {
+        auto *grid = get<QTableWidget>("MSHFGfont");
+        QStringList texts;
+        for (int r = 0; r < grid->rowCount(); ++r)
+            texts.append(grid->item(r, col)->text());
+        return texts;
+    }
+    QString lastShown() const { return prompt.shown.isEmpty() ? QString() : prompt.shown.last(); }
+};
+
+TEST_F(CaptionWindows, GridHeadersTipsAndMannersAreTheStations)
+{
+    open();
+    auto *grid = get<QTableWidget>("MSHFGfont");
+    QStringList headers;
+    for (int c = 0; c < grid->columnCount(); ++c)
+        headers.append(grid->horizontalHeaderItem(c)->text());
+    EXPECT_EQ(headers, (QStringList{u"序号"_s, u"开始时间"_s, u"结束时间"_s, u"定时"_s,
+                                    u"                        内容"_s}));
+    EXPECT_EQ(grid->toolTip(), u"单击查看该行字幕内容，双击编辑该行字幕内容"_s);
+    const char *captions[] = {"连续循环", "顺序一次", "设定时间"};
+    const char *tips[] = {"从列表的第一行播放至最后一行再回到第一行重新播放", "从列表的第一行播放到最后一行再停止",
+                          "按照设定的开始时间和结束时间进行播放"};
+    for (int i = 0; i < 3; ++i) {
+        auto *option = editor->findChild<QRadioButton *>(u"OptScrollMode%1"_s.arg(i));
+        ASSERT_NE(option, nullptr);
+        EXPECT_EQ(option->text(), QString::fromUtf8(captions[i]));
+        EXPECT_EQ(option->toolTip(), QString::fromUtf8(tips[i]));
+    }
+    EXPECT_TRUE(get<QRadioButton>("OptScrollMode0")->isChecked()); // a fresh station loops
+    auto *change = get<QComboBox>("cboSC_ChangeTime");
+    EXPECT_EQ(change->count(), 60);
+    EXPECT_EQ(change->itemText(59), u"60"_s);
+    for (const char *name : {"cmdScrollAdd", "cmdChange", "cmdScrollDel", "cmdScrollSave", "cmdCabelColor",
+                             "cmdStartNow", "cmdSRstop", "cmdReturn", "cmdReturnMian"})
+        get<QPushButton>(name);
+    for (const char *name : {"lblDemo", "Label11"})
+        get<QLabel>(name);
+    get<QScrollBar>("HScrollLeftMove");
+    get<QComboBox>("cboTurner");
+}
+
+TEST_F(CaptionWindows, AddingChecksTheTextAsksAboutDuplicatesAndSavesSorted)
+{
+    open();
+    click("cmdScrollAdd");
+    EXPECT_EQ(lastShown(), u"提示|字幕内容不能为空"_s);
+    type(QString(128, u'长'));
+    click("cmdScrollAdd");
+    EXPECT_EQ(lastShown(), u"提示|字幕长度超出范围，请重新编辑内容！"_s);
+    EXPECT_TRUE(book.rows().isEmpty());
+
+    type(u"下午好"_s);
+    times("14:00", "15:00");
+    click("cmdScrollAdd");
+    EXPECT_EQ(lastShown(), u"提示|已新增字幕，并且已自动按时间排序在列表中"_s);
+    type(u"早上好"_s);
+    times("07:30", "08:00");
+    click("cmdScrollAdd");
+    EXPECT_EQ(column(0), (QStringList{u"1"_s, u"2"_s, QString()})); // one empty row after the list
+    EXPECT_EQ(column(1), (QStringList{u"07:30:00"_s, u"14:00:00"_s, QString()}));
+    EXPECT_EQ(column(3), (QStringList{u"开"_s, u"开"_s, QString()}));
+    EXPECT_EQ(column(4), (QStringList{u"早上好"_s, u"下午好"_s, QString()}));
+    EXPECT_TRUE(d.text(u"【SCROLL】.ini"_s).startsWith(u"[Scroll1]\r\ncontent=早上好\r\nstartTime=07:30:00\r\n"_s));
+
+    // The same text again: asked; no keeps the list, yes adds it.
+    prompt.answers = {false, true};
+    click("cmdScrollAdd");
+    EXPECT_EQ(prompt.shown.last(), u"提示|该字幕已存在,是否真的添加相同的字幕！"_s);
+    EXPECT_EQ(book.rows().size(), 2);
+    click("cmdScrollAdd");
+    EXPECT_EQ(book.rows().size(), 3);
+}
+
+TEST_F(CaptionWindows, EnterIsRefusedInTheText)
+{
+    open();
+    auto *text = get<QLineEdit>("txtFont");
+    text->setText(u"一行"_s);
+    QTest::keyClick(text, Qt::Key_Return);
+    QTest::keyClick(text, Qt::Key_Enter);
+    EXPECT_EQ(prompt.shown, (QStringList{u"提示|不允许输入回车键"_s, u"提示|不允许输入回车键"_s}));
+    EXPECT_EQ(text->text(), u"一行"_s);
+}
+
+TEST_F(CaptionWindows, ClickShowsDoubleClickEditsAndTheListWaitsMeanwhile)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=甲\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
+                                 "[Scroll2]\ncontent=乙\nstartTime=10:00:00\nendTime=11:00:00\nswicth=关\n"_s);
+    open();
+    editor->gridClicked(2);
+    EXPECT_EQ(lastShown(), u"提示|本行为空"_s);
+    editor->gridClicked(1);
+    EXPECT_EQ(get<QLabel>("Label11")->text(), u"乙"_s);
+
+    editor->gridDoubleClicked(1);
+    EXPECT_EQ(get<QLineEdit>("txtFont")->text(), u"乙"_s);
+    EXPECT_EQ(get<QTimeEdit>("DTPStart")->time(), QTime(10, 0));
+    editor->gridClicked(0);
+    EXPECT_EQ(lastShown(), u"提示|编辑字幕状态，列表禁止操作"_s);
+    EXPECT_EQ(get<QLabel>("Label11")->text(), u"乙"_s);
+
+    // Moved before 甲: the list is sorted, the row keeps its switch.
+    type(u"乙改"_s);
+    times("06:00", "07:00");
+    click("cmdChange");
+    EXPECT_EQ(lastShown(), u"提示|已编辑第2条字幕，并且已自动按时间排序在列表中"_s);
+    EXPECT_EQ(column(4), (QStringList{u"乙改"_s, u"甲"_s, QString()}));
+    EXPECT_EQ(column(3), (QStringList{u"关"_s, u"开"_s, QString()}));
+    editor->gridClicked(1);
+    EXPECT_EQ(get<QLabel>("Label11")->text(), u"甲"_s); // editing is over
+
+    // Delete asks first.
+    get<QTableWidget>("MSHFGfont")->setCurrentCell(0, 0);
+    prompt.answers = {false, true};
+    click("cmdScrollDel");
+    EXPECT_EQ(book.rows().size(), 2);
+    click("cmdScrollDel");
+    EXPECT_EQ(column(4), (QStringList{u"甲"_s, QString()}));
+    EXPECT_FALSE(d.text(u"【SCROLL】.ini"_s).contains(u"乙改"_s));
+}
+
+TEST_F(CaptionWindows, HeightOutOfRangeIsResetTo50AndSaveWritesTheSettings)
+{
+    open();
+    auto *top = get<QComboBox>("cboTop");
+    for (const QString &bad : {u"99999"_s, u"abc"_s}) {
+        prompt.shown.clear();
+        top->setEditText(bad);
+        editor->cboTop_Change();
+        EXPECT_EQ(prompt.shown, QStringList{u"提示|数值超出"_s}) << bad.toStdString();
+        EXPECT_EQ(top->currentText(), u"50"_s);
+    }
+    top->setEditText(u"300"_s);
+    editor->cboTop_Change();
+    get<QScrollBar>("HScrollLeftMove")->setValue(7);
+    get<QComboBox>("cboTurner")->setEditText(u"5"_s);
+    get<QRadioButton>("OptScrollMode1")->setChecked(true);
+    get<QComboBox>("cboSC_ChangeTime")->setCurrentIndex(2);
+    click("cmdScrollSave");
+    const QString control = d.text(u"【CONTROL】.ini"_s);
+    for (const char *line : {"[速度]\r\nMOVE=7\r\n", "[跳跃速度]\r\nJUMP=5\r\n", "[高度位置]\r\nY=300\r\n",
+                             "[字幕播放方式]\r\nManner=1\r\n", "[字幕切换时间]\r\ntitleChangeTime=3\r\n"})
+        EXPECT_TRUE(control.contains(QString::fromUtf8(line))) << line;
+}
+
+TEST_F(CaptionWindows, FontAndColourAreStoredAndAMissingFontFallsBack)
+{
+    open();
+    const QString family = QGuiApplication::font().family();
+    editor->setFontChooser([&](const QFont &) {
+        QFont f(family, 36);
+        f.setItalic(true);
+        return std::optional<QFont>(f);
+    });
+    editor->setColourChooser([](const QColor &) { return std::optional<QColor>(QColor(0, 128, 255)); });
+    click("cmdCabelColor");
+    const QString control = d.text(u"【CONTROL】.ini"_s);
+    EXPECT_TRUE(control.contains(u"Size=36\r\n"_s));
+    EXPECT_TRUE(control.contains(u"Italic=True\r\n"_s));
+    EXPECT_TRUE(control.contains(u"ForeColor=%1\r\n"_s.arg(0 + 128 * 256 + 255 * 65536)));
+    EXPECT_TRUE(get<QLabel>("lblDemo")->font().italic());
+    EXPECT_EQ(get<QLabel>("lblDemo")->palette().color(QPalette::WindowText), QColor(0, 128, 255));
+    EXPECT_EQ(strip->colour(), QColor(0, 128, 255));
+    EXPECT_EQ(strip->captionFontInUse().pointSize(), 36);
+
+    // A font this machine lacks: said once, and the default family is drawn.
+    d.write(u"【CONTROL】.ini"_s, u"[字体]\nName=并不存在的字体XYZ\nSize=20\n"_s);
+    book.load();
+    EXPECT_TRUE(log.text().contains(u"字幕字体“并不存在的字体XYZ”在本机不存在"_s));
+    book.load();
+    EXPECT_EQ(log.text().count(u"并不存在的字体XYZ"_s), 1);
+    EXPECT_EQ(strip->captionFontInUse().family(), family);
+    EXPECT_EQ(strip->captionFontInUse().pointSize(), 20);
+}
+
+TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedAndComesBackFromTheRight)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎光临\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=4\n[跳跃速度]\nJUMP=2\n[高度位置]\nY=99999\n"_s);
+    open(); // the editor's preview starts the first caption
+    ASSERT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"欢迎光临"_s);
+    EXPECT_EQ(get<QLabel>("lblPreview")->text(), u"预览第1条"_s);
+    const QRect screen = strip->screen()->geometry();
+    EXPECT_EQ(strip->width(), screen.width());
+    EXPECT_EQ(strip->geometry().bottom(), screen.bottom()); // a huge Y keeps the band on the screen
+
+    // 4 pixels per 2 ms: 2 pixels a millisecond, measured against the real
+    // time read on both sides of each position.
+    QElapsedTimer t;
+    t.start();
+    const double x0 = strip->position();
+    const qint64 x0Late = t.elapsed();
+    EXPECT_NEAR(x0, screen.width(), 40);
+    QTest::qWait(150);
+    const qint64 early = t.elapsed();
+    const double moved = x0 - strip->position();
+    const qint64 late = t.elapsed();
+    EXPECT_GE(moved, 2.0 * double(early - x0Late) - 2.0);
+    EXPECT_LE(moved, 2.0 * double(late) + 2.0);
+
+    // Once it has left on the left it comes in again on the right.
+    QTest::qWait(int((screen.width() + 400) / 2));
+    EXPECT_GT(strip->position(), -400);
+    EXPECT_TRUE(strip->isMoving());
+
+    click("cmdSRstop");
+    EXPECT_FALSE(strip->isVisible());
+    EXPECT_FALSE(strip->isMoving());
+    const double stood = strip->position();
+    QTest::qWait(30);
+    EXPECT_EQ(strip->position(), stood);
+}
+
+TEST_F(CaptionWindows, PreviewRunsTheSampleText)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=甲\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    open();
+    click("cmdSRstop");
+    editor->gridClicked(0);
+    click("cmdPreview");
+    EXPECT_TRUE(strip->isVisible());
+    EXPECT_EQ(strip->caption(), u"甲"_s);
+}
+
+} // namespace

@@ -1,0 +1,368 @@
+#include "core/datadir.h"
+#include "core/messagelog.h"
+#include "core/settings.h"
+#include "fakes/fakes.h"
+#include "pictures/frmpic.h"
+#include "pictures/picturepanel.h"
+#include "pictures/slideshow.h"
+#include "playback/frmplay.h"
+#include "playback/mpvvideowidget.h"
+#include "playback/playbackcontroller.h"
+
+#include <QAbstractButton>
+#include <QBuffer>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPainter>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using tav::Slideshow;
+using tav::test::at;
+
+namespace {
+
+const char *kImage = "[图片文件数量]\n数量=2\n[图片]\n图片路径0=/ad/一.jpg\n图片路径1=/ad/二.jpg\n"
+                     "[设置]\n图片播放模式=1\n个性音量=40000\n图片切换时间=15\n音乐模式=1\n播放音乐=1\n"
+                     "停播日期音乐静音=0\n输出到第二显示器=0\n"
+                     "[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm/春.mp3\n";
+
+// A picture file of the given size, drawn so it is not one flat colour.
+QString writePicture(const tav::test::DataFolder &d, const QString &name, QSize size, const char *format)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::darkBlue);
+    QPainter painter(&image);
+    painter.fillRect(QRect(QPoint(0, 0), size / 2), Qt::yellow);
+    painter.end();
+    const QString path = d.file(name);
+    EXPECT_TRUE(image.save(path, format, 80)) << name.toStdString();
+    return path;
+}
+
+quint32 crc32(const QByteArray &bytes)
+{
+    quint32 crc = 0xFFFFFFFFu;
+    for (const char c : bytes) {
+        crc ^= quint8(c);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+} // namespace
+
+class PicturesWindow : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::Settings settings{dir};
+    tav::MessageLog log{dir.playLog(), clock};
+    tav::PlaybackController playback{player, settings, log, clock};
+    Slideshow show{clock, dir, playback, log};
+    std::unique_ptr<tav::frmPic> window;
+    QStringList chosen; // what the file dialog gives
+
+    void open()
+    {
+        show.setDisplay(true);
+        window = std::make_unique<tav::frmPic>(show, prompt);
+        window->setFileChooser([this](const QString &, const QString &) { return chosen; });
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const
+    {
+        W *w = window->findChild<W *>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    QStringList items(const char *list) const
+    {
+        QStringList texts;
+        auto *w = get<QListWidget>(list);
+        for (int i = 0; i < w->count(); ++i)
+            texts.append(w->item(i)->text());
+        return texts;
+    }
+    void type(const char *combo, const QString &text) { get<QComboBox>(combo)->setEditText(text); }
+};
+
+TEST_F(PicturesWindow, OpensWithTheFilesListsAndOptions)
+{
+    d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
+    open();
+    for (const char *name : {"ListPic", "ListMusicMaster", "OptPlayMode0", "OptPlayMode1", "OptMusicMode0",
+                             "OptMusicMode1", "cboSwithTime", "cboPicVol", "chkMusicPlay", "chkNoDatePlay",
+                             "cmdSave", "cmdAddPic", "cmdDel", "cmdClear", "cmdPicUp", "cmdPicDown",
+                             "cmdFreePicMoveTop", "cmdMusicAdd", "cmdMusicDel", "cmdMusicClear", "cmdMusicUpMove",
+                             "cmdMusicDownMove", "cmdFreeMusicMoveTop", "cmdPlay", "cmdStop", "Label5"})
+        get(name);
+    EXPECT_EQ(items("ListPic"), (QStringList{u"/ad/一.jpg"_s, u"/ad/二.jpg"_s}));
+    EXPECT_TRUE(get<QAbstractButton>("OptPlayMode1")->isChecked());
+    EXPECT_EQ(get<QComboBox>("cboPicVol")->currentText(), u"40000");
+    EXPECT_EQ(get<QComboBox>("cboSwithTime")->currentText(), u"15");
+    EXPECT_EQ(items("ListMusicMaster"), QStringList{u"/bgm/春.mp3"_s});
+    EXPECT_TRUE(get<QAbstractButton>("OptMusicMode1")->isChecked());
+    EXPECT_TRUE(get<QCheckBox>("chkMusicPlay")->isChecked());
+    EXPECT_FALSE(get<QCheckBox>("chkNoDatePlay")->isChecked());
+}
+
+TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeAndLeavesTheFile)
+{
+    d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
+    const QByteArray before = d.bytes(u"【IMAGE】.ini"_s);
+    open();
+    const struct
+    {
+        const char *time, *volume, *message;
+    } refused[] = {{"4", "100", "图片播放时间设置不正确！"},
+                   {"61", "100", "图片播放时间设置不正确！"},
+                   {"", "0", "图片播放时间设置不正确！"},
+                   {"5", "0", "音量设置不正确！"},
+                   {"60", "七", "音量设置不正确！"}};
+    for (const auto &c : refused) {
+        prompt.shown.clear();
+        type("cboSwithTime", QString::fromUtf8(c.time));
+        type("cboPicVol", QString::fromUtf8(c.volume));
+        click("cmdSave");
+        EXPECT_EQ(prompt.shown, QStringList{u"提示|"_s + QString::fromUtf8(c.message)}) << c.time << "/" << c.volume;
+        EXPECT_EQ(d.bytes(u"【IMAGE】.ini"_s), before);
+    }
+
+    prompt.shown.clear();
+    type("cboSwithTime", u"5"_s);
+    type("cboPicVol", u"65535"_s);
+    click("cmdSave");
+    EXPECT_TRUE(prompt.shown.isEmpty());
+    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片切换时间=5\r\n"));
+    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"个性音量=65535\r\n"));
+    type("cboSwithTime", u"60"_s);
+    click("cmdSave");
+    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片切换时间=60\r\n"));
+}
+
+TEST_F(PicturesWindow, AFileThatCannotBeWrittenIsSaidAndLogged)
+{
+    ASSERT_TRUE(QDir(d.path()).mkdir(u"【IMAGE】.ini"_s)); // a folder where the file should be
+    open();
+    type("cboSwithTime", u"10"_s);
+    type("cboPicVol", u"30000"_s);
+    click("cmdSave");
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|写文件时出错"_s});
+    EXPECT_TRUE(log.text().contains(u"【IMAGE】.ini"));
+}
+
+TEST_F(PicturesWindow, ListButtonsAddRemoveAndReorder)
+{
+    open();
+    chosen = {u"/p/a.jpg"_s, u"/p/b.jpg"_s, u"/p/c.jpg"_s};
+    click("cmdAddPic");
+    EXPECT_EQ(items("ListPic"), chosen);
+    get<QListWidget>("ListPic")->setCurrentRow(2);
+    click("cmdPicUp");
+    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/a.jpg"_s, u"/p/c.jpg"_s, u"/p/b.jpg"_s}));
+    click("cmdFreePicMoveTop");
+    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/c.jpg"_s, u"/p/a.jpg"_s, u"/p/b.jpg"_s}));
+    click("cmdPicDown");
+    EXPECT_EQ(items("ListPic").first(), u"/p/a.jpg");
+    click("cmdDel");
+    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/a.jpg"_s, u"/p/b.jpg"_s}));
+    click("cmdClear");
+    EXPECT_TRUE(items("ListPic").isEmpty());
+
+    chosen = {u"/m/1.mp3"_s, u"/m/2.mp3"_s};
+    click("cmdMusicAdd");
+    get<QListWidget>("ListMusicMaster")->setCurrentRow(1);
+    click("cmdFreeMusicMoveTop");
+    EXPECT_EQ(items("ListMusicMaster"), (QStringList{u"/m/2.mp3"_s, u"/m/1.mp3"_s}));
+    click("cmdMusicDownMove");
+    click("cmdMusicUpMove");
+    EXPECT_EQ(items("ListMusicMaster").first(), u"/m/2.mp3");
+    click("cmdMusicDel");
+    EXPECT_EQ(items("ListMusicMaster"), QStringList{u"/m/1.mp3"_s});
+    click("cmdMusicClear");
+    EXPECT_TRUE(items("ListMusicMaster").isEmpty());
+}
+
+TEST_F(PicturesWindow, PlayRunsWhatTheWindowShowsAndStopEndsIt)
+{
+    open();
+    chosen = {u"/p/a.jpg"_s, u"/p/b.jpg"_s};
+    click("cmdAddPic");
+    type("cboSwithTime", u"3"_s);
+    type("cboPicVol", u"30000"_s);
+    click("cmdPlay");
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|图片播放时间设置不正确！"_s});
+    EXPECT_FALSE(show.isRunning());
+
+    type("cboSwithTime", u"5"_s);
+    click("cmdPlay");
+    EXPECT_EQ(show.source(), Slideshow::Source::Operator);
+    EXPECT_TRUE(get<QLabel>("Label5")->isHidden());
+    EXPECT_EQ(get<QLabel>("lblCurrentPic")->text(), u"正在显示（1/2）：/p/a.jpg");
+    clock.advance(5);
+    show.switchTick();
+    EXPECT_EQ(get<QLabel>("lblCurrentPic")->text(), u"正在显示（2/2）：/p/b.jpg");
+    click("cmdStop");
+    EXPECT_FALSE(show.isRunning());
+    EXPECT_FALSE(get<QLabel>("Label5")->isHidden());
+
+    click("cmdClear");
+    prompt.shown.clear();
+    click("cmdPlay");
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|没有可放映的图片或音乐"_s});
+}
+
+TEST(PictureDecoding, FitsThePictureIntoThePanelKeepingItsProportions)
+{
+    using tav::PicturePanel;
+    EXPECT_EQ(PicturePanel::picWH({1600, 900}, {0, 0, 800, 800}), QRect(0, 175, 800, 450));
+    EXPECT_EQ(PicturePanel::picWH({900, 1600}, {0, 0, 1600, 900}), QRect(547, 0, 506, 900));
+    EXPECT_EQ(PicturePanel::picWH({100, 50}, {10, 10, 400, 400}), QRect(10, 110, 400, 200)); // grows to fit
+    EXPECT_TRUE(PicturePanel::picWH({0, 0}, {0, 0, 100, 100}).isNull());
+}
+
+TEST(PictureDecoding, MissingDamagedAndNonPicturesAreRefusedWithAReason)
+{
+    tav::test::DataFolder d;
+    EXPECT_EQ(tav::decodePicture(d.file(u"无.jpg"_s), {800, 600}).error, u"文件不存在");
+    EXPECT_EQ(tav::decodePicture(d.path(), {800, 600}).error, u"文件不存在"); // a folder
+
+    d.write(u"说明.png"_s, u"这不是图片"_s);
+    EXPECT_TRUE(tav::decodePicture(d.file(u"说明.png"_s), {800, 600}).error.startsWith(u"不是图片或已损坏"));
+
+    // A JPEG cut off after its header: some of it may decode, or it is refused; never a crash.
+    const QString whole = writePicture(d, u"whole.jpg"_s, {640, 480}, "JPG");
+    d.writeBytes(u"cut.jpg"_s, tav::test::DataFolder::readAll(whole).left(200));
+    const tav::DecodedPicture cut = tav::decodePicture(d.file(u"cut.jpg"_s), {800, 600});
+    EXPECT_TRUE(cut.image.isNull() != cut.error.isEmpty());
+    d.writeBytes(u"noise.jpg"_s, QByteArray(4096, '\x5a'));
+    EXPECT_FALSE(tav::decodePicture(d.file(u"noise.jpg"_s), {800, 600}).error.isEmpty());
+}
+
+TEST(PictureDecoding, BigPicturesAreReadSmallAndHugeOnesRefused)
+{
+    tav::test::DataFolder d;
+    const QString big = writePicture(d, u"big.jpg"_s, {8000, 6000}, "JPG");
+    QElapsedTimer timer;
+    timer.start();
+    const tav::DecodedPicture small = tav::decodePicture(big, {1920, 1080});
+    const qint64 ms = timer.elapsed();
+    ASSERT_TRUE(small.error.isEmpty()) << small.error.toStdString();
+    EXPECT_EQ(small.image.size(), QSize(1440, 1080));
+    EXPECT_LT(ms, 3000);
+    // Top left quarter yellow: the picture is this picture, not a blank.
+    EXPECT_EQ(QColor(small.image.pixel(100, 100)).red() > 200, true);
+
+    // A PNG that says it is 40000 × 40000: refused from its header, nothing allocated.
+    QImage tiny(1, 1, QImage::Format_RGB32);
+    tiny.fill(Qt::red);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    ASSERT_TRUE(tiny.save(&buffer, "PNG"));
+    qToBigEndian<quint32>(40000, png.data() + 16);
+    qToBigEndian<quint32>(40000, png.data() + 20);
+    qToBigEndian<quint32>(crc32(png.mid(12, 17)), png.data() + 29);
+    d.writeBytes(u"huge.png"_s, png);
+    EXPECT_EQ(tav::decodePicture(d.file(u"huge.png"_s), {1920, 1080}).error, u"图片太大（40000×40000）");
+}
+
+TEST_F(PicturesWindow, ThePanelShowsPicturesOverTheVideoOnlyWhenNoVideoIsToBeSeen)
+{
+    settings.load();
+    tav::frmPlay play(settings, dir, nullptr);
+    auto *screen = new tav::PictureScreen(show, playback, play);
+    tav::PicturePanel *panel = screen->panel();
+    play.show();
+    show.setDisplay(true);
+    const QString good = writePicture(d, u"good.png"_s, {320, 200}, "PNG");
+    tav::SlideshowSettings s;
+    s.pictures = {good, d.file(u"gone.jpg"_s)};
+    s.switchSeconds = 5;
+    s.volume = 65535;
+    QSignalSpy shown(panel, &tav::PicturePanel::shown);
+    ASSERT_TRUE(show.play(s));
+    EXPECT_FALSE(play.isVideoVisible());
+    EXPECT_TRUE(panel->isVisible());
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_EQ(panel->currentPath(), good);
+    EXPECT_FALSE(panel->image().isNull());
+
+    // The next one is missing: logged, skipped, the good one again.
+    clock.advance(5);
+    show.switchTick();
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_TRUE(log.text().contains(u"gone.jpg（文件不存在）"));
+    EXPECT_EQ(show.currentPicture(), good);
+
+    playback.startTask(u"顺序"_s, {u"/v/film.mp4"_s}); // a video shows over the pictures
+    EXPECT_TRUE(play.isVideoVisible());
+    EXPECT_FALSE(panel->isVisible());
+    playback.startTask(u"顺序"_s, {u"/m/song.mp3"_s}); // sound alone: the pictures again
+    EXPECT_FALSE(play.isVideoVisible());
+    EXPECT_TRUE(panel->isVisible());
+    show.stop();
+    EXPECT_TRUE(play.isVideoVisible());
+    EXPECT_FALSE(panel->isVisible());
+}
+
+TEST_F(PicturesWindow, TenThousandPicturesLoadAndRun)
+{
+    QString text = u"[图片文件数量]\n数量=10000\n[图片]\n"_s;
+    for (int i = 0; i < 10000; ++i)
+        text += u"图片路径%1=/广告/%1.jpg\n"_s.arg(i);
+    text += u"[设置]\n图片切换时间=5\n个性音量=100\n"_s;
+    d.write(u"【IMAGE】.ini"_s, text);
+    QElapsedTimer timer;
+    timer.start();
+    open();
+    EXPECT_EQ(get<QListWidget>("ListPic")->count(), 10000);
+    click("cmdPlay");
+    for (int i = 0; i < 20; ++i) {
+        clock.advance(5);
+        show.switchTick();
+    }
+    EXPECT_EQ(show.currentIndex(), 20);
+    click("cmdSave");
+    EXPECT_LT(timer.elapsed(), 5000);
+    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片路径9999=/广告/9999.jpg\r\n"));
+}
+
+TEST(PictureDecoding, ThePanelReadsAtItsWindowsSizeAndAgainWhenItGrows)
+{
+    tav::test::DataFolder d;
+    const QString wide = writePicture(d, u"wide.png"_s, {3200, 1800}, "PNG");
+    QWidget window;
+    window.resize(800, 450);
+    auto *panel = new tav::PicturePanel(&window);
+    panel->hide(); // not laid out yet: the window's size counts
+    QSignalSpy shown(panel, &tav::PicturePanel::shown);
+    panel->showPicture(wide);
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_EQ(panel->image().size(), QSize(800, 450) * panel->devicePixelRatioF());
+    window.show();
+    panel->show();
+    panel->resize(1600, 900); // moved to a bigger screen
+    ASSERT_TRUE(shown.wait(5000));
+    EXPECT_EQ(panel->image().size(), QSize(1600, 900) * panel->devicePixelRatioF());
+}

@@ -1,0 +1,511 @@
+#include "core/ini.h"
+#include "fakes/fakes.h"
+#include "pictures/frmtimeshow.h"
+#include "pictures/frmtopmost.h"
+#include "pictures/logocontrols.h"
+#include "pictures/logomask.h"
+#include "pictures/overlaykeeper.h"
+#include "shell/autostart.h"
+#include "shell/mainform1.h"
+#include "shell/station.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QSet>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+namespace {
+
+const QRgb kGrey = 0xFF808080;
+const QRgb kLighter = 0xFF818181;
+const QRgb kRed = 0xFFFF0000;
+
+// A 40 × 20 logo on the see-through grey: a red square at (2, 2) of
+// 10 × 10 and a square one step lighter than the key at (20, 5) of 5 × 5.
+QImage logoImage()
+{
+    QImage image(40, 20, QImage::Format_RGB32);
+    image.fill(kGrey);
+    for (int y = 2; y < 12; ++y)
+        for (int x = 2; x < 12; ++x)
+            image.setPixel(x, y, kRed);
+    for (int y = 5; y < 10; ++y)
+        for (int x = 20; x < 25; ++x)
+            image.setPixel(x, y, kLighter);
+    return image;
+}
+
+// Regions covering the same pixels, however they are cut into rectangles.
+bool sameArea(const QRegion &a, const QRegion &b)
+{
+    return a.xored(b).isEmpty();
+}
+
+void saveLogo(const tav::test::DataFolder &d)
+{
+    ASSERT_TRUE(logoImage().save(d.file(u"LOGO.bmp"_s), "BMP"));
+}
+
+} // namespace
+
+// The overlay window on its own.
+class TopMostTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::DataDir dir{d.path()};
+    std::unique_ptr<tav::frmTopMost> overlay = std::make_unique<tav::frmTopMost>(dir);
+};
+
+TEST_F(TopMostTest, GreyOfTheLogoIsSeeThroughAndTheLighterGreyIsNot)
+{
+    saveLogo(d);
+    overlay->loadPictures();
+    overlay->placeAt({30, 40});
+    overlay->setLogoShown(true);
+    ASSERT_TRUE(overlay->hasLogo());
+    EXPECT_TRUE(overlay->isVisible());
+    EXPECT_EQ(overlay->geometry(), QRect(30, 40, 40, 20));
+    const QRegion shape = overlay->mask();
+    EXPECT_TRUE(shape.contains(QPoint(2, 2)));
+    EXPECT_TRUE(shape.contains(QPoint(11, 11)));
+    EXPECT_TRUE(shape.contains(QPoint(22, 7))); // 818181
+    EXPECT_FALSE(shape.contains(QPoint(0, 0)));
+    EXPECT_FALSE(shape.contains(QPoint(12, 12)));
+    EXPECT_FALSE(shape.contains(QPoint(39, 19)));
+    // Exactly the two squares.
+    QRegion expected(2, 2, 10, 10);
+    expected += QRegion(20, 5, 5, 5);
+    EXPECT_TRUE(sameArea(shape, expected));
+
+    overlay->setLogoShown(false);
+    EXPECT_FALSE(overlay->isVisible());
+}
+
+TEST_F(TopMostTest, OpaqueRegionOfAnImage)
+{
+    EXPECT_TRUE(tav::opaqueRegion(QImage()).isEmpty());
+    QImage grey(8, 8, QImage::Format_ARGB32_Premultiplied);
+    grey.fill(kGrey);
+    EXPECT_TRUE(tav::opaqueRegion(grey).isEmpty());
+    grey.setPixel(3, 4, 0xFF808081); // blue one step off
+    EXPECT_TRUE(sameArea(tav::opaqueRegion(grey), QRegion(3, 4, 1, 1)));
+}
+
+TEST_F(TopMostTest, MissingPicturesLeaveNothingToShow)
+{
+    overlay->loadPictures();
+    overlay->setLogoShown(true);
+    EXPECT_FALSE(overlay->hasLogo());
+    EXPECT_FALSE(overlay->hasBackground());
+    EXPECT_FALSE(overlay->isVisible());
+    EXPECT_TRUE(overlay->findChild<QLabel *>(u"imgLogo"_s)->pixmap().isNull());
+
+    // A file that is no picture counts as missing.
+    d.writeBytes(u"LOGO.bmp"_s, "not a bitmap");
+    overlay->loadPictures();
+    EXPECT_FALSE(overlay->hasLogo());
+    EXPECT_FALSE(overlay->isVisible());
+}
+
+TEST_F(TopMostTest, BackgroundPictureBehindTheLogo)
+{
+    saveLogo(d);
+    QImage background(80, 60, QImage::Format_RGB32);
+    background.fill(0xFF2040C0);
+    ASSERT_TRUE(background.save(d.file(u"PBG.JPG"_s), "JPG"));
+    overlay->loadPictures();
+    overlay->setLogoShown(true);
+    ASSERT_TRUE(overlay->hasBackground());
+    // The logo's grey shows the blue picture: nothing is see-through.
+    EXPECT_TRUE(sameArea(overlay->mask(), QRegion(0, 0, 40, 20)));
+    const QImage shown = overlay->grab().toImage();
+    EXPECT_GT(QColor(shown.pixel(0, 0)).blue(), 150);
+    EXPECT_LT(QColor(shown.pixel(0, 0)).red(), 80);
+    EXPECT_EQ(shown.pixel(5, 5), kRed);
+    EXPECT_EQ(shown.pixel(22, 7), kLighter);
+
+    // The background alone is a logo too.
+    QFile::remove(d.file(u"LOGO.bmp"_s));
+    overlay->loadPictures();
+    EXPECT_TRUE(overlay->isVisible());
+    EXPECT_EQ(overlay->size(), QSize(80, 60));
+}
+
+TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
+{
+    saveLogo(d);
+    overlay->loadPictures();
+    overlay->setLogoShown(true);
+    tav::ClockFont font;
+    font.colorRef = tav::ClockFont::colorRefOf(255, 255, 255);
+    overlay->setClockFont(font);
+    overlay->showTime(QTime(8, 5, 9));
+    overlay->setClockShown(true);
+    auto *clock = overlay->findChild<QLabel *>(u"lblTime"_s);
+    ASSERT_NE(clock, nullptr);
+    EXPECT_EQ(clock->text(), u"08:05:09");
+    EXPECT_TRUE(clock->isVisible());
+    EXPECT_EQ(clock->y(), 20);
+    EXPECT_EQ(overlay->height(), 20 + clock->height());
+
+    const QRect part = clock->geometry();
+    const QRegion before = overlay->mask().intersected(part);
+    EXPECT_FALSE(before.isEmpty()); // the digits are seen
+    overlay->showTime(QTime(11, 11, 11));
+    EXPECT_EQ(clock->text(), u"11:11:11");
+    const QRegion after = overlay->mask().intersected(part);
+    EXPECT_FALSE(after.isEmpty());
+    EXPECT_FALSE(sameArea(before, after));
+    // The logo's part is untouched.
+    EXPECT_TRUE(sameArea(overlay->mask().intersected(QRect(0, 0, 40, 20)), QRegion(2, 2, 10, 10) + QRegion(20, 5, 5, 5)));
+
+    // Only the see-through grey, the digits and their outline: no smoothed
+    // fringe of in-between greys around them.
+    const QImage digits = overlay->grab(part).toImage().convertToFormat(QImage::Format_RGB32);
+    QSet<QRgb> colours;
+    for (int y = 0; y < digits.height(); ++y)
+        for (int x = 0; x < digits.width(); ++x)
+            colours.insert(digits.pixel(x, y));
+    EXPECT_EQ(colours, (QSet<QRgb>{kGrey, 0xFFFFFFFF, 0xFF000000}));
+
+    // Without the logo the clock takes its place.
+    overlay->setLogoShown(false);
+    EXPECT_TRUE(overlay->isVisible());
+    EXPECT_EQ(clock->pos(), QPoint(0, 0));
+    overlay->setClockShown(false);
+    EXPECT_FALSE(overlay->isVisible());
+}
+
+TEST_F(TopMostTest, ClockFontThatDoesNotExistFallsBack)
+{
+    tav::ClockFont font;
+    font.name = u"没有这种字体 Nowhere Sans"_s;
+    font.size = 30;
+    font.italic = true;
+    overlay->setClockFont(font);
+    const QLabel *clock = overlay->findChild<QLabel *>(u"lblTime"_s);
+    EXPECT_EQ(clock->font().family(), QApplication::font().family());
+    EXPECT_EQ(clock->font().pointSize(), 30);
+    EXPECT_TRUE(clock->font().italic());
+    // A clock in the key colour itself would vanish: it is drawn a step lighter.
+    font.colorRef = tav::ClockFont::colorRefOf(128, 128, 128);
+    overlay->setClockFont(font);
+    EXPECT_EQ(clock->palette().color(QPalette::WindowText).rgb(), kLighter);
+}
+
+TEST_F(TopMostTest, ScreenSaverCoversTheAreaAndClicksEndIt)
+{
+    saveLogo(d);
+    overlay->loadPictures();
+    overlay->placeAt({100, 50});
+    overlay->setLogoShown(true);
+    overlay->setScreenSaver(true, QRect(0, 0, 640, 480));
+    EXPECT_TRUE(overlay->isVisible());
+    EXPECT_EQ(overlay->geometry(), QRect(0, 0, 640, 480));
+    EXPECT_TRUE(sameArea(overlay->mask(), QRegion(0, 0, 640, 480))); // all of it
+    EXPECT_FALSE(overlay->testAttribute(Qt::WA_TransparentForMouseEvents)
+                 || overlay->windowFlags().testFlag(Qt::WindowTransparentForInput));
+    EXPECT_EQ(overlay->findChild<QLabel *>(u"imgLogo"_s)->pos(), QPoint(100, 50));
+    const QImage shown = overlay->grab().toImage();
+    EXPECT_EQ(shown.pixel(0, 0), 0xFF000000u); // black without PBG.JPG
+    EXPECT_EQ(shown.pixel(105, 55), kRed);
+    EXPECT_EQ(shown.pixel(100, 50), 0xFF000000u); // the logo's grey lies on the background
+
+    bool dismissed = false;
+    QObject::connect(overlay.get(), &tav::frmTopMost::dismissed, [&] { dismissed = true; });
+    QTest::mouseClick(overlay.get(), Qt::LeftButton, {}, QPoint(300, 300));
+    EXPECT_TRUE(dismissed);
+
+    overlay->setScreenSaver(false);
+    EXPECT_EQ(overlay->geometry(), QRect(100, 50, 40, 20));
+    EXPECT_TRUE(overlay->windowFlags().testFlag(Qt::WindowTransparentForInput));
+    EXPECT_FALSE(overlay->mask().isEmpty());
+}
+
+TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
+{
+    QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint);
+    QWidget other(nullptr, Qt::Tool);
+    QWidget player;
+    QWidget unwatched;
+    tav::OverlayKeeper keeper;
+    const auto settle = [] {
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::processEvents();
+    };
+    keeper.addOverlay(&overlay);
+    keeper.addOverlay(&overlay); // once only
+    keeper.watch(&player);
+    keeper.watch(nullptr);
+    overlay.show();
+    player.show();
+    player.raise();
+    player.showFullScreen();
+    // One raise per change of the player, not one per event.
+    EXPECT_EQ(keeper.raises(), 0); // not before the window system has had its turn
+    settle();
+    const int first = keeper.raises();
+    EXPECT_GE(first, 1);
+    EXPECT_LE(first, 2);
+
+    unwatched.show();
+    unwatched.hide();
+    settle();
+    EXPECT_LE(keeper.raises(), first + 1); // at most the player's activation again
+    const int before = keeper.raises();
+
+    // Hidden overlays are left alone.
+    overlay.hide();
+    player.hide();
+    player.show();
+    settle();
+    EXPECT_EQ(keeper.raises(), before);
+
+    keeper.addOverlay(&other);
+    overlay.show();
+    other.show();
+    player.hide();
+    player.show();
+    settle();
+    EXPECT_GE(keeper.raises(), before + 2);
+}
+
+// The console with its overlay on a temporary data folder.
+class LogoConsoleTest : public ::testing::Test
+{
+protected:
+    tav::test::DataFolder d;
+    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
+    tav::test::FakePlayer player;
+    tav::test::ScriptedPrompt prompt;
+    tav::test::FakeShutdown shutdown;
+    tav::test::DataFolder autostartDir;
+    tav::AutoStart autoStart{autostartDir.path()};
+    std::unique_ptr<tav::Station> station;
+    std::unique_ptr<tav::MainForm1> window;
+
+    void start()
+    {
+        window.reset();
+        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        window = std::make_unique<tav::MainForm1>(*station, autoStart);
+        window->startUp();
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const
+    {
+        W *w = window->findChild<W *>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    tav::frmTopMost *overlay() const { return window->findChild<tav::LogoControls *>()->overlay(); }
+    QString control(const QString &section, const QString &key) const
+    {
+        return tav::IniFile(tav::DataDir(d.path()).control()).value(section, key);
+    }
+    void tickAt(const char *when)
+    {
+        clock.set(at(when));
+        emit station->ticker().second();
+    }
+    void placeLogo(const QString &top, const QString &left)
+    {
+        get<QLineEdit>("txtLogoTop")->setText(top);
+        get<QLineEdit>("txtLogoLeft")->setText(left);
+        get<QPushButton>("cmdSaveLogoMove")->click();
+    }
+};
+
+TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
+{
+    d.write(u"【CONTROL】.ini"_s, u"[LOGO顶边]\nLOGOTop=300\n[LOGO左边]\nLOGOLeft=600\n"_s);
+    start();
+    EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), u"300");
+    EXPECT_EQ(get<QLineEdit>("txtLogoLeft")->text(), u"600");
+    EXPECT_EQ(overlay()->place(), QPoint(40, 20));
+
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    const QList<std::pair<QString, QString>> refused{
+        {u"12a"_s, u"0"_s},
+        {u"0"_s, u"12a"_s},
+        {u""_s, u"0"_s},
+        {u"-15"_s, u"0"_s},
+        {QString::number(screen.height() * 15), u"0"_s},
+        {u"0"_s, QString::number(screen.width() * 15)},
+    };
+    for (const auto &[top, left] : refused) {
+        prompt.shown.clear();
+        placeLogo(top, left);
+        EXPECT_EQ(prompt.shown, QStringList{u"提示|超出范围或不是数字，请重新输入"_s}) << top.toStdString();
+        EXPECT_EQ(control(u"LOGO顶边"_s, u"LOGOTop"_s), u"300");
+        EXPECT_EQ(control(u"LOGO左边"_s, u"LOGOLeft"_s), u"600");
+        EXPECT_EQ(overlay()->place(), QPoint(40, 20));
+        EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), top); // the input stays for correction
+    }
+
+    prompt.shown.clear();
+    placeLogo(u"1500"_s, u"3000"_s);
+    EXPECT_TRUE(prompt.shown.isEmpty());
+    EXPECT_EQ(control(u"LOGO顶边"_s, u"LOGOTop"_s), u"1500");
+    EXPECT_EQ(control(u"LOGO左边"_s, u"LOGOLeft"_s), u"3000");
+    EXPECT_EQ(overlay()->place(), QPoint(200, 100));
+
+    start(); // read back at the next start
+    EXPECT_EQ(overlay()->place(), QPoint(200, 100));
+    EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), u"1500");
+}
+
+TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
+{
+    saveLogo(d);
+    start();
+    EXPECT_FALSE(overlay()->isVisible()); // a fresh station shows neither
+    get<QCheckBox>("chkLogo")->click();
+    EXPECT_EQ(control(u"复选控制"_s, u"台标LOGO"_s), u"1");
+    EXPECT_TRUE(overlay()->isVisible());
+    EXPECT_TRUE(overlay()->isLogoShown());
+
+    get<QCheckBox>("chkTimeShow")->click();
+    EXPECT_EQ(control(u"复选控制"_s, u"时间显示"_s), u"1");
+    auto *timeLabel = overlay()->findChild<QLabel *>(u"lblTime"_s);
+    EXPECT_TRUE(timeLabel->isVisible());
+    EXPECT_EQ(timeLabel->text(), u"10:00:00");
+    tickAt("2026-11-23 10:00:01");
+    EXPECT_EQ(timeLabel->text(), u"10:00:01");
+    tickAt("2026-11-23 23:59:59");
+    EXPECT_EQ(timeLabel->text(), u"23:59:59");
+
+    get<QCheckBox>("chkLogo")->click();
+    EXPECT_TRUE(overlay()->isVisible()); // the clock stays
+    EXPECT_FALSE(overlay()->findChild<QLabel *>(u"imgLogo"_s)->isVisible());
+    get<QCheckBox>("chkTimeShow")->click();
+    EXPECT_FALSE(overlay()->isVisible());
+
+    // Both come back at the next start as they were left.
+    get<QCheckBox>("chkTimeShow")->click();
+    start();
+    EXPECT_TRUE(overlay()->isVisible());
+    EXPECT_TRUE(overlay()->isClockShown());
+    EXPECT_FALSE(overlay()->isLogoShown());
+    EXPECT_TRUE(prompt.shown.isEmpty());
+}
+
+TEST_F(LogoConsoleTest, ClockFontChosenInItsWindowIsKeptAndApplied)
+{
+    start();
+    window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
+    auto *dialog = window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->isVisible());
+    QFont chosen(QApplication::font().family());
+    chosen.setPointSize(40);
+    chosen.setBold(false);
+    chosen.setUnderline(true);
+    dialog->setFontChooser([&](const QFont &) { return std::optional<QFont>(chosen); });
+    dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(QColor(0x10, 0x80, 0xF0)); });
+    dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
+    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
+
+    EXPECT_EQ(control(u"时间字体"_s, u"Name"_s), QApplication::font().family());
+    EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
+    EXPECT_EQ(control(u"时间字体"_s, u"Bold"_s), u"False");
+    EXPECT_EQ(control(u"时间字体"_s, u"Underline"_s), u"True");
+    EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
+    const auto *sample = dialog->findChild<QLabel *>(u"lblSample"_s);
+    EXPECT_EQ(sample->font().pointSize(), 40);
+    EXPECT_EQ(sample->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
+    const auto *timeLabel = overlay()->findChild<QLabel *>(u"lblTime"_s);
+    EXPECT_EQ(timeLabel->font().pointSize(), 40);
+    EXPECT_TRUE(timeLabel->font().underline());
+    EXPECT_EQ(timeLabel->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
+
+    // Cancelled dialogs change nothing.
+    dialog->setFontChooser([](const QFont &) { return std::nullopt; });
+    dialog->setColourChooser([](const QColor &) { return std::nullopt; });
+    dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
+    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
+    EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
+    EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
+
+    start();
+    const auto *again = overlay()->findChild<QLabel *>(u"lblTime"_s);
+    EXPECT_EQ(again->font().pointSize(), 40);
+    EXPECT_EQ(again->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
+}
+
+TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
+{
+    start();
+    get<QCheckBox>("chkPingBao")->click();
+    EXPECT_EQ(control(u"复选控制"_s, u"屏保"_s), u"1");
+    for (int s = 1; s < tav::LogoControls::kSaverDelaySeconds; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    EXPECT_FALSE(overlay()->isScreenSaver());
+    tickAt("2026-11-23 10:00:05");
+    EXPECT_TRUE(overlay()->isScreenSaver());
+    EXPECT_EQ(overlay()->geometry(), QGuiApplication::primaryScreen()->geometry());
+
+    player.open(u"/tmp/a.mp3"_s);
+    player.play();
+    EXPECT_FALSE(overlay()->isScreenSaver()); // at once, not at the next second
+    for (int s = 10; s < 20; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    EXPECT_FALSE(overlay()->isScreenSaver());
+    player.finish();
+    for (int s = 20; s < 25; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    EXPECT_TRUE(overlay()->isScreenSaver());
+
+    // A click ends it until the next quiet spell after playing.
+    QTest::mouseClick(overlay(), Qt::LeftButton, {}, QPoint(10, 10));
+    EXPECT_FALSE(overlay()->isScreenSaver());
+    for (int s = 30; s < 50; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    EXPECT_FALSE(overlay()->isScreenSaver());
+
+    get<QCheckBox>("chkPingBao")->click();
+    player.play();
+    player.finish();
+    for (int s = 50; s < 60; ++s)
+        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    EXPECT_FALSE(overlay()->isScreenSaver()); // switched off
+}
+
+TEST_F(LogoConsoleTest, UnwritableSettingsAreReported)
+{
+    start();
+    const QString control = tav::DataDir(d.path()).control();
+    QFile::remove(control);
+    ASSERT_TRUE(QDir().mkdir(control)); // nothing can replace a folder
+    const QString failure = u"提示|写文件时出错："_s + control;
+
+    placeLogo(u"150"_s, u"150"_s);
+    EXPECT_EQ(prompt.shown, QStringList{failure});
+    EXPECT_EQ(overlay()->place(), QPoint(10, 10)); // in force all the same
+
+    prompt.shown.clear();
+    window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
+    auto *dialog = window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
+    dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(Qt::green); });
+    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
+    EXPECT_EQ(prompt.shown, QStringList{failure});
+    EXPECT_EQ(overlay()->findChild<QLabel *>(u"lblTime"_s)->palette().color(QPalette::WindowText),
+              QColor(Qt::green));
+}
