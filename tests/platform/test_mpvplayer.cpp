@@ -9,6 +9,7 @@
 #include "platform/mpvplayer.h"
 #include "playback/playbackcontroller.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTcpServer>
@@ -20,6 +21,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -238,9 +240,15 @@ TEST_F(MpvPlayerTest, TheWatchdogHearsAStreamThatNeverSendsAndOneThatStalls)
     pc.setStallTimeout(3000);
 
     StallingServer silent{QByteArray()};
+    QElapsedTimer heard;
+    heard.start();
     pc.startTask(u"顺序"_s, {silent.url()});
     ASSERT_TRUE(QTest::qWaitFor([&] { return log.text().contains(u"文件错误:"_s + silent.url()); }, 10000))
         << log.text().toStdString();
+    // The stall's time and at most one look of the watchdog more.
+    EXPECT_GE(heard.elapsed(), 3000);
+    EXPECT_LT(heard.elapsed(), 4500);
+    std::printf("a silent stream was a file error after %lld ms\n", heard.elapsed());
     EXPECT_TRUE(log.text().contains(u"3秒仍未开始播放"));
     EXPECT_EQ(p->state(), State::Stopped);
 
