@@ -1,5 +1,7 @@
 #include "scheduler/taskstore.h"
 
+#include "core/atomicfile.h"
+#include "core/datafaults.h"
 #include "core/ini.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
@@ -113,6 +115,8 @@ void TaskStore::load(QDate today, bool rewriteFile)
         r.days = profileString(*doc, section, kKeys[4], kReadBuffer);
         r.mode = profileString(*doc, section, kKeys[5], kReadBuffer);
         r.remind = profileString(*doc, section, kKeys[6], kReadBuffer);
+        if (!DataDir::isSafeName(r.name))
+            DataFaults::instance().refusedName(r.name.trimmed(), u"列表文件"_s);
         m_rows.append(r);
     }
 
@@ -205,7 +209,7 @@ TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDa
     file.removeSection(kSectionPrefix + QString::number(task.section));
     const QString listFile = m_dir.taskListFile(task.name);
     if (!IniFile(listFile).value(u"多媒体文件数量"_s, u"数量"_s).isEmpty())
-        QFile::remove(listFile);
+        removeDataFile(listFile);
     load(today);
     return DeleteResult::Deleted;
 }
