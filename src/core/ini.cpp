@@ -30,6 +30,12 @@ QString decodeGbkPiece(const QByteArray &bytes)
     return decoder.decode(bytes);
 }
 
+QByteArray encodeGbkPiece(QStringView text)
+{
+    QStringEncoder encoder("GBK");
+    return encoder.encode(text);
+}
+
 // The slow way, for text the decoder could not take whole: character by
 // character, each byte that makes no character kept as its escape.
 QString fromGbkEscaping(const QByteArray &bytes)
@@ -44,16 +50,20 @@ QString fromGbkEscaping(const QByteArray &bytes)
             ++i;
             continue;
         }
-        if (i + 1 < bytes.size()) {
-            const QString pair = decodeGbkPiece(bytes.mid(i, 2));
-            if (pair.size() == 1 && pair.at(0) != QChar::ReplacementCharacter) {
-                out += pair;
-                i += 2;
-                continue;
-            }
+        // A piece counts only as one character that gives its bytes back.
+        const auto character = [&bytes, i](qsizetype length) {
+            const QByteArray piece = bytes.mid(i, length);
+            const QString decoded = decodeGbkPiece(piece);
+            const bool whole = piece.size() == length && decoded.size() == 1
+                               && decoded.at(0) != QChar::ReplacementCharacter && encodeGbkPiece(decoded) == piece;
+            return whole ? decoded : QString();
+        };
+        if (const QString pair = character(2); !pair.isEmpty()) {
+            out += pair;
+            i += 2;
+            continue;
         }
-        const QString single = decodeGbkPiece(bytes.mid(i, 1));
-        if (single.size() == 1 && single.at(0) != QChar::ReplacementCharacter)
+        if (const QString single = character(1); !single.isEmpty())
             out += single;
         else
             out += QChar(char16_t(kEscapeBase + b));
@@ -62,17 +72,16 @@ QString fromGbkEscaping(const QByteArray &bytes)
     return out;
 }
 
-QByteArray encodeGbkPiece(QStringView text)
-{
-    QStringEncoder encoder("GBK");
-    return encoder.encode(text);
-}
-
 } // namespace
 
 QString fromGbk(const QByteArray &bytes)
 {
-    QString text = decodeGbkPiece(bytes);
+    // The decoder drops a lead byte left alone at the end: a line feed after
+    // it makes that an error the slow way keeps.
+    const bool highEnd = !bytes.isEmpty() && uchar(bytes.back()) >= 0x80;
+    QString text = decodeGbkPiece(highEnd ? bytes + '\n' : bytes);
+    if (highEnd && text.endsWith(u'\n'))
+        text.chop(1);
     if (!text.contains(QChar::ReplacementCharacter))
         return text;
     return fromGbkEscaping(bytes);

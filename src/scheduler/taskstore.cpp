@@ -94,7 +94,7 @@ TaskStore::Due TaskStore::dueOn(const TaskRecord &r, QDate date, const Settings 
 
 void TaskStore::load(QDate today, bool rewriteFile)
 {
-    const auto doc = IniFile(m_dir.song()).read();
+    const auto doc = IniFile(m_dir.song()).read(&m_readable);
     // Sections are read by number up to one past the count the profile
     // block reports; a task numbered beyond that is not seen.
     const int n = int(profileSectionNames(*doc).size());
@@ -140,7 +140,8 @@ void TaskStore::load(QDate today, bool rewriteFile)
     }
     m_listDate = today;
 
-    if ((rewriteFile || gap) && !m_readOnly)
+    // A task file that exists but cannot be read is never replaced.
+    if ((rewriteFile || gap) && !m_readOnly && m_readable)
         rewrite();
 }
 
@@ -161,7 +162,10 @@ TaskRecord TaskStore::defaultRecord()
 bool TaskStore::writeDefaultRecord()
 {
     const IniFile file(m_dir.song());
-    IniDocument doc = *file.read();
+    bool readable = true;
+    IniDocument doc = *file.read(&readable);
+    if (!readable)
+        return false;
     writeRecord(doc, 1, defaultRecord());
     if (!file.write(doc))
         return false;
@@ -186,6 +190,8 @@ bool TaskStore::moveTask(qsizetype row, int by, QDate today)
 
 bool TaskStore::rewrite()
 {
+    if (!m_readable)
+        return false;
     IniDocument doc;
     for (qsizetype row = 0; row < m_rows.size(); ++row) {
         m_rows[row].section = int(row + 1);
