@@ -114,9 +114,20 @@ qsizetype gbkLength(const QString &text)
 
 // --- IniDocument ---------------------------------------------------------
 
+namespace {
+
+// UTF-8 with any U+FEFF kept as text: the file's own mark is handled apart.
+QString fromUtf8Keeping(QByteArrayView bytes)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return utf8.decode(bytes);
+}
+
+} // namespace
+
 QString IniDocument::decode(const QByteArray &raw) const
 {
-    return m_encoding == Encoding::Gbk ? fromGbk(raw) : QString::fromUtf8(raw);
+    return m_encoding == Encoding::Gbk ? fromGbk(raw) : fromUtf8Keeping(raw);
 }
 
 QByteArray IniDocument::encode(const QString &text) const
@@ -173,7 +184,7 @@ IniDocument IniDocument::fromBytes(const QByteArray &input)
         bytes = bytes.sliced(3);
     } else if (bytes.startsWith("\xFF\xFE")) {
         doc.m_encoding = Encoding::Utf16;
-        QStringDecoder utf16(QStringDecoder::Utf16LE);
+        QStringDecoder utf16(QStringDecoder::Utf16LE, QStringDecoder::Flag::ConvertInitialBom); // its mark is gone already
         utf16AsUtf8 = QString(utf16.decode(bytes.sliced(2))).toUtf8();
         bytes = utf16AsUtf8;
     }
@@ -205,7 +216,7 @@ QByteArray IniDocument::toBytes() const
         out += "\r\n";
     }
     if (m_encoding == Encoding::Utf16) {
-        const QString text = QString::fromUtf8(out);
+        const QString text = fromUtf8Keeping(out);
         QStringEncoder utf16(QStringEncoder::Utf16LE);
         out = QByteArray("\xFF\xFE") + QByteArray(utf16.encode(text));
     }

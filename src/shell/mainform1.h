@@ -122,6 +122,7 @@ private:
     netTime *m_netTime = nullptr;
     TTSAppMain *m_broadcastWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
+    QLabel *m_dataFaults = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
     QLabel *m_playingName = nullptr;

@@ -1,3 +1,4 @@
+#include "core/datafaults.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
@@ -26,6 +27,7 @@
 #include <QFile>
 #include <QCoreApplication>
 #include <QDateEdit>
+#include <QDir>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -785,4 +787,26 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     EXPECT_TRUE(station->broadcaster()->isBusy());
     EXPECT_TRUE(station->log().text().contains(u"播音：早安"_s));
     station->broadcaster()->stop();
+}
+
+// A task file that cannot be read: the status bar says so in red and the
+// message log tells why, until the file reads again.
+TEST_F(MainWindowTest, StatusBarShowsADataFileThatCannotBeRead)
+{
+    tav::DataFaults::instance().reset();
+    QDir(d.path()).mkdir(u"【SONG】.ini"_s); // root reads any file: a folder stands in its place
+    start();
+    QCoreApplication::processEvents();
+    auto *label = get<QLabel>("lblDataFaults");
+    ASSERT_NE(label, nullptr);
+    EXPECT_FALSE(label->isHidden());
+    EXPECT_TRUE(label->text().startsWith(u"数据文件故障：无法读取“"_s)) << label->text().toStdString();
+    EXPECT_TRUE(label->text().contains(u"【SONG】.ini"));
+    EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().contains(u"无法读取数据文件“"_s));
+    QDir(d.path()).rmdir(u"【SONG】.ini"_s);
+    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\nTime=9:00:00\nDuration=9:30:00\nDevice=每天\nRemind=开\n"_s);
+    station->tasks().load(clock.now().date());
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(label->isHidden());
+    tav::DataFaults::instance().reset();
 }
