@@ -40,10 +40,6 @@ bool writeAll(int fd, const char *data, qsizetype size)
     return true;
 }
 
-} // namespace
-
-namespace {
-
 bool failWrite(const QString &path, const QByteArray &bytes, QString *error)
 {
     const QString why = errnoText();
@@ -53,7 +49,15 @@ bool failWrite(const QString &path, const QByteArray &bytes, QString *error)
     return false;
 }
 
-bool writeNow(const QString &path, const QByteArray &bytes, QString *error)
+bool failRead(const QString &path, const QString &why)
+{
+    DataFaults::instance().unreadable(path, why);
+    return false;
+}
+
+} // namespace
+
+bool writeFileAtomically(const QString &path, const QByteArray &bytes, QString *error)
 {
     if (path.isEmpty()) {
         errno = ENOENT;
@@ -97,19 +101,6 @@ bool writeNow(const QString &path, const QByteArray &bytes, QString *error)
     }
     DataFaults::instance().written(path);
     return true;
-}
-
-bool failRead(const QString &path, const QString &why)
-{
-    DataFaults::instance().unreadable(path, why);
-    return false;
-}
-
-} // namespace
-
-bool writeFileAtomically(const QString &path, const QByteArray &bytes, QString *error)
-{
-    return writeNow(path, bytes, error);
 }
 
 bool readWholeFile(const QString &path, QByteArray *out)

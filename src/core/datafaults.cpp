@@ -109,9 +109,10 @@ bool DataFaults::pending(const QString &path, QByteArray *bytes) const
 void DataFaults::forget(const QString &path)
 {
     QMutexLocker lock(&m_mutex);
-    const bool had = m_pending.remove(path) | m_unreadable.remove(path);
+    const bool hadPending = m_pending.remove(path);
+    const bool hadUnreadable = m_unreadable.remove(path);
     lock.unlock();
-    if (had)
+    if (hadPending || hadUnreadable)
         emit changed();
 }
 
