@@ -223,6 +223,13 @@ QByteArray IniDocument::toBytes() const
     return out;
 }
 
+IniDocument IniDocument::emptyCopy() const
+{
+    IniDocument doc;
+    doc.m_encoding = m_encoding;
+    return doc;
+}
+
 void IniDocument::indexSections() const
 {
     m_sections.clear();

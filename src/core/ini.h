@@ -31,6 +31,8 @@ class IniDocument
 public:
     static IniDocument fromBytes(const QByteArray &bytes);
     QByteArray toBytes() const;
+    // An empty document that will be written in this one's encoding.
+    IniDocument emptyCopy() const;
 
     std::optional<QString> find(const QString &section, const QString &key) const;
     QString value(const QString &section, const QString &key) const

@@ -192,12 +192,14 @@ bool TaskStore::rewrite()
 {
     if (!m_readable)
         return false;
-    IniDocument doc;
+    // Made anew, in the encoding the file has.
+    const IniFile file(m_dir.song());
+    IniDocument doc = file.read()->emptyCopy();
     for (qsizetype row = 0; row < m_rows.size(); ++row) {
         m_rows[row].section = int(row + 1);
         writeRecord(doc, int(row + 1), m_rows[row]);
     }
-    return IniFile(m_dir.song()).write(doc);
+    return file.write(doc);
 }
 
 TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDate today)
