@@ -41,13 +41,6 @@ void writeTask(IniDocument &doc, int section, const BroadcastTask &task)
         doc.setValue(name, BroadcastStore::kKeys[k], values[k]);
 }
 
-// A name that makes a file name inside the data folder.
-bool isSafeName(const QString &name)
-{
-    const QString n = name.trimmed();
-    return !n.isEmpty() && !n.contains(u'/') && !n.contains(u'\\') && !n.startsWith(u'.');
-}
-
 bool fail(QString *error, const QString &why)
 {
     if (error)
@@ -132,7 +125,7 @@ const BroadcastTask *BroadcastStore::find(const QString &name) const
 QString BroadcastStore::content(const QString &name, QString *note) const
 {
     QByteArray bytes;
-    if (!isSafeName(name)) {
+    if (!DataDir::isSafeName(name)) {
         if (note)
             *note = u"任务名称“%1”含有路径字符，不读取其内容文件"_s.arg(name.trimmed());
         return {};
@@ -176,7 +169,7 @@ bool BroadcastStore::checkName(const QString &name, const QString &own, QString 
 {
     if (name.trimmed().isEmpty())
         return fail(error, u"任务名称不能为空"_s);
-    if (!isSafeName(name))
+    if (!DataDir::isSafeName(name))
         return fail(error, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s);
     if (TaskNames::isTaken(m_dir, name, {}, own))
         return fail(error, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s);
@@ -223,8 +216,8 @@ bool BroadcastStore::modify(int section, const QString &oldName, BroadcastTask t
     task.index = QString::number(section);
     if (!writeText(task.name, text, error))
         return false;
-    if (isSafeName(oldName) && m_dir.taskListFile(oldName) != m_dir.taskListFile(task.name))
-        QFile::remove(m_dir.taskListFile(oldName));
+    if (const QString old = m_dir.taskListFile(oldName); old != m_dir.taskListFile(task.name))
+        removeDataFile(old);
     writeTask(doc, section, task);
     QString why;
     if (!file.write(doc, &why))

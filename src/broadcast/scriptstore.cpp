@@ -25,19 +25,13 @@ bool fail(QString *error, const QString &why)
     return false;
 }
 
-bool isSafeTitle(const QString &title)
-{
-    const QString t = title.trimmed();
-    return !t.isEmpty() && !t.contains(u'/') && !t.contains(u'\\') && !t.startsWith(u'.');
-}
-
 } // namespace
 
 ScriptStore::ScriptStore(const DataDir &dir) : m_dir(dir) {}
 
 QString ScriptStore::fileOf(const QString &title) const
 {
-    return m_dir.file(title.trimmed() + u".txt"_s);
+    return m_dir.nameFile(title, u".txt"_s);
 }
 
 bool ScriptStore::load(QString *error)
@@ -93,7 +87,7 @@ QString ScriptStore::readTextFile(const QString &path, QString *note)
 
 QString ScriptStore::text(const QString &title, QString *note) const
 {
-    if (!isSafeTitle(title))
+    if (!DataDir::isSafeName(title))
         return {};
     return readTextFile(fileOf(title), note);
 }
@@ -108,7 +102,7 @@ bool ScriptStore::add(const QString &title, const QString &text, QString *error)
 {
     if (title.trimmed().isEmpty() || text.isEmpty())
         return fail(error, u"不允许标题内容为空"_s);
-    if (!isSafeTitle(title))
+    if (!DataDir::isSafeName(title))
         return fail(error, u"标题不能包含“/”“\\”，也不能以“.”开头"_s);
     if (isTaken(title))
         return fail(error, u"该名称已存在，请重新输入"_s);
@@ -127,15 +121,15 @@ bool ScriptStore::edit(int section, const QString &oldTitle, const QString &titl
 {
     if (title.trimmed().isEmpty() || text.isEmpty())
         return fail(error, u"不允许标题内容为空"_s);
-    if (!isSafeTitle(title))
+    if (!DataDir::isSafeName(title))
         return fail(error, u"标题不能包含“/”“\\”，也不能以“.”开头"_s);
     if (title.trimmed() != oldTitle.trimmed() && isTaken(title))
         return fail(error, u"该名称已存在，请重新输入"_s);
     QString why;
     if (!writeFileAtomically(fileOf(title), toGbk(text + u"\r\n"_s), &why))
         return fail(error, u"写入文稿失败：%1"_s.arg(why));
-    if (title.trimmed() != oldTitle.trimmed() && isSafeTitle(oldTitle))
-        QFile::remove(fileOf(oldTitle));
+    if (title.trimmed() != oldTitle.trimmed() && DataDir::isSafeName(oldTitle))
+        removeDataFile(fileOf(oldTitle));
     QList<Script> list = m_scripts;
     for (Script &s : list)
         if (s.section == section)
@@ -157,8 +151,8 @@ bool ScriptStore::remove(int section, QString *error)
     }
     if (!save(list, error))
         return false;
-    if (!gone.isEmpty() && isSafeTitle(gone))
-        QFile::remove(fileOf(gone));
+    if (!gone.isEmpty() && DataDir::isSafeName(gone))
+        removeDataFile(fileOf(gone));
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "core/datadir.h"
 
+#include "core/datafaults.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -38,9 +40,25 @@ QString DataDir::resolve(const QString &explicitDir, const QString &exeDir, cons
     return dir;
 }
 
-QString DataDir::taskListFile(const QString &taskName) const
+bool DataDir::isSafeName(const QString &name)
 {
-    return file(taskName.trimmed() + u".ini"_s);
+    const QString n = name.trimmed();
+    if (n.isEmpty() || n.startsWith(u'.'))
+        return false;
+    for (const QChar c : n)
+        if (c == u'/' || c == u'\\'|| c.isNull())
+            return false;
+    return true;
+}
+
+QString DataDir::nameFile(const QString &name, const QString &suffix) const
+{
+    if (!isSafeName(name)) {
+        if (!name.trimmed().isEmpty())
+            DataFaults::instance().refusedName(name.trimmed(), u"文件"_s);
+        return QString();
+    }
+    return file(name.trimmed() + suffix);
 }
 
 QString DataDir::song() const { return file(u"【SONG】.ini"_s); }

@@ -23,8 +23,18 @@ public:
 
     const QString &root() const { return m_root; }
     QString file(const QString &name) const { return m_root + u'/' + name; }
+
+    // Whether a name read from a file or typed by the operator makes a file
+    // name inside the folder: not empty, no separator of either system, no
+    // NUL, and not starting with a dot (so neither ".." nor a hidden file).
+    static bool isSafeName(const QString &name);
+    // The one way a path is made from a name: the folder + the trimmed name +
+    // `suffix`, or an empty text for a name that is not safe (which every
+    // reader, writer and remover treats as no file). A refused name that is
+    // not empty is told to DataFaults.
+    QString nameFile(const QString &name, const QString &suffix) const;
     // The list file of a task (or the text file of a voice broadcast).
-    QString taskListFile(const QString &taskName) const;
+    QString taskListFile(const QString &taskName) const { return nameFile(taskName, QStringLiteral(".ini")); }
 
     QString song() const;
     QString control() const;

@@ -16,19 +16,100 @@ using namespace Qt::StringLiterals;
 
 namespace tav {
 
+namespace {
+
+constexpr char16_t kEscapeBase = 0xDC00; // U+DC80 … U+DCFF stand for bytes 0x80 … 0xFF
+
+bool isEscape(const QString &text, qsizetype i)
+{
+    const char16_t c = text.at(i).unicode();
+    return c >= 0xDC80 && c <= 0xDCFF && (i == 0 || !text.at(i - 1).isHighSurrogate());
+}
+
+QString decodeGbkPiece(const QByteArray &bytes)
+{
+    QStringDecoder decoder("GBK", QStringDecoder::Flag::Stateless);
+    return decoder.decode(bytes);
+}
+
+QByteArray encodeGbkPiece(QStringView text)
+{
+    QStringEncoder encoder("GBK");
+    return encoder.encode(text);
+}
+
+// The slow way, for text the decoder could not take whole: character by
+// character, each byte that makes no character kept as its escape.
+QString fromGbkEscaping(const QByteArray &bytes)
+{
+    QString out;
+    out.reserve(bytes.size());
+    qsizetype i = 0;
+    while (i < bytes.size()) {
+        const uchar b = uchar(bytes.at(i));
+        if (b < 0x80) {
+            out += QChar(char16_t(b));
+            ++i;
+            continue;
+        }
+        // A piece counts only as one character that gives its bytes back.
+        const auto character = [&bytes, i](qsizetype length) {
+            const QByteArray piece = bytes.mid(i, length);
+            const QString decoded = decodeGbkPiece(piece);
+            const bool whole = piece.size() == length && decoded.size() == 1
+                               && decoded.at(0) != QChar::ReplacementCharacter && encodeGbkPiece(decoded) == piece;
+            return whole ? decoded : QString();
+        };
+        if (const QString pair = character(2); !pair.isEmpty()) {
+            out += pair;
+            i += 2;
+            continue;
+        }
+        if (const QString single = character(1); !single.isEmpty())
+            out += single;
+        else
+            out += QChar(char16_t(kEscapeBase + b));
+        ++i;
+    }
+    return out;
+}
+
+} // namespace
+
 QString fromGbk(const QByteArray &bytes)
 {
     // ASCII is the same in GBK; a decoder is costly to make for every line.
     if (std::all_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) < 0x80; }))
         return QString::fromLatin1(bytes);
-    QStringDecoder decoder("GBK");
-    return decoder.decode(bytes);
+    // The decoder drops a lead byte left alone at the end: a line feed after
+    // it makes that an error the slow way keeps.
+    const bool highEnd = !bytes.isEmpty() && uchar(bytes.back()) >= 0x80;
+    QString text = decodeGbkPiece(highEnd ? bytes + '\n' : bytes);
+    if (highEnd && text.endsWith(u'\n'))
+        text.chop(1);
+    if (!text.contains(QChar::ReplacementCharacter))
+        return text;
+    return fromGbkEscaping(bytes);
 }
 
 QByteArray toGbk(const QString &text)
 {
-    QStringEncoder encoder("GBK");
-    return encoder.encode(text);
+    qsizetype i = 0;
+    while (i < text.size() && !isEscape(text, i))
+        ++i;
+    if (i == text.size())
+        return encodeGbkPiece(text);
+    QByteArray out;
+    qsizetype from = 0;
+    for (; i < text.size(); ++i) {
+        if (!isEscape(text, i))
+            continue;
+        out += encodeGbkPiece(QStringView(text).mid(from, i - from));
+        out += char(text.at(i).unicode() - kEscapeBase);
+        from = i + 1;
+    }
+    out += encodeGbkPiece(QStringView(text).mid(from));
+    return out;
 }
 
 qsizetype gbkLength(const QString &text)
@@ -38,12 +119,35 @@ qsizetype gbkLength(const QString &text)
 
 // --- IniDocument ---------------------------------------------------------
 
-IniDocument::Line IniDocument::parse(const QByteArray &raw)
+namespace {
+
+// UTF-8 with any U+FEFF kept as text: the file's own mark is handled apart.
+QString fromUtf8Keeping(QByteArrayView bytes)
+{
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return utf8.decode(bytes);
+}
+
+} // namespace
+
+QString IniDocument::decode(const QByteArray &raw) const
+{
+    return m_encoding == Encoding::Gbk ? fromGbk(raw) : fromUtf8Keeping(raw);
+}
+
+QByteArray IniDocument::encode(const QString &text) const
+{
+    return m_encoding == Encoding::Gbk ? toGbk(text) : text.toUtf8();
+}
+
+IniDocument::Line IniDocument::parse(const QByteArray &raw) const
 {
     Line line;
     line.raw = raw;
     // Brackets and '=' can be trail bytes of GBK characters: parse decoded text.
-    const QString text = fromGbk(raw).trimmed();
+    const QString text = decode(raw).trimmed();
+    if (text.isEmpty())
+        return line;
     if (text.startsWith(u'[')) {
         const qsizetype close = text.lastIndexOf(u']');
         if (close > 0) {
@@ -53,38 +157,51 @@ IniDocument::Line IniDocument::parse(const QByteArray &raw)
         }
         return line;
     }
+    // Any other line is an entry, a line without '=' a key with no value.
     const qsizetype eq = text.indexOf(u'=');
-    if (eq <= 0 || text.startsWith(u';'))
-        return line;
     line.kind = Line::Entry;
-    line.name = text.left(eq).trimmed();
+    line.name = (eq < 0 ? text : text.left(eq)).trimmed();
     line.folded = line.name.toCaseFolded();
+    if (eq < 0)
+        return line;
     QString value = text.mid(eq + 1).trimmed();
     if (value.size() >= 2 && (value.front() == u'"' || value.front() == u'\'')
-        && value.back() == value.front())
+        && value.back() == value.front()) {
         value = value.mid(1, value.size() - 2);
+        line.quoted = true;
+    }
     line.value = value;
     return line;
 }
 
-IniDocument::Line IniDocument::makeEntry(const QString &key, const QString &value)
+IniDocument::Line IniDocument::makeEntry(const QString &key, const QString &value) const
 {
-    return parse(toGbk(key + u'=' + value));
+    return parse(encode(key + u'=' + value));
 }
 
-IniDocument IniDocument::fromBytes(const QByteArray &bytes)
+IniDocument IniDocument::fromBytes(const QByteArray &input)
 {
     IniDocument doc;
+    QByteArray utf16AsUtf8;
+    QByteArrayView bytes(input);
+    if (bytes.startsWith("\xEF\xBB\xBF")) {
+        doc.m_encoding = Encoding::Utf8;
+        bytes = bytes.sliced(3);
+    } else if (bytes.startsWith("\xFF\xFE")) {
+        doc.m_encoding = Encoding::Utf16;
+        QStringDecoder utf16(QStringDecoder::Utf16LE, QStringDecoder::Flag::ConvertInitialBom); // its mark is gone already
+        utf16AsUtf8 = QString(utf16.decode(bytes.sliced(2))).toUtf8();
+        bytes = utf16AsUtf8;
+    }
     qsizetype start = 0;
-    while (start < bytes.size()) {
-        qsizetype end = bytes.indexOf('\n', start);
-        const bool last = end < 0;
-        if (last)
-            end = bytes.size();
-        qsizetype stop = end;
-        if (stop > start && bytes.at(stop - 1) == '\r')
-            --stop;
-        doc.m_lines.append(parse(bytes.mid(start, stop - start)));
+    const qsizetype size = bytes.size();
+    while (start < size) {
+        qsizetype end = start;
+        while (end < size && bytes[end] != '\n' && bytes[end] != '\r')
+            ++end;
+        doc.m_lines.append(doc.parse(bytes.sliced(start, end - start).toByteArray()));
+        if (end < size && bytes[end] == '\r' && end + 1 < size && bytes[end + 1] == '\n')
+            ++end;
         start = end + 1;
     }
     // Indexed now: a document read from a file may be shared between
@@ -96,29 +213,43 @@ IniDocument IniDocument::fromBytes(const QByteArray &bytes)
 QByteArray IniDocument::toBytes() const
 {
     QByteArray out;
-    qsizetype size = 0;
+    qsizetype size = 3;
     for (const Line &l : m_lines)
         size += l.raw.size() + 2;
     out.reserve(size);
+    if (m_encoding == Encoding::Utf8)
+        out += "\xEF\xBB\xBF";
     for (const Line &l : m_lines) {
         out += l.raw;
         out += "\r\n";
     }
+    if (m_encoding == Encoding::Utf16) {
+        const QString text = fromUtf8Keeping(out);
+        QStringEncoder utf16(QStringEncoder::Utf16LE);
+        out = QByteArray("\xFF\xFE") + QByteArray(utf16.encode(text));
+    }
     return out;
+}
+
+IniDocument IniDocument::emptyCopy() const
+{
+    IniDocument doc;
+    doc.m_encoding = m_encoding;
+    return doc;
 }
 
 void IniDocument::indexSections() const
 {
     m_sections.clear();
     m_entries.clear();
-    qsizetype header = -1;
+    qsizetype header = kTop;
     for (qsizetype i = 0; i < m_lines.size(); ++i) {
         const Line &line = m_lines[i];
         if (line.kind == Line::Section) {
             header = i;
             if (!m_sections.contains(line.folded))
                 m_sections.insert(line.folded, i);
-        } else if (line.kind == Line::Entry && header >= 0) {
+        } else if (line.kind == Line::Entry) {
             const std::pair key{header, line.folded};
             if (!m_entries.contains(key))
                 m_entries.insert(key, i);
@@ -129,9 +260,12 @@ void IniDocument::indexSections() const
 
 qsizetype IniDocument::sectionHeader(const QString &foldedSection) const
 {
+    // The lines before the first header come first under the empty name.
+    if (foldedSection.isEmpty())
+        return kTop;
     if (!m_indexed)
         indexSections();
-    return m_sections.value(foldedSection, -1);
+    return m_sections.value(foldedSection, kNone);
 }
 
 qsizetype IniDocument::sectionEnd(qsizetype header) const
@@ -152,7 +286,7 @@ qsizetype IniDocument::entryLine(qsizetype header, const QString &foldedKey) con
 std::optional<QString> IniDocument::find(const QString &section, const QString &key) const
 {
     const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
-    if (header < 0)
+    if (header == kNone)
         return std::nullopt;
     const qsizetype line = entryLine(header, key.trimmed().toCaseFolded());
     if (line < 0)
@@ -160,17 +294,51 @@ std::optional<QString> IniDocument::find(const QString &section, const QString &
     return m_lines[line].value;
 }
 
+QString IniDocument::bufferedValue(const QString &section, const QString &key, int size) const
+{
+    if (size <= 1)
+        return QString();
+    const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
+    if (header == kNone)
+        return QString();
+    const qsizetype at = entryLine(header, key.trimmed().toCaseFolded());
+    if (at < 0)
+        return QString();
+    const Line &line = m_lines[at];
+    if (!line.quoted)
+        return line.value.left(size - 1);
+    // The value is copied with its closing quote, which is then dropped:
+    // when the buffer ends exactly at that quote, the last character goes.
+    const QString withQuote = line.value + u'"';
+    QString copied = withQuote.left(size - 1);
+    if (size >= withQuote.size())
+        copied.chop(1);
+    return copied;
+}
+
 bool IniDocument::hasSection(const QString &section) const
 {
-    return sectionHeader(section.trimmed().toCaseFolded()) >= 0;
+    return sectionHeader(section.trimmed().toCaseFolded()) != kNone;
 }
 
 QStringList IniDocument::sectionNames() const
 {
     QStringList names;
     for (const Line &l : m_lines)
-        if (l.kind == Line::Section)
+        if (l.kind == Line::Section && !l.name.isEmpty())
             names.append(l.name);
+    return names;
+}
+
+QStringList IniDocument::keys(const QString &section) const
+{
+    QStringList names;
+    const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
+    if (header == kNone)
+        return names;
+    for (qsizetype i = header + 1; i < m_lines.size() && m_lines[i].kind != Line::Section; ++i)
+        if (m_lines[i].kind == Line::Entry)
+            names.append(m_lines[i].name);
     return names;
 }
 
@@ -179,10 +347,10 @@ void IniDocument::setValue(const QString &section, const QString &key, const QSt
     const QString sec = section.trimmed();
     const QString k = key.trimmed();
     const qsizetype header = sectionHeader(sec.toCaseFolded());
-    if (header < 0) {
+    if (header == kNone) {
         const qsizetype at = m_lines.size(); // appending moves no line
         m_sections.insert(sec.toCaseFolded(), at);
-        m_lines.append(parse(toGbk(u'[' + sec + u']')));
+        m_lines.append(parse(encode(u'[' + sec + u']')));
         m_lines.append(makeEntry(k, value));
         m_entries.insert(std::pair{at, m_lines.last().folded}, at + 1);
         return;
@@ -195,7 +363,7 @@ void IniDocument::setValue(const QString &section, const QString &key, const QSt
     }
     // A new key goes after the last non-blank line of its section.
     qsizetype at = sectionEnd(header);
-    while (at > header + 1 && m_lines[at - 1].raw.trimmed().isEmpty())
+    while (at > header + 1 && m_lines[at - 1].kind == Line::Other && m_lines[at - 1].raw.trimmed().isEmpty())
         --at;
     m_lines.insert(at, makeEntry(k, value));
     m_indexed = false;
@@ -204,7 +372,7 @@ void IniDocument::setValue(const QString &section, const QString &key, const QSt
 void IniDocument::removeKey(const QString &section, const QString &key)
 {
     const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
-    if (header < 0)
+    if (header == kNone)
         return;
     const qsizetype line = entryLine(header, key.trimmed().toCaseFolded());
     if (line >= 0) {
@@ -217,7 +385,7 @@ QHash<QString, QString> IniDocument::sectionValues(const QString &section) const
 {
     QHash<QString, QString> values;
     const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
-    if (header < 0)
+    if (header == kNone)
         return values;
     for (qsizetype i = header + 1; i < m_lines.size() && m_lines[i].kind != Line::Section; ++i)
         if (m_lines[i].kind == Line::Entry && !values.contains(m_lines[i].folded))
@@ -228,8 +396,7 @@ QHash<QString, QString> IniDocument::sectionValues(const QString &section) const
 void IniDocument::replaceSection(const QString &section, const QList<std::pair<QString, QString>> &entries)
 {
     removeSection(section);
-    const QString sec = section.trimmed();
-    m_lines.append(parse(toGbk(u'[' + sec + u']')));
+    m_lines.append(parse(encode(u'[' + section.trimmed() + u']')));
     m_lines.reserve(m_lines.size() + entries.size());
     for (const auto &[key, value] : entries)
         m_lines.append(makeEntry(key.trimmed(), value));
@@ -239,17 +406,16 @@ void IniDocument::replaceSection(const QString &section, const QList<std::pair<Q
 void IniDocument::removeSection(const QString &section)
 {
     const qsizetype header = sectionHeader(section.trimmed().toCaseFolded());
-    if (header >= 0) {
-        m_lines.remove(header, sectionEnd(header) - header);
-        m_indexed = false;
-    }
+    if (header == kNone)
+        return;
+    const qsizetype from = header == kTop ? 0 : header;
+    m_lines.remove(from, sectionEnd(header) - from);
+    m_indexed = false;
 }
 
 QString profileString(const IniDocument &doc, const QString &section, const QString &key, int size)
 {
-    if (size <= 1)
-        return QString();
-    const QString value = doc.value(section, key);
+    const QString value = doc.bufferedValue(section, key, size);
     const qsizetype limit = size - 1;
     if (value.size() * 2 <= limit) // within the limit even if every character is double-byte
         return value;
@@ -258,19 +424,56 @@ QString profileString(const IniDocument &doc, const QString &section, const QStr
         return value;
     // Cut on a character boundary: a lone lead byte would be garbage.
     QString cut = fromGbk(bytes.left(limit));
-    if (cut.endsWith(QChar::ReplacementCharacter) && !value.startsWith(cut))
+    if (!value.startsWith(cut))
         cut.chop(1);
     return cut;
 }
 
-QStringList profileSectionNames(const IniDocument &doc)
+qint32 profileInt(const IniDocument &doc, const QString &section, const QString &key, qint32 fallback)
 {
-    // Each name is ended by a NUL, the block by one more.
+    // The value is first read into a 30-character buffer.
+    const QString text = doc.bufferedValue(section, key, 30);
+    if (text.isEmpty())
+        return fallback;
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).unicode() <= u' ')
+        ++i;
+    bool negative = false;
+    if (i < text.size() && (text.at(i) == u'-' || text.at(i) == u'+'))
+        negative = text.at(i++) == u'-';
+    quint32 base = 10;
+    if (i + 1 < text.size() && text.at(i) == u'0') {
+        const QChar prefix = text.at(i + 1);
+        base = prefix == u'x' ? 16 : prefix == u'o' ? 8 : prefix == u'b' ? 2 : 10;
+        if (base != 10)
+            i += 2;
+    }
+    quint32 value = 0;
+    for (; i < text.size(); ++i) {
+        const char16_t c = text.at(i).unicode();
+        quint32 digit = 99;
+        if (c >= u'0' && c <= u'9')
+            digit = c - u'0';
+        else if (c >= u'a' && c <= u'z')
+            digit = c - u'a' + 10;
+        else if (c >= u'A' && c <= u'Z')
+            digit = c - u'A' + 10;
+        if (digit >= base)
+            break;
+        value = value * base + digit; // wraps, as the platform's does
+    }
+    return qint32(negative ? 0u - value : value);
+}
+
+QStringList profileSectionNames(const IniDocument &doc, int size)
+{
+    // Each name is ended by a NUL and the block by one more; a name fits
+    // only while a byte is left after it.
     QStringList fitting;
     qsizetype used = 0;
     for (const QString &name : doc.sectionNames()) {
         const qsizetype need = gbkLength(name) + 1;
-        if (used + need > Class1::kSectionNamesBuffer - 1)
+        if (used + need >= size - 1)
             break;
         used += need;
         fitting.append(name);
@@ -432,26 +635,22 @@ qint32 Class1::ReadInt(const QString &section, const QString &key)
 {
     if (!checkSpecified())
         return 0;
-    // The profile integer: optional sign and leading digits; none means "no number".
-    const QString text = IniFile(m_fileName).value(section, key);
-    qsizetype i = 0;
-    if (i < text.size() && (text[i] == u'-' || text[i] == u'+'))
-        ++i;
-    const qsizetype digitsFrom = i;
-    while (i < text.size() && text[i].isDigit() && text[i].unicode() < 128)
-        ++i;
-    if (i == digitsFrom) {
+    // Read with the fallback 0; a 0 is read again with the fallback 1, and
+    // a 1 then means the key is missing or empty.
+    const auto doc = IniFile(m_fileName).read();
+    const qint32 value = profileInt(*doc, section, key, 0);
+    if (value != 0)
+        return value;
+    if (profileInt(*doc, section, key, 1) == 1)
         m_lastError = u"不能读取"_s;
-        return 0;
-    }
-    return qint32(text.left(i).toLongLong());
+    return 0;
 }
 
 qint16 Class1::getSectionsName(QStringList &names)
 {
     if (!checkSpecified())
         return -1;
-    const QStringList fitting = profileSectionNames(*IniFile(m_fileName).read());
+    const QStringList fitting = profileSectionNames(*IniFile(m_fileName).read(), kSectionNamesBuffer);
     if (fitting.isEmpty())
         return -1;
     names = fitting;

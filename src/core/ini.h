@@ -12,18 +12,27 @@
 namespace tav {
 
 // The text of one INI file as the Windows private-profile functions see it,
-// so files stay interchangeable with the original station software:
-// - the bytes are GBK, lines end in CRLF (LF alone is read too);
-// - "[name]" starts a section, "key=value" is an entry; names are compared
-//   without regard to case and the first match wins;
+// so files stay interchangeable with the original station software (the
+// corners are held against recorded answers of those functions):
+// - the bytes are GBK (a UTF-8 or UTF-16 byte-order mark switches to that
+//   encoding, kept when written); lines end in CRLF, LF or CR;
+// - "[name]" starts a section, its name running to the last "]"; lines
+//   before the first section belong to the section with the empty name;
+// - "key=value" is an entry, and so is a line without "=" (a key with no
+//   value) and one starting with ";": there are no comment lines;
+// - names are compared trimmed and without regard to case, and the first
+//   match wins (the first section of a name hides later ones);
 // - values are read trimmed, and a value wrapped in a pair of matching
 //   quotes loses them;
-// - every line the program does not change is written back byte for byte.
+// - every line the program does not change is written back byte for byte,
+//   bytes that are not valid GBK included.
 class IniDocument
 {
 public:
     static IniDocument fromBytes(const QByteArray &bytes);
     QByteArray toBytes() const;
+    // An empty document that will be written in this one's encoding.
+    IniDocument emptyCopy() const;
 
     std::optional<QString> find(const QString &section, const QString &key) const;
     QString value(const QString &section, const QString &key) const
@@ -31,7 +40,16 @@ public:
         return find(section, key).value_or(QString());
     }
     bool hasSection(const QString &section) const;
-    QStringList sectionNames() const; // file order, duplicates kept
+    // File order, duplicates kept, empty names left out (as the profile
+    // functions list them).
+    QStringList sectionNames() const;
+    // The keys of the (first) section of that name, in file order.
+    QStringList keys(const QString &section) const;
+    // The value as the profile functions copy it into a buffer of `size`
+    // characters before it is turned into GBK bytes: cut to size - 1
+    // characters, where a quoted value cut at its closing quote loses one
+    // more character.
+    QString bufferedValue(const QString &section, const QString &key, int size) const;
 
     void setValue(const QString &section, const QString &key, const QString &value);
     // Long lists in one pass each (value() and setValue() look a key up by
@@ -49,18 +67,27 @@ private:
         enum Kind : quint8 { Other, Section, Entry };
         QByteArray raw;
         Kind kind = Other;
+        bool quoted = false; // entries: the value was wrapped in quotes
         QString name;   // section or key name as written
         QString folded; // case-folded name for comparisons
         QString value;  // entries only, already unquoted
     };
+    enum class Encoding : quint8 { Gbk, Utf8, Utf16 };
 
+    // Line index of a section's header; kTop for the lines before the first
+    // header (the empty name), kNone when there is no such section.
+    static constexpr qsizetype kTop = -1;
+    static constexpr qsizetype kNone = -2;
     qsizetype sectionHeader(const QString &foldedSection) const;
     void indexSections() const;
     qsizetype sectionEnd(qsizetype header) const;
     qsizetype entryLine(qsizetype header, const QString &foldedKey) const;
-    static Line parse(const QByteArray &raw);
-    static Line makeEntry(const QString &key, const QString &value);
+    Line parse(const QByteArray &raw) const;
+    Line makeEntry(const QString &key, const QString &value) const;
+    QString decode(const QByteArray &raw) const;
+    QByteArray encode(const QString &text) const;
 
+    Encoding m_encoding = Encoding::Gbk;
     QList<Line> m_lines;
     // First header line of each folded section name, and the first line of
     // each folded key under each header; rebuilt lazily after an edit that
@@ -97,17 +124,25 @@ private:
     QString m_path;
 };
 
-// GBK conversions used for every data file.
+// GBK conversions used for every data file. They lose nothing: a byte that
+// is not part of a valid GBK character becomes the lone surrogate
+// U+DC80 + (byte - 0x80) and is turned back into that byte.
 QString fromGbk(const QByteArray &bytes);
 QByteArray toGbk(const QString &text);
 // Length of a text in GBK bytes (a Chinese character counts 2).
 qsizetype gbkLength(const QString &text);
 
-// A value as the profile functions return it into a buffer of `size`
+// A value as GetPrivateProfileStringA returns it into a buffer of `size`
 // characters: cut to size - 1 GBK bytes on a character boundary.
 QString profileString(const IniDocument &doc, const QString &section, const QString &key, int size);
-// The section names that fit the 2020-byte block of the profile functions.
-QStringList profileSectionNames(const IniDocument &doc);
+// GetPrivateProfileIntA: `fallback` for a missing or empty value, else the
+// leading number of the value's first 29 characters ("0x", "0o", "0b" pick
+// the base; no digits give 0; 32 bits, wrapping).
+qint32 profileInt(const IniDocument &doc, const QString &section, const QString &key, qint32 fallback);
+// The section names that fit a block of `size` bytes of
+// GetPrivateProfileSectionNamesA (2020 for Class1). Where the function
+// would return the last name cut short, only whole names are returned.
+QStringList profileSectionNames(const IniDocument &doc, int size = 2020);
 
 // The one way in which the subsystems read and write their INI files.
 // Failures are return values and a stored message, never exceptions.

@@ -1,5 +1,6 @@
 #include "scheduler/taskeditor.h"
 
+#include "core/atomicfile.h"
 #include "core/ini.h"
 #include "core/tasknames.h"
 #include "core/settings.h"
@@ -251,7 +252,7 @@ void TaskEditor::delziINI(const QString &previousName, const QString &newName) c
         return;
     const QString old = m_dir.taskListFile(previousName);
     if (old != m_dir.taskListFile(newName))
-        QFile::remove(old);
+        removeDataFile(old);
 }
 
 bool TaskEditor::save(const TaskDraft &draft, int section, bool modify) const

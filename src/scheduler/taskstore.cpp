@@ -1,5 +1,7 @@
 #include "scheduler/taskstore.h"
 
+#include "core/atomicfile.h"
+#include "core/datafaults.h"
 #include "core/ini.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
@@ -101,11 +103,11 @@ void TaskStore::load(QDate today, bool rewriteFile)
 
 TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
 {
-    const auto doc = IniFile(dir.song()).read();
+    TaskFile file;
+    const auto doc = IniFile(dir.song()).read(&file.readable);
     // Sections are read by number up to one past the count the profile
     // block reports; a task numbered beyond that is not seen.
     const int n = int(profileSectionNames(*doc).size());
-    TaskFile file;
     for (int i = 1; i <= n + 1; ++i) {
         const QString section = kSectionPrefix + QString::number(i);
         TaskRecord r;
@@ -121,6 +123,8 @@ TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
         r.days = profileString(*doc, section, kKeys[4], kReadBuffer);
         r.mode = profileString(*doc, section, kKeys[5], kReadBuffer);
         r.remind = profileString(*doc, section, kKeys[6], kReadBuffer);
+        if (!DataDir::isSafeName(r.name))
+            DataFaults::instance().refusedName(r.name.trimmed(), u"列表文件"_s);
         file.rows.append(r);
     }
     return file;
@@ -129,6 +133,7 @@ TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
 void TaskStore::apply(TaskFile file, QDate today, bool rewriteFile)
 {
     m_rows = std::move(file.rows);
+    m_readable = file.readable;
     const bool gap = file.gap;
 
     QString joined;
@@ -151,7 +156,8 @@ void TaskStore::apply(TaskFile file, QDate today, bool rewriteFile)
     }
     m_listDate = today;
 
-    if ((rewriteFile || gap) && !m_readOnly)
+    // A task file that exists but cannot be read is never replaced.
+    if ((rewriteFile || gap) && !m_readOnly && m_readable)
         rewrite();
 }
 
@@ -172,7 +178,10 @@ TaskRecord TaskStore::defaultRecord()
 bool TaskStore::writeDefaultRecord()
 {
     const IniFile file(m_dir.song());
-    IniDocument doc = *file.read();
+    bool readable = true;
+    IniDocument doc = *file.read(&readable);
+    if (!readable)
+        return false;
     writeRecord(doc, 1, defaultRecord());
     if (!file.write(doc))
         return false;
@@ -197,12 +206,16 @@ bool TaskStore::moveTask(qsizetype row, int by, QDate today)
 
 bool TaskStore::rewrite()
 {
-    IniDocument doc;
+    if (!m_readable)
+        return false;
+    // Made anew, in the encoding the file has.
+    const IniFile file(m_dir.song());
+    IniDocument doc = file.read()->emptyCopy();
     for (qsizetype row = 0; row < m_rows.size(); ++row) {
         m_rows[row].section = int(row + 1);
         writeRecord(doc, int(row + 1), m_rows[row]);
     }
-    return IniFile(m_dir.song()).write(doc);
+    return file.write(doc);
 }
 
 TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDate today)
@@ -220,7 +233,7 @@ TaskStore::DeleteResult TaskStore::deleteTask(qsizetype row, Prompt &prompt, QDa
     file.removeSection(kSectionPrefix + QString::number(task.section));
     const QString listFile = m_dir.taskListFile(task.name);
     if (!IniFile(listFile).value(u"多媒体文件数量"_s, u"数量"_s).isEmpty())
-        QFile::remove(listFile);
+        removeDataFile(listFile);
     load(today);
     return DeleteResult::Deleted;
 }

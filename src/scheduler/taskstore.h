@@ -68,7 +68,8 @@ public:
     struct TaskFile
     {
         QList<TaskRecord> rows;
-        bool gap = false; // a section number within the count was empty
+        bool gap = false;     // a section number within the count was empty
+        bool readable = true; // false: the file exists but could not be read
     };
     static TaskFile readTaskFile(const DataDir &dir);
     void apply(TaskFile file, QDate today, bool rewrite = false);
@@ -82,6 +83,9 @@ public:
     // split again, so the array ends with one empty element.
     const QStringList &todayRecords() const { return m_todayRecords; }
     QDate listDate() const { return m_listDate; }
+    // False when the last load found "【SONG】.ini" there but could not read
+    // it: then nothing writes it until it reads again.
+    bool fileReadable() const { return m_readable; }
 
     // Whether a task goes into the list of `date`, and if not, why.
     enum class Due { Yes, NotThatDay, Untimed, OutsideWorkingHours };
@@ -123,6 +127,7 @@ private:
     QStringList m_todayRecords;
     QDate m_listDate;
     bool m_readOnly = false;
+    bool m_readable = true;
 };
 
 } // namespace tav

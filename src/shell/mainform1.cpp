@@ -1,5 +1,6 @@
 #include "shell/mainform1.h"
 
+#include "core/datafaults.h"
 #include "core/messagelog.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
@@ -689,6 +690,18 @@ void MainForm1::buildStatusBar()
     connect(&m_station.timeKeeper(), &TimeKeeper::statusChanged, this, showTimeHealth);
     showTimeHealth();
     bar->addPermanentWidget(m_timeHealth);
+    // Data files that cannot be read or saved, until they can.
+    m_dataFaults = named(new QLabel, "lblDataFaults");
+    m_dataFaults->setStyleSheet(u"color: #c00000; font-weight: bold;"_s);
+    const auto showDataFaults = [this] {
+        const QStringList faults = DataFaults::instance().outstanding();
+        m_dataFaults->setText(faults.isEmpty() ? QString() : u"数据文件故障：%1"_s.arg(faults.join(u'；')));
+        m_dataFaults->setToolTip(faults.join(u'\n'));
+        m_dataFaults->setVisible(!faults.isEmpty());
+    };
+    connect(&DataFaults::instance(), &DataFaults::changed, this, showDataFaults, Qt::QueuedConnection);
+    showDataFaults();
+    bar->insertWidget(0, m_dataFaults, 3);
 }
 
 void MainForm1::buildTray()

@@ -131,6 +131,7 @@ private:
     CaptionStrip *m_captionStrip = nullptr;
     frmPic *m_pictureWindow = nullptr;
     QPushButton *m_timeHealth = nullptr;
+    QLabel *m_dataFaults = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
     QLabel *m_playingName = nullptr;

@@ -1,5 +1,7 @@
 #include "shell/station.h"
 
+#include "core/atomicfile.h"
+#include "core/datafaults.h"
 #include "core/zhtext.h"
 
 #include <cstdio>
@@ -49,11 +51,18 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     connect(&m_weekAhead, &WeekAhead::changed, this, &Station::checkWeekAhead);
     m_weekCheck.setInterval(3600 * 1000); // missing files are files outside the data folder too
     connect(&m_weekCheck, &QTimer::timeout, this, &Station::checkWeekAhead);
+    m_saveRetry.setInterval(60 * 1000);
+    connect(&m_saveRetry, &QTimer::timeout, this, [] { DataFaults::instance().retry(); });
     connect(&m_ticker, &SecondTicker::second, &m_scheduler, &Scheduler::onSecond);
     connect(&m_ticker, &SecondTicker::second, &m_captionScroller, &CaptionScroller::onSecond);
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
+}
+
+Station::~Station()
+{
+    DataFaults::instance().setClock(nullptr); // the clock goes with the station
 }
 
 void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voicePlayer, SpeechSynth &synth)
@@ -109,7 +118,15 @@ bool Station::setTraceFile(const QString &path)
 
 void Station::start()
 {
+    DataFaults &faults = DataFaults::instance();
+    faults.setClock(&m_clock);
+    connect(&faults, &DataFaults::fault, this,
+            [this](const QString &text) { m_log.append(zh::stampedLine(m_clock.now(), text)); });
+    const QStringList stale = removeStaleTemporaries(m_dir.root());
     m_log.startUp();
+    if (!stale.isEmpty())
+        m_log.append(zh::stampedLine(m_clock.now(),
+                                     u"已删除上次未完成保存留下的%1个临时文件"_s.arg(stale.size())));
     m_settings.load();
     if (QString error; m_settings.isFresh() && !m_settings.writeFreshDefaults(m_freshPlace, &error))
         m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
@@ -130,6 +147,7 @@ void Station::start()
     m_timeKeeper.start(m_settings.isOn(Switch::NetTime));
     m_weekAhead.watch(m_dir);
     m_weekCheck.start();
+    m_saveRetry.start();
     emit m_weekAhead.changed(); // the data is loaded now
 }
 
@@ -155,8 +173,10 @@ void Station::shutDown()
     m_weekCheck.stop();
     m_captionScroller.cmdSRstop_Click();
     m_slideshow.stop();
+    m_saveRetry.stop();
     m_playback.stop();
     m_log.flush();
+    DataFaults::instance().retry();
 }
 
 // The status bar's next-task line, printed when it changes (not the countdown).

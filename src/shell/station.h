@@ -42,14 +42,17 @@ class Station : public QObject
 public:
     Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, const Clock &clock,
             Shutdown &shutdown, QObject *parent = nullptr);
+    ~Station() override;
 
     // Writes "time event detail" lines with millisecond times, to measure
     // how soon after its second a task sounds.
     bool setTraceFile(const QString &path);
     void trace(const QString &event, const QString &detail);
 
-    // Start-up: the play log, the options, the stop dates, today's tasks and
-    // the stop-day check, then the start delay and the ticks.
+    // Start-up: the temporary files of saves killed mid-way go, then the
+    // play log, the options, the stop dates, today's tasks and the stop-day
+    // check, then the start delay and the ticks. From here on every failure
+    // to read or write a data file goes into the message log.
     void start();
     void shutDown();
     // Where a fresh station's player window goes (the console knows the screens).
@@ -133,6 +136,7 @@ private:
     std::unique_ptr<BroadcastScheduler> m_broadcastScheduler;
     QString m_timeWarning; // last clock warning printed
     QTimer m_weekCheck;
+    QTimer m_saveRetry; // writes what failed saves kept, once a minute
     QFile m_trace;
     QString m_nextTask; // last "将播:" line printed
     Settings::PlayWindowPlace m_freshPlace;

@@ -5,6 +5,7 @@
 #include "fakes/fakes.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -154,4 +155,31 @@ TEST_F(StoreTest, TenThousandSectionsAllLoad)
     ASSERT_TRUE(store.load(&error));
     ASSERT_EQ(store.tasks().size(), 10000);
     EXPECT_EQ(store.tasks().last().name, u"任务10000");
+}
+
+TEST_F(StoreTest, ANameFromTheFileThatLeavesTheFolderIsNeitherReadNorDeleted)
+{
+    // The data folder is a folder inside the test's, a file waits beside it.
+    tav::test::DataFolder root;
+    QDir(root.path()).mkpath(u"data"_s);
+    QDir(root.path()).mkpath(u"outside"_s);
+    root.writeBytes(u"outside/外部.ini"_s, tav::toGbk(u"机密内容\r\n"_s));
+    root.write(u"data/【TTS】.ini"_s, u"[TTS1]\nTTS_Name=../outside/外部\nTTS_TimeStart=08:30:00\n"
+                                      u"[TTS2]\nTTS_Name=午间\nTTS_TimeStart=12:00:00\n"_s);
+    const tav::DataDir inner(root.file(u"data"_s));
+    BroadcastStore hostile(inner);
+    ASSERT_TRUE(hostile.load());
+    ASSERT_EQ(hostile.tasks().size(), 2);
+    QString note;
+    EXPECT_EQ(hostile.content(u"../outside/外部"_s, &note), QString());
+    EXPECT_TRUE(note.contains(u"路径字符"));
+    // Renamed to a proper name: the file outside stays where it is.
+    BroadcastTask renamed = hostile.tasks()[0];
+    renamed.name = u"早安"_s;
+    ASSERT_TRUE(hostile.modify(1, u"../outside/外部"_s, renamed, u"早上好"_s, &error)) << error.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(root.file(u"outside/外部.ini"_s)));
+    EXPECT_EQ(hostile.content(u"早安"_s), u"早上好");
+    // Removing a task never takes a file outside either.
+    ASSERT_TRUE(hostile.remove(1, &error));
+    EXPECT_TRUE(QFileInfo::exists(root.file(u"outside/外部.ini"_s)));
 }

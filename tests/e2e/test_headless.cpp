@@ -231,6 +231,34 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
     }
 }
 
+// A task file that cannot be read is said on stdout and in the play log at
+// every start; a save killed mid-way left a temporary file that start-up
+// removes, and only that one.
+TEST(Headless, UnreadableTaskFileIsSaidAndOldTemporaryFilesGo)
+{
+    Station st;
+    QDir(st.data.path()).mkdir(u"【SONG】.ini"_s); // root reads any file: a folder stands in its place
+    const auto lay = [&](const QString &name, int ageSeconds) {
+        st.data.writeBytes(name, "partial");
+        QFile f(st.data.file(name));
+        f.open(QIODevice::ReadWrite);
+        f.setFileTime(QDateTime::currentDateTime().addSecs(-ageSeconds), QFileDevice::FileModificationTime);
+    };
+    lay(u"【CONTROL】.ini.tmp-Xy12Zq"_s, 7200);
+    lay(u"【TTS】.ini.tmp-Ab34Cd"_s, 1);
+    st.start();
+    const QString fault = u"无法读取数据文件“"_s + st.data.file(u"【SONG】.ini"_s);
+    EXPECT_TRUE(waitFor([&] { return tav::fromGbk(st.data.bytes(u"【PLAYLOG】.txt"_s)).contains(fault); }, 8000));
+    st.stop();
+    const QByteArray out = st.process.readAllStandardOutput();
+    EXPECT_TRUE(out.contains(fault.toUtf8())) << out.toStdString();
+    EXPECT_TRUE(out.contains(u"已删除上次未完成保存留下的1个临时文件"_s.toUtf8())) << out.toStdString();
+    EXPECT_FALSE(QFile::exists(st.data.file(u"【CONTROL】.ini.tmp-Xy12Zq"_s)));
+    EXPECT_TRUE(QFile::exists(st.data.file(u"【TTS】.ini.tmp-Ab34Cd"_s)));
+    EXPECT_TRUE(QFileInfo(st.data.file(u"【SONG】.ini"_s)).isDir());
+    EXPECT_TRUE(tav::fromGbk(st.data.bytes(u"【PLAYLOG】.txt"_s)).contains(fault));
+}
+
 TEST(Headless, SecondCopyOnTheSameFolderIsRefusedAndTheFirstRunsOn)
 {
     Station first;

@@ -1,5 +1,6 @@
 #include "captions/captionstrip.h"
 #include "captions/frmmovefont.h"
+#include "core/datafaults.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
 #include "playback/frmplay.h"
@@ -32,6 +33,7 @@
 #include <QFile>
 #include <QCoreApplication>
 #include <QDateEdit>
+#include <QDir>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -903,4 +905,26 @@ TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
         tickAt(qPrintable(u"2026-11-23 10:30:%1"_s.arg(s)));
     EXPECT_TRUE(saver());
     window.reset();
+}
+
+// A task file that cannot be read: the status bar says so in red and the
+// message log tells why, until the file reads again.
+TEST_F(MainWindowTest, StatusBarShowsADataFileThatCannotBeRead)
+{
+    tav::DataFaults::instance().reset();
+    QDir(d.path()).mkdir(u"【SONG】.ini"_s); // root reads any file: a folder stands in its place
+    start();
+    QCoreApplication::processEvents();
+    auto *label = get<QLabel>("lblDataFaults");
+    ASSERT_NE(label, nullptr);
+    EXPECT_FALSE(label->isHidden());
+    EXPECT_TRUE(label->text().startsWith(u"数据文件故障：无法读取“"_s)) << label->text().toStdString();
+    EXPECT_TRUE(label->text().contains(u"【SONG】.ini"));
+    EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().contains(u"无法读取数据文件“"_s));
+    QDir(d.path()).rmdir(u"【SONG】.ini"_s);
+    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\nTime=9:00:00\nDuration=9:30:00\nDevice=每天\nRemind=开\n"_s);
+    station->tasks().load(clock.now().date());
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(label->isHidden());
+    tav::DataFaults::instance().reset();
 }
