@@ -64,9 +64,9 @@ Language languageOf(const QProcessEnvironment &environment)
     return Language::English;
 }
 
-const QList<OptionSpec> &CommandLine::standardTable()
+const QList<OptionEntry> &CommandLine::standardTable()
 {
-    static const QList<OptionSpec> table = {
+    static const QList<OptionEntry> table = {
         {.name = u"headless"_s,
          .with = {kStation},
          .helpZh = u"不开窗口，只运行定时播放，消息输出到标准输出"_s,
@@ -88,7 +88,7 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpZh = u"把任务和媒体的计时事件追加到文件（精确到毫秒）"_s,
          .helpEn = u"append timing events of tasks and media items to FILE, in milliseconds"_s},
         {.name = u"agenda"_s,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .helpZh = u"列出今后几天（默认7天）每次开播的日期、时间、类别、名称，以及会播放还是不播放的原因，然后退出"_s,
          .helpEn = u"list every start of the coming days (7 by default): date, time, kind, name, and whether it will play or why not; then exit"_s},
         {.name = u"days"_s,
@@ -98,7 +98,7 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpEn = u"how many days to list, 1 to 366"_s,
          .accepts = isDayCount},
         {.name = u"say"_s,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .valueName = u"TEXT"_s,
          .helpZh = u"朗读文字（先替换 %Time、%Date、%Week），或用 --wav 保存为声音文件，然后退出"_s,
          .helpEn = u"speak TEXT (%Time, %Date and %Week replaced first), or save it with --wav; then exit"_s},
@@ -131,7 +131,7 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpEn = u"the WAV file's format, e.g. SAFT22kHz16BitStereo (default), SAFT8kHz8BitMono"_s,
          .accepts = isWaveFormat},
         {.name = u"sync-time"_s,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .helpZh = u"向网络时间服务器（Daytime，端口13）校时：列出每个答复及其健康状态和偏差，以及设置的时间；有健康答复时退出状态为0"_s,
          .helpEn = u"set the clock from network Daytime servers (port 13): list each answer with its health and offset and what was set; exit 0 only when a healthy answer came"_s},
         {.name = u"daytime-server"_s,
@@ -145,41 +145,41 @@ const QList<OptionSpec> &CommandLine::standardTable()
          .helpZh = u"只显示会设置的时间，不改动时钟"_s,
          .helpEn = u"only show the time that would be set; leave the clock alone"_s},
         {.name = u"backup"_s,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .valueName = u"DIR"_s,
          .helpZh = u"把数据文件夹中的全部 *.ini 和 *.txt 文件（含子文件夹）备份到 DIR，然后退出"_s,
          .helpEn = u"copy every *.ini and *.txt file of the data folder (with subfolders) to DIR, then exit"_s},
         {.name = u"restore"_s,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .valueName = u"DIR"_s,
          .helpZh = u"从 DIR 还原数据文件；原有文件先移到数据文件夹中的“还原前的文件_日期_时间”，可再从那里还原以撤销；电台运行时拒绝"_s,
          .helpEn = u"restore the data files from DIR; the files it replaces are moved to \"还原前的文件_date_time\" in the data folder first, to undo it from there; refused while a station runs on the folder"_s},
         {.name = kHelp,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .helpZh = u"显示本帮助后退出"_s,
          .helpEn = u"show this help and exit"_s,
          .shortName = u'h'},
         {.name = kVersion,
-         .kind = OptionSpec::Verb,
+         .kind = OptionEntry::Verb,
          .helpZh = u"显示版本后退出"_s,
          .helpEn = u"show the version and exit"_s},
     };
     return table;
 }
 
-CommandLine::CommandLine(QList<OptionSpec> table) : m_table(std::move(table)) {}
+CommandLine::CommandLine(QList<OptionEntry> table) : m_table(std::move(table)) {}
 
-const OptionSpec *CommandLine::find(const QString &name) const
+const OptionEntry *CommandLine::find(const QString &name) const
 {
     const auto it = std::find_if(m_table.cbegin(), m_table.cend(),
-                                 [&name](const OptionSpec &spec) { return spec.name == name; });
+                                 [&name](const OptionEntry &entry) { return entry.name == name; });
     return it == m_table.cend() ? nullptr : &*it;
 }
 
-const OptionSpec *CommandLine::findShort(QChar c) const
+const OptionEntry *CommandLine::findShort(QChar c) const
 {
     const auto it = std::find_if(m_table.cbegin(), m_table.cend(),
-                                 [c](const OptionSpec &spec) { return !spec.shortName.isNull() && spec.shortName == c; });
+                                 [c](const OptionEntry &entry) { return !entry.shortName.isNull() && entry.shortName == c; });
     return it == m_table.cend() ? nullptr : &*it;
 }
 
@@ -205,29 +205,29 @@ bool CommandLine::parse(const QStringList &arguments, Language language)
 
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString &arg = arguments.at(i);
-        const OptionSpec *spec = nullptr;
+        const OptionEntry *entry = nullptr;
         QString inlineValue;
         bool hasInlineValue = false;
         if (arg.startsWith(u"--"_s) && arg.size() > 2) {
             const qsizetype eq = arg.indexOf(u'=');
             const QString name = arg.mid(2, eq < 0 ? -1 : eq - 2);
-            spec = find(name);
+            entry = find(name);
             if (eq >= 0) {
                 hasInlineValue = true;
                 inlineValue = arg.mid(eq + 1);
             }
         } else if (arg.size() == 2 && arg.at(0) == u'-' && arg.at(1) != u'-') {
-            spec = findShort(arg.at(1));
+            entry = findShort(arg.at(1));
         } else if (!arg.startsWith(u'-')) {
             return fail(pick(language, u"多余的参数%1"_s, u"unexpected argument %1"_s).arg(quoted(language, arg)),
                         language);
         }
-        if (!spec)
+        if (!entry)
             return fail(pick(language, u"未知选项%1"_s, u"unknown option %1"_s).arg(quoted(language, arg)), language);
 
-        const QString option = dashed(spec->name);
+        const QString option = dashed(entry->name);
         QString value;
-        if (spec->valueName.isEmpty()) {
+        if (entry->valueName.isEmpty()) {
             if (hasInlineValue)
                 return fail(pick(language, u"选项 %1 不带值"_s, u"option %1 takes no value"_s).arg(option), language);
         } else {
@@ -238,18 +238,18 @@ bool CommandLine::parse(const QStringList &arguments, Language language)
             }
             if (value.isEmpty())
                 return fail(pick(language, u"选项 %1 需要一个值：%2"_s, u"option %1 needs a value: %2"_s)
-                                .arg(option, spec->valueName),
+                                .arg(option, entry->valueName),
                             language);
-            if (spec->accepts && !spec->accepts(value))
+            if (entry->accepts && !entry->accepts(value))
                 return fail(pick(language, u"选项 %1 的值应为 %2 的形式，而不是%3"_s,
                                  u"option %1 needs a value of the form %2, not %3"_s)
-                                .arg(option, spec->valueName, quoted(language, value)),
+                                .arg(option, entry->valueName, quoted(language, value)),
                             language);
-            if (!spec->repeatable && m_values.contains(spec->name))
+            if (!entry->repeatable && m_values.contains(entry->name))
                 return fail(pick(language, u"选项 %1 只能给一次"_s, u"option %1 may be given only once"_s).arg(option),
                             language);
         }
-        m_values[spec->name].append(value);
+        m_values[entry->name].append(value);
     }
     return checkCombination(language);
 }
@@ -259,9 +259,9 @@ bool CommandLine::parse(const QStringList &arguments, Language language)
 bool CommandLine::checkCombination(Language language)
 {
     QStringList verbs;
-    for (const OptionSpec &spec : std::as_const(m_table))
-        if (spec.kind == OptionSpec::Verb && m_values.contains(spec.name))
-            verbs.append(spec.name);
+    for (const OptionEntry &entry : std::as_const(m_table))
+        if (entry.kind == OptionEntry::Verb && m_values.contains(entry.name))
+            verbs.append(entry.name);
     if (verbs.contains(kHelp)) {
         m_verb = kHelp;
         return true;
@@ -276,17 +276,17 @@ bool CommandLine::checkCombination(Language language)
                     language);
     m_verb = verbs.isEmpty() ? kStation : verbs.first();
 
-    for (const OptionSpec &spec : std::as_const(m_table)) {
-        if (spec.kind == OptionSpec::Verb || !m_values.contains(spec.name) || spec.with.isEmpty()
-            || spec.with.contains(m_verb))
+    for (const OptionEntry &entry : std::as_const(m_table)) {
+        if (entry.kind == OptionEntry::Verb || !m_values.contains(entry.name) || entry.with.isEmpty()
+            || entry.with.contains(m_verb))
             continue;
-        const QString option = dashed(spec.name);
+        const QString option = dashed(entry.name);
         if (m_verb != kStation)
             return fail(pick(language, u"选项 %1 不能与 %2 一起使用"_s, u"option %1 cannot be used with %2"_s)
                             .arg(option, dashed(m_verb)),
                         language);
         QStringList owners;
-        for (const QString &verb : spec.with)
+        for (const QString &verb : entry.with)
             owners.append(dashed(verb));
         return fail(pick(language, u"选项 %1 只能与 %2 一起使用"_s, u"option %1 only goes with %2"_s)
                         .arg(option, owners.join(u" / "_s)),
@@ -306,26 +306,26 @@ QString CommandLine::helpText(Language language) const
     QList<Line> station;
     QList<Line> verbs;
 
-    auto syntaxOf = [](const OptionSpec &spec, int indent) {
+    auto syntaxOf = [](const OptionEntry &entry, int indent) {
         QString s(indent, u' ');
-        if (!spec.shortName.isNull())
-            s += u'-' + spec.shortName + u", "_s;
-        s += dashed(spec.name);
-        if (!spec.valueName.isEmpty())
-            s += u' ' + spec.valueName;
+        if (!entry.shortName.isNull())
+            s += u'-' + entry.shortName + u", "_s;
+        s += dashed(entry.name);
+        if (!entry.valueName.isEmpty())
+            s += u' ' + entry.valueName;
         return s;
     };
-    auto textOf = [zh](const OptionSpec &spec) { return zh ? spec.helpZh : spec.helpEn; };
+    auto textOf = [zh](const OptionEntry &entry) { return zh ? entry.helpZh : entry.helpEn; };
 
-    for (const OptionSpec &spec : m_table) {
-        if (spec.kind == OptionSpec::Verb) {
-            verbs.append({syntaxOf(spec, 2), textOf(spec)});
+    for (const OptionEntry &entry : m_table) {
+        if (entry.kind == OptionEntry::Verb) {
+            verbs.append({syntaxOf(entry, 2), textOf(entry)});
             // The verb's own options follow it, a step further in.
-            for (const OptionSpec &own : m_table)
-                if (own.kind == OptionSpec::Option && !own.with.contains(kStation) && own.with.value(0) == spec.name)
+            for (const OptionEntry &own : m_table)
+                if (own.kind == OptionEntry::Option && !own.with.contains(kStation) && own.with.value(0) == entry.name)
                     verbs.append({syntaxOf(own, 4), textOf(own)});
-        } else if (spec.with.isEmpty() || spec.with.contains(kStation)) {
-            station.append({syntaxOf(spec, 2), textOf(spec)});
+        } else if (entry.with.isEmpty() || entry.with.contains(kStation)) {
+            station.append({syntaxOf(entry, 2), textOf(entry)});
         }
     }
 

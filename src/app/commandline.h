@@ -37,7 +37,7 @@ enum class Language { Chinese, English };
 // "zh", English otherwise.
 Language languageOf(const QProcessEnvironment &environment);
 
-struct OptionSpec
+struct OptionEntry
 {
     enum Kind { Option, Verb };
 
@@ -63,9 +63,9 @@ public:
     static inline const QString kVersion = QStringLiteral("version");
 
     // The program's own table.
-    static const QList<OptionSpec> &standardTable();
+    static const QList<OptionEntry> &standardTable();
 
-    explicit CommandLine(QList<OptionSpec> table = standardTable());
+    explicit CommandLine(QList<OptionEntry> table = standardTable());
 
     // Arguments without the program name. False on a wrong command line,
     // with errorText() saying what was wrong and where to look.
@@ -83,15 +83,15 @@ public:
     QString helpText(Language language) const;
     static QString versionText();
 
-    const QList<OptionSpec> &table() const { return m_table; }
+    const QList<OptionEntry> &table() const { return m_table; }
 
 private:
-    const OptionSpec *find(const QString &name) const;
-    const OptionSpec *findShort(QChar c) const;
+    const OptionEntry *find(const QString &name) const;
+    const OptionEntry *findShort(QChar c) const;
     bool fail(const QString &message, Language language);
     bool checkCombination(Language language);
 
-    QList<OptionSpec> m_table;
+    QList<OptionEntry> m_table;
     QHash<QString, QStringList> m_values;
     QString m_verb;
     QString m_error;

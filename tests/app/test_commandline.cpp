@@ -8,7 +8,7 @@
 using namespace Qt::StringLiterals;
 using tav::CommandLine;
 using tav::Language;
-using tav::OptionSpec;
+using tav::OptionEntry;
 
 namespace {
 
@@ -22,14 +22,14 @@ QProcessEnvironment env(std::initializer_list<std::pair<const char *, const char
 
 // The program's table with two verbs of the kind other parts of the program
 // add: one with its own options, one taking a folder.
-QList<OptionSpec> extendedTable()
+QList<OptionEntry> extendedTable()
 {
-    QList<OptionSpec> table = CommandLine::standardTable();
-    table.append({.name = u"recite"_s, .kind = OptionSpec::Verb, .valueName = u"TEXT"_s,
+    QList<OptionEntry> table = CommandLine::standardTable();
+    table.append({.name = u"recite"_s, .kind = OptionEntry::Verb, .valueName = u"TEXT"_s,
                   .helpZh = u"背诵文字后退出"_s, .helpEn = u"recite TEXT and exit"_s});
     table.append({.name = u"accent"_s, .valueName = u"NAME"_s, .with = {u"recite"_s},
                   .helpZh = u"背诵用的口音"_s, .helpEn = u"the accent to recite with"_s});
-    table.append({.name = u"archive"_s, .kind = OptionSpec::Verb, .valueName = u"DIR"_s,
+    table.append({.name = u"archive"_s, .kind = OptionEntry::Verb, .valueName = u"DIR"_s,
                   .helpZh = u"把数据文件夹归档到 DIR 后退出"_s, .helpEn = u"archive the data folder into DIR and exit"_s});
     return table;
 }
@@ -166,17 +166,17 @@ TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
         for (const Language language : {Language::Chinese, Language::English}) {
             const QStringList lines = cl.helpText(language).split(u'\n');
             qsizetype column = -1;
-            for (const OptionSpec &spec : table) {
-                const QString text = language == Language::Chinese ? spec.helpZh : spec.helpEn;
-                ASSERT_FALSE(text.isEmpty()) << spec.name.toStdString();
-                ASSERT_FALSE(text.contains(u'\n')) << spec.name.toStdString();
-                const QString syntax = u"--"_s + spec.name
-                                       + (spec.valueName.isEmpty() ? QString() : u' ' + spec.valueName);
+            for (const OptionEntry &entry : table) {
+                const QString text = language == Language::Chinese ? entry.helpZh : entry.helpEn;
+                ASSERT_FALSE(text.isEmpty()) << entry.name.toStdString();
+                ASSERT_FALSE(text.contains(u'\n')) << entry.name.toStdString();
+                const QString syntax = u"--"_s + entry.name
+                                       + (entry.valueName.isEmpty() ? QString() : u' ' + entry.valueName);
                 QStringList rows;
                 for (const QString &line : lines)
                     if (line.contains(syntax + u' ') && line.endsWith(text))
                         rows.append(line);
-                ASSERT_EQ(rows.size(), 1) << spec.name.toStdString() << " in\n"
+                ASSERT_EQ(rows.size(), 1) << entry.name.toStdString() << " in\n"
                                           << cl.helpText(language).toStdString();
                 const qsizetype at = rows.first().size() - text.size();
                 if (column < 0)
