@@ -122,6 +122,8 @@ void Broadcaster::afterTone()
             log(u"路径错误："_s + music);
         }
     }
+    if (music.isEmpty() && m_player.state() == MediaPlayer::State::Paused)
+        m_player.stop(); // a tone made ready for a broadcast that has none
     m_voice.setVoiceId(m_choice.synthId);
     m_voice.setRate(m_request.rate);
     m_voice.setVolume(m_request.voiceVolume);
@@ -202,6 +204,9 @@ void Broadcaster::warmUp()
 {
     m_player.warmUp();
     m_voice.warmUp();
+    // The tone waits at its first sample: at the firing only its pause goes.
+    if (!isBusy() && m_player.state() == MediaPlayer::State::Stopped && QFileInfo::exists(m_dir.tone()))
+        m_player.prepare(m_dir.tone());
 }
 
 } // namespace tav

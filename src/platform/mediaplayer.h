@@ -51,6 +51,12 @@ public:
     // Something will be played within seconds: a player that makes its
     // engine on demand makes it now, off the second it is needed.
     virtual void warmUp() {}
+    // `url` will be opened within seconds: a player that can loads it now
+    // and holds it paused before its first sample, so that the open() of
+    // the same url only has to let it go. Only a stopped player prepares;
+    // any other open() or a stop() drops what was prepared. The state is
+    // Paused meanwhile.
+    virtual void prepare(const QString &url) { Q_UNUSED(url) }
     // How far the current item has played, in milliseconds; -1 while nothing
     // has played yet or when the backend cannot say. It stops moving when
     // sound stops flowing: a stalled stream, an output that went away.

@@ -394,8 +394,29 @@ void MpvPlayer::surfaceArrived()
         open(url);
 }
 
+void MpvPlayer::prepare(const QString &url)
+{
+    if (m_state != State::Stopped || url.isEmpty())
+        return;
+    open(url);
+    pause();
+    if (m_state == State::Paused) {
+        m_prepared = url;
+        m_preparedGeneration = m_generation;
+        trace(u"prepared"_s, url);
+    }
+}
+
 void MpvPlayer::open(const QString &url)
 {
+    const bool prepared = !m_prepared.isEmpty() && url == m_prepared && m_generation == m_preparedGeneration
+                          && m_state == State::Paused;
+    m_prepared.clear();
+    if (prepared) {
+        // Loaded and waiting at its first sample: only the pause goes.
+        play();
+        return;
+    }
     ++m_generation;
     m_url = url;
     if (m_awaitingSurface) {

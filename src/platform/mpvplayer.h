@@ -49,6 +49,7 @@ public:
     void setTraceSink(TraceSink sink) { m_trace = std::move(sink); }
 
     void open(const QString &url) override;
+    void prepare(const QString &url) override;
     void play() override;
     void pause() override;
     void stop() override;
@@ -144,6 +145,8 @@ private:
     void surfaceArrived();
     bool m_awaitingSurface = false;
     QString m_deferredUrl;
+    QString m_prepared;                    // loaded and held paused by prepare()
+    std::uint64_t m_preparedGeneration = 0; // ... for this generation only
     QTimer *m_surfaceWait = nullptr;
 };
 

@@ -61,6 +61,15 @@ void OnDemandPlayer::warmUp()
         m_idle.start();
 }
 
+void OnDemandPlayer::prepare(const QString &url)
+{
+    if (MediaPlayer *e = engine()) {
+        e->prepare(url);
+        if (e->state() == State::Stopped)
+            m_idle.start(); // nothing held: it may go when idle
+    }
+}
+
 void OnDemandPlayer::open(const QString &url)
 {
     if (MediaPlayer *e = engine()) {

@@ -34,6 +34,7 @@ public:
     ~OnDemandPlayer() override;
 
     void warmUp() override;
+    void prepare(const QString &url) override;
     bool hasEngine() const { return m_engine != nullptr; }
     QString errorString() const { return m_error; }
 

@@ -358,11 +358,26 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
     tickAt("2026-11-23 11:59:50");
     EXPECT_EQ(broadcastPlayer.warmUps, 0) << "never on the tick itself";
     EXPECT_TRUE(QTest::qWaitFor(readied, 2000));
+    // The tone waits at its first sample; the firing lets it go.
+    EXPECT_EQ(broadcastPlayer.prepared, dir.tone());
+    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Paused);
 
     tickAt("2026-11-23 12:00:00");
     ASSERT_EQ(listed(), QStringList{u"12:00:00 午休 已播"_s});
+    EXPECT_EQ(broadcastPlayer.currentUrl(), dir.tone());
     broadcastPlayer.warmUps = voicePlayer.warmUps = 0;
     tickAt("2026-11-23 12:00:05");
     QTest::qWait(500);
     EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0) << "nothing waits any more";
+}
+
+TEST_F(BroadcastDay, AToneMadeReadyForABroadcastWithoutOneIsLetGo)
+{
+    add(u"放学"_s, u"16:00:00"_s, u"放学了"_s, u"TTS_Tone=0\n"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 15:59:55");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.state() == tav::MediaPlayer::State::Paused; }, 2000));
+    tickAt("2026-11-23 16:00:00");
+    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
 }

@@ -64,9 +64,19 @@ public:
     QList<AudioDevice> audioDevices() const override { return devices; }
     void setAudioDevice(const QString &name) override { device = name; }
     void warmUp() override { ++warmUps; }
+    // Like a real player: loaded and held paused; open() of it lets it go.
+    void prepare(const QString &url) override
+    {
+        if (m_state != State::Stopped)
+            return;
+        m_url = url;
+        setState(State::Paused);
+        prepared = url;
+    }
     QList<AudioDevice> devices; // none unless a test gives some
     QString device;
     int warmUps = 0;
+    QString prepared; // the last url prepare() took
     qint64 progressMs() const override { return progress; }
     bool reopenOutput() override
     {

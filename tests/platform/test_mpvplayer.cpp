@@ -139,6 +139,34 @@ TEST_F(MpvPlayerTest, ReplacedAndStoppedItemsEndOnce)
     EXPECT_TRUE(rec.errors.isEmpty());
 }
 
+// A prepared item waits at its first sample, silent, until it is opened;
+// then it plays whole from its start. Another item drops what was prepared.
+TEST_F(MpvPlayerTest, APreparedItemWaitsSilentAndPlaysWholeWhenOpened)
+{
+    const QString bell = tone(u"bell.wav"_s, 2);
+    auto p = player(false);
+    QStringList events;
+    p->setTraceSink([&events](const QString &event, const QString &) { events << event; });
+    p->prepare(bell);
+    EXPECT_EQ(p->state(), State::Paused);
+    QTest::qWait(600); // loaded meanwhile: still nothing sounds
+    EXPECT_TRUE(rec.started.isEmpty());
+    p->prepare(bell); // not stopped: nothing happens
+    p->open(bell);
+    ASSERT_TRUE(rec.waitStops(1));
+    EXPECT_EQ(rec.started, QStringList{u"bell.wav"_s});
+    EXPECT_EQ(events.count(u"open"_s), 1) << qPrintable(events.join(u' '));
+    EXPECT_EQ(events.count(u"prepared"_s), 1);
+
+    rec.clear();
+    p->prepare(bell);
+    p->open(tone(u"other.wav"_s, 2));
+    ASSERT_TRUE(rec.waitStops(1));
+    EXPECT_EQ(rec.started, QStringList{u"other.wav"_s});
+    p.reset();
+    EXPECT_EQ(QFile(pcmFile()).size(), 2 * kHalfSecondPcm) << "each item whole, the dropped one not at all";
+}
+
 TEST_F(MpvPlayerTest, BalanceSilencesTheOtherChannel)
 {
     const QString stereo = tone(u"stereo.wav"_s, 2);
