@@ -1,4 +1,5 @@
 #include "broadcast/frmttsmodify.h"
+#include "core/named.h"
 
 #include "broadcast/broadcastparts.h"
 #include "broadcast/broadcastscheduler.h"
@@ -29,13 +30,6 @@ const QString frmTTSModify::kMusicFilter =
 const QString frmTTSModify::kWaveFilter = u"WAV Files (*.WAV)|*.WAV"_s;
 
 namespace {
-
-template<typename W>
-W *named(W *w, const char *name)
-{
-    w->setObjectName(QString::fromLatin1(name));
-    return w;
-}
 
 } // namespace
 

@@ -1,4 +1,5 @@
 #include "broadcast/ttsappmain.h"
+#include "core/named.h"
 
 #include "broadcast/broadcaster.h"
 #include "broadcast/broadcastscheduler.h"
@@ -54,13 +55,6 @@ namespace {
 
 const QString kWaveFilter = u"All Files (*.*)|*.*|Wave Files (*.wav)|*.wav"_s;
 const QString kTextFilter = u"All Files (*.*)|*.*|Text, XML Files (*.txt;*.xml)|*.txt;*.xml"_s;
-
-template<typename W>
-W *named(W *w, const char *name)
-{
-    w->setObjectName(QString::fromLatin1(name));
-    return w;
-}
 
 QTableWidget *grid(const char *name, const QStringList &headings)
 {

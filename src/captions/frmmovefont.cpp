@@ -1,4 +1,5 @@
 #include "captions/frmmovefont.h"
+#include "core/named.h"
 
 #include "captions/captionscroller.h"
 #include "captions/captionstrip.h"
@@ -36,13 +37,6 @@ const QString kTitle = u"提示"_s;
 const QString kTimeFormat = u"HH:mm:00"_s;
 const QStringList kJumps{u"1"_s, u"2"_s, u"3"_s, u"5"_s, u"10"_s, u"15"_s, u"20"_s, u"30"_s, u"50"_s, u"100"_s};
 const QStringList kTops{u"0"_s, u"50"_s, u"100"_s, u"200"_s, u"300"_s, u"400"_s, u"500"_s, u"600"_s, u"700"_s};
-
-template<typename W>
-W *named(W *widget, const char *name)
-{
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
 
 QPushButton *button(const char *name, const QString &text, const QString &tip = QString())
 {

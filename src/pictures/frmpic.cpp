@@ -1,4 +1,5 @@
 #include "pictures/frmpic.h"
+#include "core/named.h"
 
 #include "pictures/slideshow.h"
 #include "platform/prompt.h"
@@ -29,13 +30,6 @@ const QString kOpenFilesTitle = u"打开多个文件"_s;
 const QString kPictureFilter =
     u"图片文件 (*.jpg;*.jpeg;*.bmp;*.png;*.gif)|*.jpg;*.jpeg;*.bmp;*.png;*.gif|All Files (*.*)|*.*"_s;
 const QString kCaption = u"图片显示在播放视窗中；点“播放”开始放映"_s;
-
-template<typename W>
-W *named(W *widget, const QString &name)
-{
-    widget->setObjectName(name);
-    return widget;
-}
 
 QPushButton *button(const QString &name, const QString &caption)
 {

@@ -1,4 +1,5 @@
 #include "scheduler/formaddtask.h"
+#include "core/named.h"
 
 #include "scheduler/editablelist.h"
 #include "scheduler/timepicker.h"
@@ -45,13 +46,6 @@ QPushButton *button(const QString &name, const QString &caption, QWidget *parent
     b->setObjectName(name);
     b->setAutoDefault(false);
     return b;
-}
-
-template<typename W>
-W *named(W *widget, const QString &name)
-{
-    widget->setObjectName(name);
-    return widget;
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "shell/mainform1.h"
+#include "core/named.h"
 
 #include "core/datafaults.h"
 #include "core/messagelog.h"
@@ -74,13 +75,6 @@ const QString kTimeFormat = u"H:mm:ss"_s;
 // Start-up delays offered, in seconds.
 const QStringList kDelays{u"0"_s, u"5"_s, u"10"_s, u"15"_s, u"20"_s, u"30"_s,
                           u"45"_s, u"60"_s, u"90"_s, u"120"_s, u"180"_s, u"300"_s};
-
-template<typename W>
-W *named(W *widget, const char *name)
-{
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
 
 QPushButton *button(const char *name, const QString &text, const QString &tip = QString())
 {
