@@ -22,7 +22,7 @@ qint64 wallMs(const QDateTime &t)
 QString stepSizeText(qint64 ms)
 {
     ms = std::llabs(ms);
-    if (ms < 60'000) {
+    if (ms < 59'950) { // from there it rounds to a whole minute
         const bool whole = ms % 1000 < 50 || ms % 1000 >= 950;
         return QString::number(double(ms) / 1000.0, 'f', whole ? 0 : 1) + u"秒"_s;
     }

@@ -196,3 +196,20 @@ TEST(ClockStepWatch, MeasuresStepsAgainstTheMonotonicClockAndNamesTheirSize)
     EXPECT_EQ(tav::stepSizeText(3'600'000), u"1小时");
     EXPECT_EQ(tav::stepSizeText(7'503'000), u"2小时5分3秒");
 }
+
+// A step is measured between two ticks, so it carries their jitter: its size
+// is told rounded, a minute measured a little short still a minute.
+TEST(ClockStepText, SizesAreToldRoundedAsAPersonWouldSayThem)
+{
+    const auto told = [](qint64 ms) {
+        tav::ClockStep step;
+        step.ms = ms;
+        return step.text();
+    };
+    EXPECT_TRUE(told(59'970).startsWith(u"系统时钟向前跳变1分，"_s)) << told(59'970).toStdString();
+    EXPECT_TRUE(told(60'040).startsWith(u"系统时钟向前跳变1分，"_s));
+    EXPECT_TRUE(told(-5'020).startsWith(u"系统时钟向后跳变5秒，"_s));
+    EXPECT_TRUE(told(2'500).startsWith(u"系统时钟向前跳变2.5秒，"_s));
+    EXPECT_TRUE(told(3'600'400).startsWith(u"系统时钟向前跳变1小时，"_s));
+    EXPECT_TRUE(told(3'661'000).startsWith(u"系统时钟向前跳变1小时1分1秒，"_s));
+}
