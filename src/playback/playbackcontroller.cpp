@@ -58,7 +58,17 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     connect(&m_timer1, &QTimer::timeout, this, &PlaybackController::nextItemStep);
     m_watchdog.setInterval(1000);
     connect(&m_watchdog, &QTimer::timeout, this, &PlaybackController::checkProgress);
+    m_preparedLimit.setSingleShot(true);
+    m_preparedLimit.setInterval(kPreparedMs);
+    connect(&m_preparedLimit, &QTimer::timeout, this, [this] {
+        if (m_holdsPrepared)
+            m_player.stop(); // its Stopped ends the holding, see below
+    });
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
+        if (m_holdsPrepared && s == MediaPlayer::State::Stopped) {
+            m_holdsPrepared = false; // let go unheard: no step follows
+            return;
+        }
         if (s == MediaPlayer::State::Stopped)
             m_timer1.start(); // (re)armed: the step runs one second from now
         if (s == MediaPlayer::State::Playing)
@@ -66,7 +76,13 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     });
     // The failing item's step runs outside the player's own event handling.
     connect(&m_player, &MediaPlayer::errorOccurred, this,
-            [this](const QString &url) { QTimer::singleShot(0, this, [this, url] { onError(url); }); });
+            [this](const QString &url) {
+                if (m_holdsPrepared) { // told when its task starts and opens it again
+                    m_holdsPrepared = false;
+                    return;
+                }
+                QTimer::singleShot(0, this, [this, url] { onError(url); });
+            });
 }
 
 QString PlaybackController::currentText() const
@@ -149,8 +165,23 @@ void PlaybackController::startTask(const QString &modeName, const QStringList &i
         emit videoVisibilityChanged(!(m_pictureCount && m_pictureCount() > 0));
 }
 
+void PlaybackController::prepare(const QString &path)
+{
+    if (m_holdsPrepared || m_player.state() != MediaPlayer::State::Stopped || path.isEmpty() || isStream(path)
+        || !isAudioOnly(path))
+        return;
+    m_player.prepare(path);
+    if (m_player.state() == MediaPlayer::State::Paused) {
+        m_holdsPrepared = true;
+        m_preparedLimit.start();
+    }
+}
+
 void PlaybackController::playSong()
 {
+    // The prepared item, if this is it, only has its pause lifted by open().
+    m_holdsPrepared = false;
+    m_preparedLimit.stop();
     emit itemOpening(currentText()); // its picture's window first
     m_player.open(currentText());
     emit playKeyChanged(true);
@@ -196,6 +227,10 @@ void PlaybackController::checkProgress()
 
 void PlaybackController::stop()
 {
+    if (m_holdsPrepared) { // silent anyway; kept for the start about to come
+        emit playKeyChanged(false);
+        return;
+    }
     m_player.stop();
     emit playKeyChanged(false);
 }

@@ -73,6 +73,16 @@ public:
     // The steps of starting a task now: mode, fresh list, first (or a random)
     // item. The caller sets the volume. An empty list plays nothing.
     void startTask(const QString &modeName, const QStringList &items);
+    // A task's first item, seconds before its start, while the player stands
+    // idle: loaded and held paused at its first sample (MediaPlayer::prepare),
+    // so that the start only lets it go. Files of sound only (no stream, no
+    // picture to wait for). A prepared item plays only when the start opens
+    // it; one that is not opened within kPreparedMs is let go unheard, and
+    // its loading or failing moves nothing in the play list.
+    void prepare(const QString &path);
+    static constexpr int kPreparedMs = 6000;
+    bool holdsPrepared() const { return m_holdsPrepared; }
+    void setPreparedTimeout(int ms) { m_preparedLimit.setInterval(ms); }
     void playSong();
     void stop();
     // The operator's stop key: also ends the list, so no next item follows.
@@ -157,6 +167,8 @@ private:
     int m_channel = 0;
     bool m_nowPlaying = false;
     QTimer m_timer1;
+    QTimer m_preparedLimit;
+    bool m_holdsPrepared = false;
     QTimer m_watchdog;
     qint64 m_stallMs = kStallMs;
     qint64 m_watchedProgress = -1;

@@ -11,6 +11,7 @@
 #include "scheduler/taskstore.h"
 
 #include <QFileInfo>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -178,6 +179,7 @@ void Scheduler::tick()
     const bool workingHours = m_settings.isOn(Switch::WorkingHours);
 
     startDueTasks(today, t);
+    prepareNext(today, t);
 
     if (!m_runningEnd.isEmpty()) {
         const int end = zh::secondsOfDay(m_runningEnd);
@@ -232,6 +234,36 @@ void Scheduler::startDueTasks(QDate today, int t)
     }
     for (const TodayTask *task : std::as_const(onTime))
         startTask(*task, today, task->fields.at(3));
+}
+
+void Scheduler::prepareNext(QDate today, int t)
+{
+    if (m_dayLoadingSince >= 0 || m_playback.holdsPrepared())
+        return;
+    // The start that comes next; of equal starts the last one, as it is the
+    // one that plays.
+    const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
+    const TodayTask *next = nullptr;
+    for (const TodayTask &task : m_store.today()) {
+        if (task.start <= t || task.start - t > kPrepareSeconds || !TaskStore::playsOn(task.days(), weekday, date))
+            continue;
+        if (!next || task.start <= next->start)
+            next = &task;
+    }
+    if (!next || m_preparedFor == wallKey(today, next->start))
+        return;
+    m_preparedFor = wallKey(today, next->start);
+    const QString name = next->name();
+    const auto mode = playModeFromName(next->fields.at(6));
+    if (!mode || *mode == PlayMode::Random) // its first item is drawn at the start
+        return;
+    QTimer::singleShot(kPrepareDelayMs, this, [this, name] {
+        if (QFileInfo(m_store.listFileOf(name)).size() > kListReadInTick)
+            return;
+        const QStringList media = TaskStore::readMediaList(m_store.dataDir(), name);
+        if (!media.isEmpty())
+            m_playback.prepare(media.first());
+    });
 }
 
 void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end)

@@ -135,6 +135,12 @@ signals:
 private:
     void startTask(const TodayTask &task, QDate today, const QString &end);
     void startDueTasks(QDate today, int t);
+    // A few seconds before a start, with the player idle, the task's first
+    // item is made ready (PlaybackController::prepare), half a second away
+    // from the tick, so that at its second only its pause goes.
+    static constexpr int kPrepareSeconds = 3;
+    static constexpr int kPrepareDelayMs = 300;
+    void prepareNext(QDate today, int t);
     void newDay(qint64 key);
     void playList(quint64 generation, const QString &name, const QString &mode, const QStringList &media,
                   int dropped);
@@ -170,6 +176,7 @@ private:
     quint64 m_dayGeneration = 0;
     qint64 m_dayLoadingSince = -1; // a new day's task file is being read since this second
     qint64 m_startsDoneAt = -1;    // the second whose starts have been made
+    qint64 m_preparedFor = -1;     // the start whose first item was made ready
     quint64 m_listGeneration = 0; // the task whose list is wanted
     qint64 m_lastKey = -1;       // the wall second of the previous tick
     qint64 m_highWater = -1;     // the latest wall second shown so far

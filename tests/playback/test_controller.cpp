@@ -308,3 +308,46 @@ TEST_F(WatchdogTest, ItRunsOnItsOwnOnceAnItemIsOpened)
     ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == tav::MediaPlayer::State::Stopped; }, 5000));
     EXPECT_TRUE(log.text().contains(u"文件错误:/m/1.mp3"));
 }
+
+// A task's first item made ready before its start: only the start lets it
+// go; unopened, failing or replaced it moves nothing and is never heard.
+TEST_F(ControllerTest, APreparedItemPlaysOnlyWhenItsStartOpensIt)
+{
+    using State = tav::MediaPlayer::State;
+    pc.prepare(u"/m/stream.mp3"_s.prepend(u"http:/"_s)); // streams are not held
+    pc.prepare(u"/m/2.mp4"_s);                           // nor pictures
+    EXPECT_FALSE(pc.holdsPrepared());
+    EXPECT_EQ(player.state(), State::Stopped);
+
+    pc.prepare(u"/m/1.mp3"_s);
+    ASSERT_TRUE(pc.holdsPrepared());
+    EXPECT_EQ(player.state(), State::Paused);
+    EXPECT_TRUE(player.opened.isEmpty());
+    pc.stop(); // the start stops what plays first: the held item stays
+    EXPECT_EQ(player.state(), State::Paused);
+    pc.startTask(u"顺序"_s, three);
+    EXPECT_FALSE(pc.holdsPrepared());
+    EXPECT_EQ(player.opened, QStringList{u"/m/1.mp3"_s});
+    player.finish();
+    EXPECT_TRUE(pc.isNextStepArmed()) << "its end is an item's end like any other";
+    pc.stopByOperator();
+    ASSERT_FALSE(pc.isNextStepArmed());
+
+    // Never opened: let go after its time, with no step and no word.
+    pc.setPreparedTimeout(50);
+    pc.appendItems(three); // the operator's list stands by, not playing
+    QSignalSpy selection(&pc, &PlaybackController::selectionChanged);
+    pc.prepare(u"/m/3.wav"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == State::Stopped; }, 2000));
+    EXPECT_FALSE(pc.holdsPrepared());
+    EXPECT_FALSE(pc.isNextStepArmed());
+
+    // It fails to load: told when its task opens it, not now.
+    pc.prepare(u"/m/3.wav"_s);
+    player.fail();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(pc.holdsPrepared());
+    EXPECT_FALSE(log.text().contains(u"文件错误"_s));
+    EXPECT_EQ(selection.count(), 0);
+    EXPECT_EQ(player.opened.size(), 1);
+}

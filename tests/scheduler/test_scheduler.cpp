@@ -1,4 +1,5 @@
 #include "scheduler/schedulerfixture.h"
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 using tav::Switch;
@@ -266,4 +267,35 @@ TEST_F(SchedulerTest, StartDelayHoldsBackTheFirstTicks)
     scheduler.delayStart(5);
     secondsAt({"2026-11-23 09:00:00"});
     EXPECT_TRUE(player.opened.isEmpty());
+}
+
+// Seconds before a start, with the player idle, the task's first item waits
+// paused; the start lets it go. Nothing is made ready over an item playing.
+TEST_F(SchedulerTest, TheNextStartsFirstItemIsMadeReadyAheadWhileThePlayerIsIdle)
+{
+    using State = tav::MediaPlayer::State;
+    addTask(1, u"升旗"_s, u"9:00:00"_s, u"9:30:00"_s);
+    startAt("2026-11-23 08:59:50");
+    secondsAt({"2026-11-23 08:59:56"}); // four seconds ahead: too early
+    QTest::qWait(600);
+    EXPECT_EQ(player.state(), State::Stopped);
+
+    secondsAt({"2026-11-23 08:59:57"});
+    EXPECT_EQ(player.state(), State::Stopped) << "never on the tick itself";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == State::Paused; }, 2000));
+    EXPECT_EQ(player.prepared, u"/m/升旗-a.mp3"_s);
+    EXPECT_TRUE(player.opened.isEmpty());
+
+    secondsAt({"2026-11-23 08:59:58", "2026-11-23 09:00:00"});
+    EXPECT_EQ(player.opened, QStringList{u"/m/升旗-a.mp3"_s});
+
+    // Playing: the next start is not made ready over it.
+    addTask(2, u"课间"_s, u"9:10:00"_s, u"9:20:00"_s);
+    store.load(clock.now().date());
+    player.sound();
+    player.prepared.clear();
+    secondsAt({"2026-11-23 09:09:58"});
+    QTest::qWait(600);
+    EXPECT_TRUE(player.prepared.isEmpty());
+    EXPECT_EQ(player.state(), State::Playing);
 }
