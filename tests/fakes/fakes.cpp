@@ -2,7 +2,11 @@
 
 #include "core/ini.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
@@ -128,6 +132,20 @@ QString DataFolder::text(const QString &name) const
 QDateTime at(const char *text)
 {
     return QDateTime::fromString(QString::fromLatin1(text), u"yyyy-MM-dd HH:mm:ss"_s);
+}
+
+void put(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly)) << path.toStdString();
+    f.write(bytes);
+}
+
+QByteArray bytesOf(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
 } // namespace tav::test

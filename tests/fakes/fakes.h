@@ -189,6 +189,11 @@ private:
     QTemporaryDir m_dir;
 };
 
+// Writes the bytes to the path, making its folders; reads a file's bytes
+// ("<missing>" when there is none).
+void put(const QString &path, const QByteArray &bytes);
+QByteArray bytesOf(const QString &path);
+
 // A local date and time from "yyyy-MM-dd HH:mm:ss".
 QDateTime at(const char *text);
 

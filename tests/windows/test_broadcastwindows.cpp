@@ -12,28 +12,11 @@
 #include "core/ini.h"
 #include "core/messagelog.h"
 #include "core/settings.h"
-#include "fakes/fakes.h"
+#include "widgets.h"
 #include "playback/playbackcontroller.h"
 
-#include <QAction>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDateEdit>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QSignalSpy>
-#include <QSlider>
-#include <QTableWidget>
-#include <QTest>
 #include <QTextEdit>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
@@ -74,12 +57,7 @@ protected:
         });
     }
     template<typename W = QWidget>
-    W *get(QWidget *in, const char *name) const
-    {
-        W *w = in->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(QWidget *in, const char *name) const { return tav::test::child<W>(in, name); }
     template<typename W = QWidget>
     W *get(const char *name) const { return get<W>(window.get(), name); }
     void setText(QWidget *in, const char *name, const QString &text)

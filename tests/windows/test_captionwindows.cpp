@@ -5,28 +5,14 @@
 #include "core/datadir.h"
 #include "core/messagelog.h"
 #include "core/settings.h"
-#include "fakes/fakes.h"
+#include "widgets.h"
 
-#include <QComboBox>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QHeaderView>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
 #include <QScrollBar>
-#include <QTableWidget>
-#include <QTest>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
@@ -54,12 +40,7 @@ protected:
         editor->setColourChooser([](const QColor &) { return std::optional<QColor>(); });
     }
     template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = editor->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(const char *name) const { return tav::test::child<W>(editor.get(), name); }
     void click(const char *name) { get<QAbstractButton>(name)->click(); }
     void type(const QString &text) { get<QLineEdit>("txtFont")->setText(text); }
     void times(const char *start, const char *end)
