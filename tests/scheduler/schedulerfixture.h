@@ -1,9 +1,6 @@
 #pragma once
 
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/rig.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
@@ -13,17 +10,10 @@
 using namespace Qt::StringLiterals;
 
 // A station with fake player, clock, prompt and shutdown on a temporary folder.
-struct SchedulerRig
+struct SchedulerRig : tav::test::PlaybackRig
 {
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{tav::test::at("2026-11-23 08:59:58")}; // a Monday
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
+    SchedulerRig() : PlaybackRig("2026-11-23 08:59:58") {}
     tav::test::FakeShutdown shutdown;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};

@@ -1,9 +1,6 @@
 #include "core/agenda.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
 #include "core/zhtext.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/rig.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskagenda.h"
@@ -25,18 +22,11 @@ namespace {
 // (Wednesday), a weekday stop (Saturday), working hours 8:00 to 18:00, a
 // daily shutdown at 16:30, a switched-off task, missing and partly missing
 // files, an empty list and two tasks starting in the same second.
-class AgendaWeek : public ::testing::Test
+class AgendaWeek : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 00:00:00")}; // a Monday
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
+    AgendaWeek() : PlaybackRig("2026-11-23 00:00:00") {}
     tav::test::FakeShutdown shutdown;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::TaskAgendaLane lane{store, settings, stopDates};

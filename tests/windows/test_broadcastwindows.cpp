@@ -8,12 +8,9 @@
 #include "broadcast/ttsappmain.h"
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
-#include "core/datadir.h"
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
+#include "fakes/rig.h"
 #include "widgets.h"
-#include "playback/playbackcontroller.h"
 
 #include <QSignalSpy>
 #include <QTextEdit>
@@ -22,18 +19,12 @@ namespace {
 
 // The broadcast windows over fake players and a fake voice, on Monday
 // 2026-11-23 at 08:00.
-class BroadcastWindows : public ::testing::Test
+class BroadcastWindows : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 08:00:00")};
-    tav::test::FakePlayer media, broadcastPlayer, voicePlayer;
+    BroadcastWindows() : PlaybackRig("2026-11-23 08:00:00") {}
+    tav::test::FakePlayer &media = player, broadcastPlayer, voicePlayer;
     tav::test::FakeSynth synth;
-    tav::test::ScriptedPrompt prompt;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{media, settings, log, clock};
     tav::Voice voice{synth, voicePlayer};
     tav::VoiceCatalog voices{&synth};
     tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};

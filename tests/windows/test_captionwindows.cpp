@@ -2,9 +2,7 @@
 #include "captions/captionscroller.h"
 #include "captions/captionstrip.h"
 #include "captions/frmmovefont.h"
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
+#include "fakes/rig.h"
 #include "widgets.h"
 
 #include <QElapsedTimer>
@@ -17,15 +15,10 @@
 namespace {
 
 // The editor and the strip on a data folder, the clock at 08:00.
-class CaptionWindows : public ::testing::Test
+class CaptionWindows : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-25 08:00:00")};
-    tav::test::ScriptedPrompt prompt;
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::Settings settings{dir};
+    CaptionWindows() : PlaybackRig("2026-11-25 08:00:00") {}
     tav::CaptionBook book{dir, log, clock};
     tav::CaptionScroller scroller{clock, settings, book};
     std::unique_ptr<tav::CaptionStrip> strip;

@@ -1,6 +1,5 @@
 #include "backup/frmfilebak.h"
-#include "core/datadir.h"
-#include "core/messagelog.h"
+#include "fakes/rig.h"
 #include "widgets.h"
 #include "timesync/localdaytime.h"
 #include "timesync/nettime.h"
@@ -202,14 +201,11 @@ TEST_F(BackupWindowTest, RestoreYesBringsTheFilesBackSetsTheOldAsideAndEnds)
 namespace {
 
 // The network time window over a keeper that asks local servers.
-class NetTimeWindowTest : public ::testing::Test
+class NetTimeWindowTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-24 07:14:00")};
+    NetTimeWindowTest() : PlaybackRig("2026-11-24 07:14:00") {}
     tav::test::FakeClockSetter setter;
-    tav::MessageLog log{dir.playLog(), clock};
     tav::TimeKeeper keeper{clock, dir, log};
 
     QString text(const tav::netTime &w, const char *name) const

@@ -1,13 +1,10 @@
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
+#include "fakes/rig.h"
 #include "widgets.h"
 #include "pictures/frmpic.h"
 #include "pictures/picturepanel.h"
 #include "pictures/slideshow.h"
 #include "playback/frmplay.h"
 #include "playback/mpvvideowidget.h"
-#include "playback/playbackcontroller.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -52,17 +49,10 @@ quint32 crc32(const QByteArray &bytes)
 
 } // namespace
 
-class PicturesWindow : public ::testing::Test
+class PicturesWindow : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
+    PicturesWindow() : PlaybackRig("2026-11-23 10:00:00") {}
     Slideshow show{clock, dir, playback, log};
     std::unique_ptr<tav::frmPic> window;
     QStringList chosen; // what the file dialog gives
