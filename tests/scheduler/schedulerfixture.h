@@ -21,10 +21,9 @@ struct SchedulerRig : tav::test::PlaybackRig
     void addTask(int n, const QString &name, const QString &start, const QString &end,
                  const QString &volume = u"50000"_s)
     {
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
-                     .arg(n).arg(name, start, end, volume);
+        songs += tav::test::taskSection(n, {.name = name, .start = start, .end = end, .volume = volume, .order = u"顺序"_s});
         d.write(u"【SONG】.ini"_s, songs);
-        d.write(name + u".ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/%1-a.mp3\n歌曲名称1=/m/%1-b.mp3\n"_s.arg(name));
+        d.write(name + u".ini"_s, tav::test::mediaList({u"/m/%1-a.mp3"_s.arg(name), u"/m/%1-b.mp3"_s.arg(name)}));
     }
     void startAt(const char *when) { startAt(tav::test::at(when)); }
     void startAt(const QDateTime &when)

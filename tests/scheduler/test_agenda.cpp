@@ -37,12 +37,9 @@ protected:
               const QStringList &media, const QString &timed = u"开"_s)
     {
         ++sections;
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=50000\nDevice=%5\nRecurrence=顺序\nRemind=%6\n"_s
-                     .arg(sections).arg(name, start, end, days, timed);
-        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
-        for (qsizetype i = 0; i < media.size(); ++i)
-            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media.at(i));
-        d.write(name + u".ini"_s, list);
+        songs += tav::test::taskSection(
+            sections, {.name = name, .start = start, .end = end, .days = days, .order = u"顺序"_s, .timed = timed});
+        d.write(name + u".ini"_s, tav::test::mediaList(media));
     }
     QString present(const QString &file)
     {

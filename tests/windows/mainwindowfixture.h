@@ -56,13 +56,10 @@ protected:
                  const QString &volume = u"50000"_s)
     {
         ++taskCount;
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
-                     .arg(taskCount).arg(name, start, end, volume);
+        songs += tav::test::taskSection(
+            taskCount, {.name = name, .start = start, .end = end, .volume = volume, .order = u"顺序"_s});
         d.write(u"【SONG】.ini"_s, songs);
-        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
-        for (int i = 0; i < media.size(); ++i)
-            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media[i]);
-        d.write(name + u".ini"_s, list);
+        d.write(name + u".ini"_s, tav::test::mediaList(media));
     }
     // Runs the once-a-second work as the real ticker does, at the given time.
     void tickAt(const char *when)
@@ -78,8 +75,7 @@ protected:
         QString song;
         for (int i = 0; i < nameAndDays.size(); ++i) {
             const QStringList nd = nameAndDays[i].split(u'|');
-            song += u"[FileInfo%1]\nName=%2\nTime=11:00:00\nDuration=11:10:00\nType=50000\nDevice=%3\n"
-                    "Recurrence=循环\nRemind=开\n"_s.arg(i + 1).arg(nd[0], nd[1]);
+            song += tav::test::taskSection(i + 1, {.name = nd[0], .start = u"11:00:00"_s, .end = u"11:10:00"_s, .days = nd[1]});
         }
         d.write(u"【SONG】.ini"_s, song);
     }
