@@ -1,15 +1,10 @@
-#include "broadcast/broadcaster.h"
 #include "broadcast/broadcastparts.h"
-#include "broadcast/broadcastscheduler.h"
-#include "broadcast/broadcaststore.h"
 #include "broadcast/frmpresentation.h"
 #include "broadcast/frmttsmodify.h"
 #include "broadcast/scriptstore.h"
 #include "broadcast/ttsappmain.h"
-#include "broadcast/voice.h"
-#include "broadcast/voices.h"
 #include "core/ini.h"
-#include "fakes/rig.h"
+#include "fakes/broadcastrig.h"
 #include "widgets.h"
 
 #include <QSignalSpy>
@@ -19,18 +14,11 @@ namespace {
 
 // The broadcast windows over fake players and a fake voice, on Monday
 // 2026-11-23 at 08:00.
-class BroadcastWindows : public ::testing::Test, protected tav::test::PlaybackRig
+class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig
 {
 protected:
-    BroadcastWindows() : PlaybackRig("2026-11-23 08:00:00") {}
-    tav::test::FakePlayer &media = player, broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
-    tav::Voice voice{synth, voicePlayer};
-    tav::VoiceCatalog voices{&synth};
-    tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
-    tav::BroadcastStore store{dir};
+    BroadcastWindows() : BroadcastRig("2026-11-23 08:00:00") {}
     tav::ScriptStore scripts{dir};
-    tav::BroadcastScheduler scheduler{clock, store, broadcaster, log};
     tav::BroadcastParts parts{store,      scripts,   scheduler, broadcaster, voice, voices, synth,
                               voicePlayer, broadcastPlayer, dir, clock,      log,   prompt};
     std::unique_ptr<tav::TTSAppMain> window;

@@ -272,7 +272,7 @@ TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
 TEST_F(MainWindowTest, DoubleClickDuringATimedTaskAsksAboutItsEndOnce)
 {
     writeTasks({u"早操|每天"_s});
-    d.write(u"早操.ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/1.mp3\n歌曲名称1=/m/2.mp3\n"_s);
+    d.write(u"早操.ini"_s, tav::test::mediaList({u"/m/1.mp3"_s, u"/m/2.mp3"_s}));
     start();
     clock.set(at("2026-11-23 11:00:00"));
     station->scheduler().onSecond();
