@@ -207,4 +207,15 @@ QByteArray bytesOf(const QString &path);
 // A local date and time from "yyyy-MM-dd HH:mm:ss".
 QDateTime at(const char *text);
 
+// What a station is given, faked, on a data folder; the clock starts at `now`.
+struct StationFakes
+{
+    explicit StationFakes(const char *now) : clock(at(now)) {}
+    DataFolder d;
+    FakeClock clock;
+    FakePlayer player;
+    ScriptedPrompt prompt;
+    FakeShutdown shutdown;
+};
+
 } // namespace tav::test

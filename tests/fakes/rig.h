@@ -8,16 +8,11 @@
 
 namespace tav::test {
 
-// A data folder with the station's settings, message log and playback over a
-// fake player and a scripted prompt, on a fake clock starting at `now`.
-struct PlaybackRig
+// The station's settings, message log and playback over the fakes.
+struct PlaybackRig : StationFakes
 {
-    explicit PlaybackRig(const char *now) : clock(at(now)) {}
-    DataFolder d;
+    using StationFakes::StationFakes;
     DataDir dir{d.path()};
-    FakeClock clock;
-    FakePlayer player;
-    ScriptedPrompt prompt;
     Settings settings{dir};
     MessageLog log{dir.playLog(), clock};
     PlaybackController playback{player, settings, log, clock};

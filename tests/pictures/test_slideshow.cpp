@@ -337,14 +337,10 @@ TEST_F(SlideshowTest, ATasksPicturesFollowItsModeAndInterval)
 }
 
 // The station between tasks: the clockwork asks, the slideshow answers.
-class StationSlideshowTest : public ::testing::Test
+class StationSlideshowTest : public ::testing::Test, protected tav::test::StationFakes
 {
 protected:
-    tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-23 08:59:58")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
+    StationSlideshowTest() : StationFakes("2026-11-23 08:59:58") {}
     std::unique_ptr<tav::Station> station;
 
     void SetUp() override

@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 struct SchedulerRig : tav::test::PlaybackRig
 {
     SchedulerRig() : PlaybackRig("2026-11-23 08:59:58") {}
-    tav::test::FakeShutdown shutdown;
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};

@@ -26,7 +26,6 @@ class AgendaWeek : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
     AgendaWeek() : PlaybackRig("2026-11-23 00:00:00") {}
-    tav::test::FakeShutdown shutdown;
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::TaskAgendaLane lane{store, settings, stopDates};

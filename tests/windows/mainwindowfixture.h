@@ -6,14 +6,10 @@
 #include "widgets.h"
 
 // The console on a Monday morning, on a temporary data folder.
-class MainWindowTest : public ::testing::Test
+class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes
 {
 protected:
-    tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
+    MainWindowTest() : StationFakes("2026-11-23 10:00:00") {}
     tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
     tav::test::FakePlayer broadcastPlayer, voicePlayer;
     tav::test::FakeSynth synth;
