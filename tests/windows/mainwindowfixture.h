@@ -32,14 +32,7 @@ protected:
     template<typename W = QWidget>
     W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
     void click(const char *name) { get<QAbstractButton>(name)->click(); }
-    QStringList gridNames() const
-    {
-        auto *grid = get<QTableWidget>("MSHFlexGrid1");
-        QStringList names;
-        for (int r = 0; r < grid->rowCount(); ++r)
-            names.append(grid->item(r, 1)->text());
-        return names;
-    }
+    QStringList gridNames() const { return tav::test::texts(get<QTableWidget>("MSHFlexGrid1"), 1); }
     void selectTask(const QString &name)
     {
         auto *grid = get<QTableWidget>("MSHFlexGrid1");

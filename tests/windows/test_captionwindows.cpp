@@ -41,14 +41,7 @@ protected:
         get<QTimeEdit>("DTPStart")->setTime(QTime::fromString(QString::fromLatin1(start), u"HH:mm"_s));
         get<QTimeEdit>("DTPend")->setTime(QTime::fromString(QString::fromLatin1(end), u"HH:mm"_s));
     }
-    QStringList column(int col) const
-    {
-        auto *grid = get<QTableWidget>("MSHFGfont");
-        QStringList texts;
-        for (int r = 0; r < grid->rowCount(); ++r)
-            texts.append(grid->item(r, col)->text());
-        return texts;
-    }
+    QStringList column(int col) const { return tav::test::texts(get<QTableWidget>("MSHFGfont"), col); }
     QString lastShown() const { return prompt.shown.isEmpty() ? QString() : prompt.shown.last(); }
 };
 

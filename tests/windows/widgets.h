@@ -36,12 +36,19 @@ W *child(const QObject *in, const char *name)
     return w;
 }
 
-// The texts of a list's rows, in order.
+// The texts of a list's rows, or of a grid's column, in order.
 inline QStringList texts(const QListWidget *list)
 {
     QStringList all;
     for (int i = 0; i < list->count(); ++i)
         all.append(list->item(i)->text());
+    return all;
+}
+inline QStringList texts(const QTableWidget *grid, int column)
+{
+    QStringList all;
+    for (int r = 0; r < grid->rowCount(); ++r)
+        all.append(grid->item(r, column)->text());
     return all;
 }
 
