@@ -209,9 +209,3 @@ TEST(CommandLineHelp, AVerbsOwnOptionsFollowItAndStationOptionsComeFirst)
     EXPECT_LT(row(u"  --data-dir DIR "_s), row(u"  -h, --help "_s));
     EXPECT_LT(row(u"  -h, --help "_s), row(u"  --archive DIR "_s));
 }
-
-TEST(CommandLineHelp, VersionNamesTheProgramAndItsVersion)
-{
-    EXPECT_EQ(CommandLine::versionText(), u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n');
-    EXPECT_TRUE(QRegularExpression(u"^\\d+\\.\\d+\\.\\d+$"_s).match(QStringLiteral(TAV_VERSION)).hasMatch());
-}

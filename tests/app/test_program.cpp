@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -77,6 +78,7 @@ TEST(Program, Version)
     const Answer r = run({u"--version"_s}, u"C.UTF-8"_s, home);
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n');
+    EXPECT_TRUE(QRegularExpression(u"^\\d+\\.\\d+\\.\\d+$"_s).match(QStringLiteral(TAV_VERSION)).hasMatch());
 }
 
 TEST(Program, WrongCommandLineExitsWithStatusTwoAndTouchesNothing)

@@ -20,19 +20,8 @@ using tav::test::at;
 
 namespace {
 
-void put(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
+using tav::test::bytesOf;
+using tav::test::put;
 
 // A station folder: settings, tasks, a list in a subfolder, the play log,
 // media (not data), and a hidden folder that is not searched.

@@ -1,13 +1,4 @@
-#include "broadcast/broadcaster.h"
-#include "broadcast/broadcastscheduler.h"
-#include "broadcast/broadcaststore.h"
-#include "broadcast/voice.h"
-#include "broadcast/voices.h"
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/broadcastrig.h"
 
 #include <QFileInfo>
 #include <QTest>
@@ -24,22 +15,10 @@ namespace {
 
 // A school's broadcasts on Monday 2026-11-23, with the players and the
 // voice faked; the prompt tone is in the folder.
-class BroadcastDay : public ::testing::Test
+class BroadcastDay : public ::testing::Test, protected tav::test::BroadcastRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 08:00:00")};
-    tav::test::FakePlayer media, broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{media, settings, log, clock};
-    tav::Voice voice{synth, voicePlayer};
-    tav::VoiceCatalog voices{&synth};
-    tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
-    tav::BroadcastStore store{dir};
-    BroadcastScheduler scheduler{clock, store, broadcaster, log};
+    BroadcastDay() : BroadcastRig("2026-11-23 08:00:00") {}
     QString tasks;
     int count = 0;
 

@@ -1,10 +1,7 @@
 #include "captions/captionbook.h"
 #include "captions/captionscroller.h"
-#include "core/datadir.h"
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,14 +31,10 @@ QStringList contents(const QList<Caption> &rows)
     return list;
 }
 
-class CaptionTest : public ::testing::Test
+class CaptionTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-25 08:00:00")};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::Settings settings{dir};
+    CaptionTest() : PlaybackRig("2026-11-25 08:00:00") {}
     CaptionBook book{dir, log, clock};
     CaptionScroller scroller{clock, settings, book};
 

@@ -103,25 +103,13 @@ struct Station
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
     }
-    void writeTask(int n, const QString &name, const QString &start, const QString &end,
-                   const QString &remind = u"开"_s, const QString &mode = u"循环"_s)
+    QString songs;
+    void writeTask(int n, const QString &name, const QString &start, const QString &end, const QString &remind = u"开"_s)
     {
-        const tav::IniFile song(data.file(u"【SONG】.ini"_s));
-        auto doc = *song.read();
-        const QString sec = u"FileInfo"_s + QString::number(n);
-        for (const auto &[k, v] : {std::pair{u"Name"_s, name}, {u"Time"_s, start}, {u"Duration"_s, end}, {u"Type"_s, u"65535"_s},
-                                   {u"Device"_s, u"每天"_s}, {u"Recurrence"_s, mode}, {u"Remind"_s, remind}})
-            doc.setValue(sec, k, v);
-        song.write(doc);
+        songs += tav::test::taskSection(n, {.name = name, .start = start, .end = end, .volume = u"65535"_s, .timed = remind});
+        data.write(u"【SONG】.ini"_s, songs);
     }
-    void writeList(const QString &name, const QStringList &files)
-    {
-        tav::IniDocument doc;
-        doc.setValue(u"多媒体文件数量"_s, u"数量"_s, QString::number(files.size()));
-        for (int i = 0; i < files.size(); ++i)
-            doc.setValue(u"歌曲"_s, u"歌曲名称"_s + QString::number(i), files[i]);
-        tav::IniFile(data.file(name + u".ini"_s)).write(doc);
-    }
+    void writeList(const QString &name, const QStringList &files) { data.write(name + u".ini"_s, tav::test::mediaList(files)); }
 };
 
 bool waitFor(const std::function<bool()> &done, int ms)

@@ -2,7 +2,11 @@
 
 #include "core/ini.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
@@ -128,6 +132,34 @@ QString DataFolder::text(const QString &name) const
 QDateTime at(const char *text)
 {
     return QDateTime::fromString(QString::fromLatin1(text), u"yyyy-MM-dd HH:mm:ss"_s);
+}
+
+QString taskSection(int n, const TaskText &t)
+{
+    return u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=%6\nRecurrence=%7\nRemind=%8\n"_s.arg(n).arg(
+        t.name, t.start, t.end, t.volume, t.days, t.order, t.timed);
+}
+
+QString mediaList(const QStringList &media)
+{
+    QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
+    for (qsizetype i = 0; i < media.size(); ++i)
+        list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media.at(i));
+    return list;
+}
+
+void put(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly)) << path.toStdString();
+    f.write(bytes);
+}
+
+QByteArray bytesOf(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
 } // namespace tav::test

@@ -199,7 +199,33 @@ private:
     QTemporaryDir m_dir;
 };
 
+// A task's section of 【SONG】.ini (number n) and the text of a task's media list file.
+struct TaskText
+{
+    QString name, start = QStringLiteral("9:00:00"), end = QStringLiteral("9:30:00");
+    QString days = QStringLiteral("每天"), volume = QStringLiteral("50000"), order = QStringLiteral("循环");
+    QString timed = QStringLiteral("开");
+};
+QString taskSection(int n, const TaskText &task);
+QString mediaList(const QStringList &media);
+
+// Writes the bytes to the path, making its folders; reads a file's bytes
+// ("<missing>" when there is none).
+void put(const QString &path, const QByteArray &bytes);
+QByteArray bytesOf(const QString &path);
+
 // A local date and time from "yyyy-MM-dd HH:mm:ss".
 QDateTime at(const char *text);
+
+// What a station is given, faked, on a data folder; the clock starts at `now`.
+struct StationFakes
+{
+    explicit StationFakes(const char *now) : clock(at(now)) {}
+    DataFolder d;
+    FakeClock clock;
+    FakePlayer player;
+    ScriptedPrompt prompt;
+    FakeShutdown shutdown;
+};
 
 } // namespace tav::test

@@ -1,11 +1,8 @@
 #include "broadcast/broadcaster.h"
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
 #include "pictures/picturestore.h"
 #include "pictures/slideshow.h"
-#include "playback/playbackcontroller.h"
 #include "scheduler/taskstore.h"
 #include "shell/station.h"
 
@@ -39,11 +36,10 @@ SlideshowSettings sample()
 
 } // namespace
 
-class PictureStoreTest : public ::testing::Test
+class PictureStoreTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
+    PictureStoreTest() : PlaybackRig("2026-11-23 10:00:00") {}
     PictureStore store{dir};
 };
 
@@ -67,7 +63,6 @@ TEST_F(PictureStoreTest, SavedSettingsComeBackAndTheSecondMonitorKeyStays)
                                 u"歌曲名称1=http://radio.example/live"_s, u"音乐模式=1"_s, u"播放音乐=1"_s,
                                 u"停播日期音乐静音=1"_s, u"输出到第二显示器=1"_s})
         EXPECT_TRUE(text.contains(line)) << line.toStdString();
-    tav::Settings settings{dir};
     settings.load();
     EXPECT_TRUE(settings.isOn(tav::Switch::SecondMonitor));
 }
@@ -128,16 +123,10 @@ TEST_F(PictureStoreTest, TenThousandPicturesGoAndComeBack)
 }
 
 // The slideshow on a fake clock, with a fake player behind the playback controller.
-class SlideshowTest : public ::testing::Test
+class SlideshowTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
+    SlideshowTest() : PlaybackRig("2026-11-23 10:00:00") {}
     Slideshow show{clock, dir, playback, log};
     QStringList shown;
 
@@ -348,14 +337,10 @@ TEST_F(SlideshowTest, ATasksPicturesFollowItsModeAndInterval)
 }
 
 // The station between tasks: the clockwork asks, the slideshow answers.
-class StationSlideshowTest : public ::testing::Test
+class StationSlideshowTest : public ::testing::Test, protected tav::test::StationFakes
 {
 protected:
-    tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-23 08:59:58")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
+    StationSlideshowTest() : StationFakes("2026-11-23 08:59:58") {}
     std::unique_ptr<tav::Station> station;
 
     void SetUp() override

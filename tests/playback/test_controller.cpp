@@ -1,8 +1,5 @@
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/rig.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
@@ -15,16 +12,11 @@ using tav::PlaybackController;
 using tav::PlayMode;
 using tav::test::at;
 
-class ControllerTest : public ::testing::Test
+class ControllerTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    PlaybackController pc{player, settings, log, clock};
+    ControllerTest() : PlaybackRig("2026-11-23 10:00:00") {}
+    PlaybackController &pc = playback;
     const QStringList three{u"/m/1.mp3"_s, u"/m/2.mp4"_s, u"/m/3.wav"_s};
 
     // The current item plays to its end and the one-second step runs.
@@ -209,7 +201,6 @@ TEST_F(ControllerTest, AudioOnlyItemsHideTheVideoWhenThereArePictures)
 TEST_F(ControllerTest, PathCheckReportsMissingFilesAndSkipsStreams)
 {
     d.write(u"here.mp3"_s, u"x"_s);
-    tav::test::ScriptedPrompt prompt;
     pc.setItems({d.file(u"here.mp3"_s), u"mms://radio"_s, u"http://s/live"_s, u" /m/gone.mp3 "_s, d.path()});
     const QString report = pc.checkPaths(u"早操"_s, prompt);
     EXPECT_EQ(report, u"早操：/m/gone.mp3定时任务的音乐路径错误！  \r\n");

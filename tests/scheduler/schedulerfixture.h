@@ -1,9 +1,6 @@
 #pragma once
 
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/rig.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
@@ -13,17 +10,9 @@
 using namespace Qt::StringLiterals;
 
 // A station with fake player, clock, prompt and shutdown on a temporary folder.
-struct SchedulerRig
+struct SchedulerRig : tav::test::PlaybackRig
 {
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{tav::test::at("2026-11-23 08:59:58")}; // a Monday
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
+    SchedulerRig() : PlaybackRig("2026-11-23 08:59:58") {}
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::Scheduler scheduler{clock, settings, store, stopDates, playback, log, shutdown, prompt};
@@ -31,10 +20,9 @@ struct SchedulerRig
     void addTask(int n, const QString &name, const QString &start, const QString &end,
                  const QString &volume = u"50000"_s)
     {
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
-                     .arg(n).arg(name, start, end, volume);
+        songs += tav::test::taskSection(n, {.name = name, .start = start, .end = end, .volume = volume, .order = u"顺序"_s});
         d.write(u"【SONG】.ini"_s, songs);
-        d.write(name + u".ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/%1-a.mp3\n歌曲名称1=/m/%1-b.mp3\n"_s.arg(name));
+        d.write(name + u".ini"_s, tav::test::mediaList({u"/m/%1-a.mp3"_s.arg(name), u"/m/%1-b.mp3"_s.arg(name)}));
     }
     void startAt(const char *when) { startAt(tav::test::at(when)); }
     void startAt(const QDateTime &when)

@@ -1,9 +1,6 @@
 #include "core/agenda.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
 #include "core/zhtext.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/rig.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskagenda.h"
@@ -25,18 +22,10 @@ namespace {
 // (Wednesday), a weekday stop (Saturday), working hours 8:00 to 18:00, a
 // daily shutdown at 16:30, a switched-off task, missing and partly missing
 // files, an empty list and two tasks starting in the same second.
-class AgendaWeek : public ::testing::Test
+class AgendaWeek : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 00:00:00")}; // a Monday
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
+    AgendaWeek() : PlaybackRig("2026-11-23 00:00:00") {}
     tav::TaskStore store{dir, settings};
     tav::StopDates stopDates{dir};
     tav::TaskAgendaLane lane{store, settings, stopDates};
@@ -47,12 +36,9 @@ protected:
               const QStringList &media, const QString &timed = u"开"_s)
     {
         ++sections;
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=50000\nDevice=%5\nRecurrence=顺序\nRemind=%6\n"_s
-                     .arg(sections).arg(name, start, end, days, timed);
-        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
-        for (qsizetype i = 0; i < media.size(); ++i)
-            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media.at(i));
-        d.write(name + u".ini"_s, list);
+        songs += tav::test::taskSection(
+            sections, {.name = name, .start = start, .end = end, .days = days, .order = u"顺序"_s, .timed = timed});
+        d.write(name + u".ini"_s, tav::test::mediaList(media));
     }
     QString present(const QString &file)
     {

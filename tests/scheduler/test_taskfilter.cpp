@@ -29,8 +29,7 @@ TEST(TaskFilter, PassesOrderAndSpans)
                             u"过远|指定 2026/12/25"_s, u"昨日|指定 2026/11/22"_s, u"坏日期|指定 明天"_s};
     for (int i = 0; i < tasks.size(); ++i) {
         const QStringList nd = tasks[i].split(u'|');
-        song += u"[FileInfo%1]\nName=%2\nTime=9:00:00\nDuration=9:10:00\nType=50000\nDevice=%3\n"
-                "Recurrence=循环\nRemind=开\n"_s.arg(i + 1).arg(nd[0], nd[1]);
+        song += tav::test::taskSection(i + 1, {.name = nd[0], .end = u"9:10:00"_s, .days = nd[1]});
     }
     d.write(u"【SONG】.ini"_s, song);
     const tav::DataDir dir(d.path());

@@ -16,8 +16,7 @@ QString task(int n, const QString &name, const QString &days = u"每天"_s,
              const QString &remind = u"开"_s, const QString &start = u"9:00:00"_s,
              const QString &end = u"9:30:00"_s)
 {
-    return u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=50000\nDevice=%5\nRecurrence=循环\nRemind=%6\n"_s
-        .arg(n).arg(name, start, end, days, remind);
+    return tav::test::taskSection(n, {.name = name, .start = start, .end = end, .days = days, .timed = remind});
 }
 
 const QDate kMonday(2026, 11, 23);

@@ -1,7 +1,5 @@
-#include "core/datadir.h"
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
 #include "timesync/daytime.h"
 #include "timesync/localdaytime.h"
 #include "timesync/timehealth.h"
@@ -90,14 +88,11 @@ TEST(TimeHealthTest, KeptBesideTheOtherSettingsAndReadBack)
     EXPECT_TRUE(again.status(now, false).warning);
 }
 
-class TimeKeeperTest : public ::testing::Test
+class TimeKeeperTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-24 07:14:00")};
+    TimeKeeperTest() : PlaybackRig("2026-11-24 07:14:00") {}
     tav::test::FakeClockSetter setter;
-    tav::MessageLog log{dir.playLog(), clock};
     tav::TimeKeeper keeper{clock, dir, log};
     LocalDaytime server{{nist("26-11-23 23:14:19")}};
 

@@ -1,62 +1,24 @@
-#include "broadcast/broadcaster.h"
 #include "broadcast/broadcastparts.h"
-#include "broadcast/broadcastscheduler.h"
-#include "broadcast/broadcaststore.h"
 #include "broadcast/frmpresentation.h"
 #include "broadcast/frmttsmodify.h"
 #include "broadcast/scriptstore.h"
 #include "broadcast/ttsappmain.h"
-#include "broadcast/voice.h"
-#include "broadcast/voices.h"
-#include "core/datadir.h"
 #include "core/ini.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
-#include "playback/playbackcontroller.h"
+#include "fakes/broadcastrig.h"
+#include "widgets.h"
 
-#include <QAction>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDateEdit>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QSignalSpy>
-#include <QSlider>
-#include <QTableWidget>
-#include <QTest>
 #include <QTextEdit>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
 // The broadcast windows over fake players and a fake voice, on Monday
 // 2026-11-23 at 08:00.
-class BroadcastWindows : public ::testing::Test
+class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 08:00:00")};
-    tav::test::FakePlayer media, broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
-    tav::test::ScriptedPrompt prompt;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{media, settings, log, clock};
-    tav::Voice voice{synth, voicePlayer};
-    tav::VoiceCatalog voices{&synth};
-    tav::Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
-    tav::BroadcastStore store{dir};
+    BroadcastWindows() : BroadcastRig("2026-11-23 08:00:00") {}
     tav::ScriptStore scripts{dir};
-    tav::BroadcastScheduler scheduler{clock, store, broadcaster, log};
     tav::BroadcastParts parts{store,      scripts,   scheduler, broadcaster, voice, voices, synth,
                               voicePlayer, broadcastPlayer, dir, clock,      log,   prompt};
     std::unique_ptr<tav::TTSAppMain> window;
@@ -74,12 +36,7 @@ protected:
         });
     }
     template<typename W = QWidget>
-    W *get(QWidget *in, const char *name) const
-    {
-        W *w = in->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(QWidget *in, const char *name) const { return tav::test::child<W>(in, name); }
     template<typename W = QWidget>
     W *get(const char *name) const { return get<W>(window.get(), name); }
     void setText(QWidget *in, const char *name, const QString &text)

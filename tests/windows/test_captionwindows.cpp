@@ -2,44 +2,23 @@
 #include "captions/captionscroller.h"
 #include "captions/captionstrip.h"
 #include "captions/frmmovefont.h"
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
+#include "widgets.h"
 
-#include <QComboBox>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QHeaderView>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
 #include <QScrollBar>
-#include <QTableWidget>
-#include <QTest>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
 // The editor and the strip on a data folder, the clock at 08:00.
-class CaptionWindows : public ::testing::Test
+class CaptionWindows : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-25 08:00:00")};
-    tav::test::ScriptedPrompt prompt;
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::Settings settings{dir};
+    CaptionWindows() : PlaybackRig("2026-11-25 08:00:00") {}
     tav::CaptionBook book{dir, log, clock};
     tav::CaptionScroller scroller{clock, settings, book};
     std::unique_ptr<tav::CaptionStrip> strip;
@@ -54,12 +33,7 @@ protected:
         editor->setColourChooser([](const QColor &) { return std::optional<QColor>(); });
     }
     template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = editor->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(const char *name) const { return tav::test::child<W>(editor.get(), name); }
     void click(const char *name) { get<QAbstractButton>(name)->click(); }
     void type(const QString &text) { get<QLineEdit>("txtFont")->setText(text); }
     void times(const char *start, const char *end)
@@ -67,14 +41,7 @@ protected:
         get<QTimeEdit>("DTPStart")->setTime(QTime::fromString(QString::fromLatin1(start), u"HH:mm"_s));
         get<QTimeEdit>("DTPend")->setTime(QTime::fromString(QString::fromLatin1(end), u"HH:mm"_s));
     }
-    QStringList column(int col) const
-    {
-        auto *grid = get<QTableWidget>("MSHFGfont");
-        QStringList texts;
-        for (int r = 0; r < grid->rowCount(); ++r)
-            texts.append(grid->item(r, col)->text());
-        return texts;
-    }
+    QStringList column(int col) const { return tav::test::texts(get<QTableWidget>("MSHFGfont"), col); }
     QString lastShown() const { return prompt.shown.isEmpty() ? QString() : prompt.shown.last(); }
 };
 

@@ -1,49 +1,20 @@
 #include "backup/frmfilebak.h"
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
+#include "widgets.h"
 #include "timesync/localdaytime.h"
 #include "timesync/nettime.h"
 #include "timesync/timekeeper.h"
 
 #include <QDir>
 #include <QFile>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
-void put(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
+using tav::test::bytesOf;
+using tav::test::put;
 
-QByteArray bytesOf(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-QStringList items(const QListWidget *list)
-{
-    QStringList texts;
-    for (int i = 0; i < list->count(); ++i)
-        texts.append(list->item(i)->text());
-    return texts;
-}
 
 // The backup window on a station folder, with a backup folder beside it.
 class BackupWindowTest : public ::testing::Test
@@ -74,12 +45,7 @@ protected:
         window->setExit([this] { ++exits; });
     }
     template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = window->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
     bool enabled(const char *name) const { return get<QPushButton>(name)->isEnabled(); }
     // Clicks and waits for the work the click started.
     bool clickAndWait(const char *name)
@@ -146,7 +112,7 @@ TEST_F(BackupWindowTest, FoldersAreCheckedInOrderBeforeAnySearch)
         EXPECT_EQ(prompt.shown, QStringList{u"警告|"_s + c.message});
     }
     // Nothing was searched, nothing copied, the last results stay.
-    EXPECT_EQ(items(get<QListWidget>("List1")), QStringList{u"上次的结果"_s});
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List1")), QStringList{u"上次的结果"_s});
     EXPECT_TRUE(QDir(backupDir.path()).isEmpty());
 }
 
@@ -166,10 +132,10 @@ TEST_F(BackupWindowTest, PickedFoldersAreRememberedAndTheComparisonListsTheFiles
     put(backupDir.filePath(u"旧.txt"_s), "x");
     ASSERT_TRUE(clickAndWait("Command3"));
     // The remembered folders are a data file too.
-    EXPECT_EQ(items(get<QListWidget>("List3")), (QStringList{u"【FILEBAK】.ini"_s, u"字幕/欢迎.txt"_s}));
-    EXPECT_EQ(items(get<QListWidget>("List4")), QStringList{u"旧.txt"_s});
-    EXPECT_EQ(items(get<QListWidget>("List5")), QStringList{u"【SONG】.ini"_s});
-    EXPECT_EQ(items(get<QListWidget>("List6")), QStringList{u"早操.ini"_s});
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List3")), (QStringList{u"【FILEBAK】.ini"_s, u"字幕/欢迎.txt"_s}));
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List4")), QStringList{u"旧.txt"_s});
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List5")), QStringList{u"【SONG】.ini"_s});
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List6")), QStringList{u"早操.ini"_s});
     EXPECT_EQ(get<QListWidget>("List1")->count(), 4); // media files are not data
     EXPECT_TRUE(get<QLabel>("lblProgress")->text().startsWith(u"分析目的文件夹："_s))
         << get<QLabel>("lblProgress")->text().toStdString();
@@ -235,14 +201,11 @@ TEST_F(BackupWindowTest, RestoreYesBringsTheFilesBackSetsTheOldAsideAndEnds)
 namespace {
 
 // The network time window over a keeper that asks local servers.
-class NetTimeWindowTest : public ::testing::Test
+class NetTimeWindowTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-24 07:14:00")};
+    NetTimeWindowTest() : PlaybackRig("2026-11-24 07:14:00") {}
     tav::test::FakeClockSetter setter;
-    tav::MessageLog log{dir.playLog(), clock};
     tav::TimeKeeper keeper{clock, dir, log};
 
     QString text(const tav::netTime &w, const char *name) const

@@ -1,20 +1,11 @@
 #include "core/settings.h"
-#include "fakes/fakes.h"
+#include "widgets.h"
 #include "scheduler/formaddtask.h"
 
-#include <QComboBox>
 #include <QDir>
 #include <QFile>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 #include <QSignalSpy>
-#include <QTest>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
 
 static const QString kSong = u"【SONG】.ini"_s;
 

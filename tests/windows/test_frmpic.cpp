@@ -1,37 +1,20 @@
-#include "core/datadir.h"
-#include "core/messagelog.h"
-#include "core/settings.h"
-#include "fakes/fakes.h"
+#include "fakes/rig.h"
+#include "widgets.h"
 #include "pictures/frmpic.h"
 #include "pictures/picturepanel.h"
 #include "pictures/slideshow.h"
 #include "playback/frmplay.h"
 #include "playback/mpvvideowidget.h"
-#include "playback/playbackcontroller.h"
 
-#include <QAbstractButton>
 #include <QBuffer>
-#include <QCheckBox>
-#include <QComboBox>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QPainter>
-#include <QPushButton>
 #include <QSignalSpy>
-#include <QTest>
 #include <QtEndian>
 
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
 using tav::Slideshow;
-using tav::test::at;
 
 namespace {
 
@@ -66,17 +49,10 @@ quint32 crc32(const QByteArray &bytes)
 
 } // namespace
 
-class PicturesWindow : public ::testing::Test
+class PicturesWindow : public ::testing::Test, protected tav::test::PlaybackRig
 {
 protected:
-    tav::test::DataFolder d;
-    tav::DataDir dir{d.path()};
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::Settings settings{dir};
-    tav::MessageLog log{dir.playLog(), clock};
-    tav::PlaybackController playback{player, settings, log, clock};
+    PicturesWindow() : PlaybackRig("2026-11-23 10:00:00") {}
     Slideshow show{clock, dir, playback, log};
     std::unique_ptr<tav::frmPic> window;
     QStringList chosen; // what the file dialog gives
@@ -88,21 +64,9 @@ protected:
         window->setFileChooser([this](const QString &, const QString &) { return chosen; });
     }
     template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = window->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
+    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
     void click(const char *name) { get<QAbstractButton>(name)->click(); }
-    QStringList items(const char *list) const
-    {
-        QStringList texts;
-        auto *w = get<QListWidget>(list);
-        for (int i = 0; i < w->count(); ++i)
-            texts.append(w->item(i)->text());
-        return texts;
-    }
+    QStringList items(const char *list) const { return tav::test::texts(get<QListWidget>(list)); }
     void type(const char *combo, const QString &text) { get<QComboBox>(combo)->setEditText(text); }
 };
 

@@ -1,21 +1,13 @@
 #include "core/datadir.h"
 #include "core/settings.h"
-#include "fakes/fakes.h"
+#include "widgets.h"
 #include "playback/frmfullmv.h"
 #include "playback/frmplay.h"
 #include "playback/mpvvideowidget.h"
 
 #include <QGuiApplication>
-#include <QLabel>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 

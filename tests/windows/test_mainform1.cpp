@@ -2,140 +2,32 @@
 #include "captions/frmmovefont.h"
 #include "core/datafaults.h"
 #include "core/ini.h"
-#include "fakes/fakes.h"
+#include "mainwindowfixture.h"
 #include "playback/frmplay.h"
 #include "playback/playbackcontroller.h"
 #include "scheduler/taskgrid.h"
 #include "scheduler/timepicker.h"
 #include "shell/agendapage.h"
-#include "shell/autostart.h"
-#include "shell/mainform1.h"
 #include "shell/language.h"
 #include "shell/messageboxprompt.h"
 #include "pictures/frmtopmost.h"
 #include "pictures/logocontrols.h"
 #include "pictures/picturepanel.h"
 #include "pictures/slideshow.h"
-#include "shell/station.h"
 #include "shell/stopwatch.h"
 #include "timesync/localdaytime.h"
 #include "timesync/timekeeper.h"
 
-#include <QAction>
-#include <QHeaderView>
-#include <QCalendarWidget>
-#include <QSlider>
 #include <QApplication>
-#include <QMessageBox>
-#include <QTimer>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QFile>
-#include <QCoreApplication>
-#include <QDateEdit>
+#include <QCalendarWidget>
 #include <QDir>
+#include <QFile>
 #include <QGroupBox>
-#include <QLabel>
-#include <QLineEdit>
+#include <QHeaderView>
 #include <QListWidget>
-#include <QPlainTextEdit>
-#include <QPushButton>
+#include <QMessageBox>
 #include <QTabWidget>
-#include <QTableWidget>
-#include <QTest>
-#include <QTimeEdit>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
-
-// The console on a Monday morning, on a temporary data folder.
-class MainWindowTest : public ::testing::Test
-{
-protected:
-    tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
-    tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
-    tav::test::FakePlayer broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
-    bool withBroadcasts = false; // the station gets its broadcast players and voice
-    tav::test::DataFolder autostartDir;
-    tav::AutoStart autoStart{autostartDir.path()};
-    std::unique_ptr<tav::Station> station;
-    std::unique_ptr<tav::MainForm1> window;
-
-    // Starts (or restarts) the program on the folder.
-    void start()
-    {
-        window.reset();
-        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
-        if (withBroadcasts)
-            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
-        window = std::make_unique<tav::MainForm1>(*station, autoStart);
-        window->startUp();
-    }
-    template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = window->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
-    void click(const char *name) { get<QAbstractButton>(name)->click(); }
-    QStringList gridNames() const
-    {
-        auto *grid = get<QTableWidget>("MSHFlexGrid1");
-        QStringList names;
-        for (int r = 0; r < grid->rowCount(); ++r)
-            names.append(grid->item(r, 1)->text());
-        return names;
-    }
-    void selectTask(const QString &name)
-    {
-        auto *grid = get<QTableWidget>("MSHFlexGrid1");
-        for (int r = 0; r < grid->rowCount(); ++r)
-            if (grid->item(r, 1)->text() == name)
-                grid->setCurrentCell(r, 1);
-    }
-    // A daily task with its media list; tasks accumulate in 【SONG】.ini.
-    void addTask(const QString &name, const QString &start, const QString &end, const QStringList &media,
-                 const QString &volume = u"50000"_s)
-    {
-        ++taskCount;
-        songs += u"[FileInfo%1]\nName=%2\nTime=%3\nDuration=%4\nType=%5\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s
-                     .arg(taskCount).arg(name, start, end, volume);
-        d.write(u"【SONG】.ini"_s, songs);
-        QString list = u"[多媒体文件数量]\n数量=%1\n[歌曲]\n"_s.arg(media.size());
-        for (int i = 0; i < media.size(); ++i)
-            list += u"歌曲名称%1=%2\n"_s.arg(i).arg(media[i]);
-        d.write(name + u".ini"_s, list);
-    }
-    // Runs the once-a-second work as the real ticker does, at the given time.
-    void tickAt(const char *when)
-    {
-        clock.set(at(when));
-        emit station->ticker().second();
-    }
-    QString songs;
-    int taskCount = 0;
-
-    void writeTasks(const QStringList &nameAndDays)
-    {
-        QString song;
-        for (int i = 0; i < nameAndDays.size(); ++i) {
-            const QStringList nd = nameAndDays[i].split(u'|');
-            song += u"[FileInfo%1]\nName=%2\nTime=11:00:00\nDuration=11:10:00\nType=50000\nDevice=%3\n"
-                    "Recurrence=循环\nRemind=开\n"_s.arg(i + 1).arg(nd[0], nd[1]);
-        }
-        d.write(u"【SONG】.ini"_s, song);
-    }
-};
+#include <QTimer>
 
 TEST_F(MainWindowTest, FilterButtonsShowTheirTasks)
 {
@@ -380,7 +272,7 @@ TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
 TEST_F(MainWindowTest, DoubleClickDuringATimedTaskAsksAboutItsEndOnce)
 {
     writeTasks({u"早操|每天"_s});
-    d.write(u"早操.ini"_s, u"[多媒体文件数量]\n数量=2\n[歌曲]\n歌曲名称0=/m/1.mp3\n歌曲名称1=/m/2.mp3\n"_s);
+    d.write(u"早操.ini"_s, tav::test::mediaList({u"/m/1.mp3"_s, u"/m/2.mp3"_s}));
     start();
     clock.set(at("2026-11-23 11:00:00"));
     station->scheduler().onSecond();

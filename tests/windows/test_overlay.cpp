@@ -1,34 +1,18 @@
 #include "core/ini.h"
-#include "fakes/fakes.h"
+#include "mainwindowfixture.h"
 #include "pictures/frmtimeshow.h"
 #include "pictures/frmtopmost.h"
 #include "pictures/logocontrols.h"
 #include "pictures/logomask.h"
 #include "pictures/overlaykeeper.h"
-#include "shell/autostart.h"
-#include "shell/mainform1.h"
-#include "shell/station.h"
 
-#include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QScreen>
 #include <QSet>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-
-using namespace Qt::StringLiterals;
-using tav::test::at;
 
 namespace {
 
@@ -288,42 +272,13 @@ TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
 }
 
 // The console with its overlay on a temporary data folder.
-class LogoConsoleTest : public ::testing::Test
+class LogoConsoleTest : public MainWindowTest
 {
 protected:
-    tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-23 10:00:00")};
-    tav::test::FakePlayer player;
-    tav::test::ScriptedPrompt prompt;
-    tav::test::FakeShutdown shutdown;
-    tav::test::DataFolder autostartDir;
-    tav::AutoStart autoStart{autostartDir.path()};
-    std::unique_ptr<tav::Station> station;
-    std::unique_ptr<tav::MainForm1> window;
-
-    void start()
-    {
-        window.reset();
-        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
-        window = std::make_unique<tav::MainForm1>(*station, autoStart);
-        window->startUp();
-    }
-    template<typename W = QWidget>
-    W *get(const char *name) const
-    {
-        W *w = window->findChild<W *>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
-    }
     tav::frmTopMost *overlay() const { return window->findChild<tav::LogoControls *>()->overlay(); }
     QString control(const QString &section, const QString &key) const
     {
         return tav::IniFile(tav::DataDir(d.path()).control()).value(section, key);
-    }
-    void tickAt(const char *when)
-    {
-        clock.set(at(when));
-        emit station->ticker().second();
     }
     void placeLogo(const QString &top, const QString &left)
     {

@@ -1,4 +1,4 @@
-#include "fakes/fakes.h"
+#include "widgets.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
 
@@ -6,11 +6,8 @@
 #include <QRegularExpression>
 #include <QTextBrowser>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-using namespace Qt::StringLiterals;
 using tav::HelpWindow;
 using tav::Skins;
 using Skin = tav::Skins::Skin;

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "broadcast/broadcaster.h"
+#include "broadcast/broadcastscheduler.h"
+#include "broadcast/broadcaststore.h"
+#include "broadcast/voice.h"
+#include "broadcast/voices.h"
+#include "fakes/rig.h"
+
+namespace tav::test {
+
+// The broadcasts' day over fake players (the media task's is `media`) and a
+// fake voice.
+struct BroadcastRig : PlaybackRig
+{
+    using PlaybackRig::PlaybackRig;
+    FakePlayer &media = player, broadcastPlayer, voicePlayer;
+    FakeSynth synth;
+    Voice voice{synth, voicePlayer};
+    VoiceCatalog voices{&synth};
+    Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
+    BroadcastStore store{dir};
+    BroadcastScheduler scheduler{clock, store, broadcaster, log};
+};
+
+} // namespace tav::test

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "shell/autostart.h"
+#include "shell/mainform1.h"
+#include "shell/station.h"
+#include "widgets.h"
+
+// The console on a Monday morning, on a temporary data folder.
+class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes
+{
+protected:
+    MainWindowTest() : StationFakes("2026-11-23 10:00:00") {}
+    tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
+    tav::test::FakePlayer broadcastPlayer, voicePlayer;
+    tav::test::FakeSynth synth;
+    bool withBroadcasts = false; // the station gets its broadcast players and voice
+    tav::test::DataFolder autostartDir;
+    tav::AutoStart autoStart{autostartDir.path()};
+    std::unique_ptr<tav::Station> station;
+    std::unique_ptr<tav::MainForm1> window;
+
+    // Starts (or restarts) the program on the folder.
+    void start()
+    {
+        window.reset();
+        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        if (withBroadcasts)
+            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+        window = std::make_unique<tav::MainForm1>(*station, autoStart);
+        window->startUp();
+    }
+    template<typename W = QWidget>
+    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
+    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    QStringList gridNames() const { return tav::test::texts(get<QTableWidget>("MSHFlexGrid1"), 1); }
+    void selectTask(const QString &name)
+    {
+        auto *grid = get<QTableWidget>("MSHFlexGrid1");
+        for (int r = 0; r < grid->rowCount(); ++r)
+            if (grid->item(r, 1)->text() == name)
+                grid->setCurrentCell(r, 1);
+    }
+    // A daily task with its media list; tasks accumulate in 【SONG】.ini.
+    void addTask(const QString &name, const QString &start, const QString &end, const QStringList &media,
+                 const QString &volume = u"50000"_s)
+    {
+        ++taskCount;
+        songs += tav::test::taskSection(
+            taskCount, {.name = name, .start = start, .end = end, .volume = volume, .order = u"顺序"_s});
+        d.write(u"【SONG】.ini"_s, songs);
+        d.write(name + u".ini"_s, tav::test::mediaList(media));
+    }
+    // Runs the once-a-second work as the real ticker does, at the given time.
+    void tickAt(const char *when)
+    {
+        clock.set(at(when));
+        emit station->ticker().second();
+    }
+    QString songs;
+    int taskCount = 0;
+
+    void writeTasks(const QStringList &nameAndDays)
+    {
+        QString song;
+        for (int i = 0; i < nameAndDays.size(); ++i) {
+            const QStringList nd = nameAndDays[i].split(u'|');
+            song += tav::test::taskSection(i + 1, {.name = nd[0], .start = u"11:00:00"_s, .end = u"11:10:00"_s, .days = nd[1]});
+        }
+        d.write(u"【SONG】.ini"_s, song);
+    }
+};
