@@ -33,6 +33,11 @@ Voice::Voice(SpeechSynth &synth, MediaPlayer &out, QObject *parent)
 Voice::~Voice()
 {
     ++m_generation;
+    // A synthesis still running uses the engine and the temporary folder,
+    // which go with this object or after it.
+    for (const QPointer<QThread> &worker : std::as_const(m_workers))
+        if (worker)
+            worker->wait();
 }
 
 void Voice::setVolume(int percent)
@@ -109,6 +114,8 @@ void Voice::startNext()
         audio->samples.clear(); // the file has them; only the marks come back
     });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    m_workers.removeIf([](const QPointer<QThread> &w) { return w.isNull(); });
+    m_workers.append(worker);
     connect(worker, &QThread::finished, this, [this, generation, audio, error, path] {
         synthesised(generation, audio->marks, path, *error);
     });

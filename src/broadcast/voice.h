@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
+#include <QPointer>
+#include <QThread>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -97,6 +99,7 @@ private:
     bool m_active = false;     // m_current is being synthesised or played
     bool m_playing = false;    // its sound is on the player
     quint64 m_generation = 0;  // synthesis results of purged texts are dropped
+    QList<QPointer<QThread>> m_workers; // syntheses under way, awaited at the end
     int m_stream = 0;
     QList<SpeechMark> m_marks;
     qsizetype m_nextMark = 0;

@@ -360,3 +360,20 @@ TEST_F(BroadcastDay, AToneMadeReadyForABroadcastWithoutOneIsLetGo)
     EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Stopped);
     EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
 }
+
+// A voice that goes while its text is still being synthesised waits for the
+// synthesis: the engine and the temporary folder it uses go with it or after.
+TEST(VoiceEnd, AVoiceGoneMidSynthesisLeavesNothingRunning)
+{
+    tav::test::FakeSynth slowSynth;
+    tav::test::FakePlayer out;
+    slowSynth.delayMs = 300;
+    {
+        tav::Voice voice(slowSynth, out);
+        voice.speak(u"各位同学请注意"_s);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return slowSynth.running > 0; }, 2000));
+    }
+    EXPECT_EQ(slowSynth.running, 0);
+    QTest::qWait(50); // the worker's own end, handled after its voice has gone
+    EXPECT_TRUE(out.opened.isEmpty());
+}

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -36,6 +38,10 @@ void FakePlayer::setState(State s)
 
 bool FakeSynth::synthesize(const QString &text, const QString &voiceId, int, SpeechAudio *out, QString *error)
 {
+    ++running;
+    const auto done = qScopeGuard([this] { --running; });
+    if (delayMs > 0)
+        QThread::msleep(delayMs);
     {
         std::lock_guard guard(m_lock);
         m_texts.append(text);

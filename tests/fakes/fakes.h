@@ -14,6 +14,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <atomic>
 #include <mutex>
 #include <ostream>
 
@@ -175,6 +176,8 @@ public:
     QStringList texts() const;
     QStringList voiceIds() const;
     QString refusal;
+    std::atomic<int> delayMs{0}; // each synthesis takes at least this long
+    std::atomic<int> running{0}; // syntheses under way now
 
 private:
     mutable std::mutex m_lock;
