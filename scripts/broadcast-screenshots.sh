@@ -6,8 +6,6 @@
 # editor, the scripts page and the script dialog.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
-bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
 with_openbox

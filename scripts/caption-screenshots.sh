@@ -7,8 +7,6 @@
 # XVFB_DISPLAY picks the Xvfb display (default: the first free from 93).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
-bin=$(pwd)/build/src/app/tavplayer
 
 XVFB_DISPLAY=${XVFB_DISPLAY:-93} XVFB_SCREEN=1920x1080x24 source scripts/xvfb.sh
 openbox >/dev/null 2>&1 &

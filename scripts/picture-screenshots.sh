@@ -7,8 +7,6 @@
 # lines about a missing picture.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
-bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
 with_openbox

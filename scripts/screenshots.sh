@@ -4,12 +4,11 @@
 # into DIR (default ./screenshots), for a person to look at.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
 
 source scripts/xvfb.sh
 data=$work/data
 scripts/make-sample-data.sh "$data" >/dev/null
-build/src/app/tavplayer --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
+"$bin" --data-dir "$data" --player-option ao=null >/dev/null 2>&1 &
 app=$!
 xdotool search --sync --onlyvisible --name '^Tavrel' >/dev/null
 sleep 1

@@ -5,8 +5,6 @@
 # (default ./screenshots), for a person to look at.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
-bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
 ffmpeg -loglevel error -f lavfi -i testsrc=size=640x360:rate=25 -t 30 -pix_fmt yuv420p -c:v libx264 "$work/test.mp4"

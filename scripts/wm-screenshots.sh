@@ -7,8 +7,6 @@
 # put it), its row marked in the grid, and the task grid in each of the three looks.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
-bin=$(pwd)/build/src/app/tavplayer
 
 source scripts/xvfb.sh
 with_openbox

@@ -1,6 +1,11 @@
 # Sourced by the screenshot scripts: starts Xvfb on a free display with a
 # throw-away desktop configuration, and ends it (and $app, when set) on exit.
 # XVFB_DISPLAY is the first display number tried, XVFB_SCREEN the screen size.
+# Run from the project's folder; the screenshots go into the sourcing
+# script's first argument (default ./screenshots), $out, and $bin is the
+# built program.
+out=$(mkdir -p "${1:-screenshots}" && cd "${1:-screenshots}" && pwd)
+bin=$(pwd)/build/src/app/tavplayer
 display=${XVFB_DISPLAY:-90}
 while [ -e "/tmp/.X$display-lock" ]; do display=$((display + 1)); done
 export DISPLAY=":$display" XDG_CONFIG_HOME
