@@ -257,12 +257,6 @@ void CaptionStrip::resizeEvent(QResizeEvent *event)
     m_paintedX = INT_MIN;
 }
 
-void CaptionStrip::keepOnTop()
-{
-    if (isVisible())
-        raise();
-}
-
 void CaptionStrip::paintEvent(QPaintEvent *)
 {
     const int x = int(std::lround(position()));

@@ -61,8 +61,6 @@ public:
     double position() const;
     // The refresh period frames are paced by, in milliseconds.
     double framePeriod() const { return double(m_framePeriodNs) / 1e6; }
-    // The station's second: back above any window that was raised over it.
-    void keepOnTop();
 
 signals:
     // Every drawn frame: when (monotonic ns) and where the text stood.

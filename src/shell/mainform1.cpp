@@ -25,6 +25,7 @@
 #include "captions/captionstrip.h"
 #include "captions/frmmovefont.h"
 #include "pictures/frmpic.h"
+#include "pictures/overlaykeeper.h"
 #include "pictures/picturepanel.h"
 #include "shell/agendapage.h"
 #include "timesync/nettime.h"
@@ -170,10 +171,11 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     }
     connect(m_playerWindow, &PlayerWindowControls::returnedToMain, this, &MainForm1::bringToFront);
     m_editor = new FormAddTask(m_station.dataDir(), m_station.prompt(), m_station.clock(), this);
-    // The caption strip follows the scroller; each second it goes back on top.
+    // The caption strip follows the scroller; the overlays' keeper puts it
+    // back on top whenever a player window comes over it.
     m_captionStrip = new CaptionStrip(m_station.captionScroller(), m_station.captions(), m_station.settings(),
                                       m_station.log(), m_station.clock(), this);
-    connect(&m_station.ticker(), &SecondTicker::second, m_captionStrip, &CaptionStrip::keepOnTop);
+    m_logo->keeper().addOverlay(m_captionStrip);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
 }
 
