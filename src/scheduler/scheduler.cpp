@@ -221,6 +221,10 @@ void Scheduler::startDueTasks(QDate today, int t)
     // replaces the earlier as within one second.
     std::stable_sort(late.begin(), late.end(),
                      [](const TodayTask *a, const TodayTask *b) { return a->start < b->start; });
+    // Of the starts this second the last one plays; the earlier ones are
+    // logged as started and replaced at once, so their lists are not opened
+    // (an opening would also drop the item made ready for the last one).
+    const TodayTask *plays = !onTime.isEmpty() ? onTime.last() : !late.isEmpty() ? late.last() : nullptr;
     for (const TodayTask *task : std::as_const(late)) {
         const int lateBy = t - task->start;
         m_log.append(zh::stampedLine(m_clock.now(), u"补播："_s + task->name() + u"，应于"_s
@@ -230,10 +234,10 @@ void Scheduler::startDueTasks(QDate today, int t)
         QString end = task->fields.at(3);
         if (task->end > task->start && task->end < t)
             end = zh::timeText(std::min(task->end + lateBy, kEndOfDay));
-        startTask(*task, today, end);
+        startTask(*task, today, end, task == plays);
     }
     for (const TodayTask *task : std::as_const(onTime))
-        startTask(*task, today, task->fields.at(3));
+        startTask(*task, today, task->fields.at(3), task == plays);
 }
 
 void Scheduler::prepareNext(QDate today, int t)
@@ -266,8 +270,13 @@ void Scheduler::prepareNext(QDate today, int t)
     });
 }
 
-void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end)
+void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end, bool plays)
 {
+    if (!plays) {
+        m_log.append(zh::datedLine(today, u"开播："_s + task.name()));
+        emit taskStarted(task.name());
+        return;
+    }
     emit playerWindowRequested();
     m_runningEnd = end;
     m_playback.stop();

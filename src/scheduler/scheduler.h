@@ -133,7 +133,8 @@ signals:
     void stopDay();                      // the voice broadcast stays quiet today
 
 private:
-    void startTask(const TodayTask &task, QDate today, const QString &end);
+    // plays: false for a start replaced by a later one of the same second.
+    void startTask(const TodayTask &task, QDate today, const QString &end, bool plays);
     void startDueTasks(QDate today, int t);
     // A few seconds before a start, with the player idle, the task's first
     // item is made ready (PlaybackController::prepare), half a second away

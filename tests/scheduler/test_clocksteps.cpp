@@ -60,8 +60,9 @@ TEST_F(ClockStepTest, AnHourForwardEndsTheRunningTaskAndStartsOnlyWhatIsStillOnA
     runFor(50 * 60); // 8:50:00, 早操 plays
     ASSERT_EQ(scheduler.runningEnd(), u"9:00:00");
     stepAndTick(3600); // 8:50:00 → 9:50:01
-    // 课间 comes first and is replaced by 广播 in the same second.
-    EXPECT_EQ(starts(u"课间"_s), 1);
+    // 课间 comes first and is replaced by 广播 in the same second: logged, never opened.
+    EXPECT_EQ(starts(u"课间"_s), 0);
+    EXPECT_TRUE(log.text().contains(u"补播：课间，应于9:10:00开播，晚了40分1秒")) << log.text().toStdString();
     EXPECT_EQ(starts(u"广播"_s), 1);
     EXPECT_EQ(player.currentUrl(), u"/m/广播-a.mp3");
     EXPECT_EQ(scheduler.runningEnd(), u"11:00:00");

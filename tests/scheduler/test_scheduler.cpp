@@ -46,8 +46,12 @@ TEST_F(SchedulerTest, LaterTaskInTheListWinsTheSameSecond)
     addTask(1, u"甲"_s, u"9:00:00"_s, u"9:10:00"_s);
     addTask(2, u"乙"_s, u"9:00:00"_s, u"9:20:00"_s);
     startAt("2026-11-23 08:59:58");
+    secondsAt({"2026-11-23 08:59:57"});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !player.prepared.isEmpty(); }, 2000));
+    EXPECT_EQ(player.prepared, u"/m/乙-a.mp3"_s);
     secondsAt({"2026-11-23 09:00:00"});
-    EXPECT_EQ(player.currentUrl(), u"/m/乙-a.mp3");
+    // 甲 is replaced within its second: never opened, so 乙 only lets its pause go.
+    EXPECT_EQ(player.opened, QStringList{u"/m/乙-a.mp3"_s});
     EXPECT_EQ(scheduler.runningEnd(), u"9:20:00");
     EXPECT_EQ(log.text(), u"[2026/11/23]开播：甲\r\n[2026/11/23]开播：乙");
 }
