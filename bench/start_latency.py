@@ -9,14 +9,23 @@ p50 <= 2 ms and p95 <= 6 ms.
 
 How output is observed: "playing" in the trace is mpv's first playback
 restart of the item, its first decoded frames handed to the audio output.
-The tasks here play half-second tones, so the player stands idle before
-each start and the station makes the task's first item ready three seconds
-ahead (loaded and held paused at its first sample): for such an item
-"playing" is the moment its pause is lifted at the second, its frames
-already waiting at the output. A start that replaces an item still playing
-loads its item at the second instead.
+The station makes a task's first item ready three seconds ahead, loaded and
+held paused at its first sample: on the player when it stands idle (the
+default here: half-second tones), or with --over on its spare engine while
+the item before still plays (3-second tones, so that every start replaces an
+item playing). For such an item "playing" is the moment its pause is lifted
+at the second, its frames already waiting at the output. --pairs puts two
+tasks on each start second; the later one plays.
 
-usage: bench/start_latency.py [--bin build/src/app/tavplayer] [--starts 24] [--ao null]
+Every start second must show exactly one "playing": a start lost or doubled
+is reported and fails the run.
+
+--floor runs bench's mpv_floor in the same run: one warm libmpv calling
+loadfile at each boundary on an absolute sleep, the best a program that
+loads at the second can do.
+
+usage: bench/start_latency.py [--bin build/src/app/tavplayer] [--starts 24] [--ao null] [--over] [--pairs]
+                              [--floor build/bench/mpv_floor]
 """
 import argparse, datetime as dt, os, signal, statistics, subprocess, sys, tempfile, time
 
@@ -46,17 +55,21 @@ def main():
     ap.add_argument("--bin", default="build/src/app/tavplayer")
     ap.add_argument("--starts", type=int, default=24)
     ap.add_argument("--ao", default="null", help="audio output: null, pcm, or a real device driver")
+    ap.add_argument("--over", action="store_true", help="every start replaces an item still playing")
+    ap.add_argument("--pairs", action="store_true", help="two tasks on each start second")
+    ap.add_argument("--floor", help="the mpv_floor program, run in the same run for comparison")
     args = ap.parse_args()
 
     data = tempfile.mkdtemp(prefix="tav-latency-")
     tone = os.path.join(data, "tone.wav")
-    subprocess.run(["sox", "-n", "-r", "44100", "-c", "2", tone, "synth", "0.5", "sine", "440"], check=True)
+    subprocess.run(["sox", "-n", "-r", "44100", "-c", "2", tone, "synth", "3" if args.over else "0.5", "sine", "440"], check=True)
     first = (dt.datetime.now() + dt.timedelta(seconds=6)).replace(microsecond=0)
     starts = [first + dt.timedelta(seconds=2 * i) for i in range(args.starts)]
     tasks = []
-    for i, s in enumerate(starts, 1):
+    for i, s in enumerate([s for s in starts for _ in range(2 if args.pairs else 1)], 1):
         name = f"测速{i}"
-        tasks.append((f"FileInfo{i}", [("Name", name), ("Time", hms(s)), ("Duration", hms(s + dt.timedelta(seconds=1))),
+        end = s + dt.timedelta(seconds=3 if args.over else 1)
+        tasks.append((f"FileInfo{i}", [("Name", name), ("Time", hms(s)), ("Duration", hms(end)),
                                        ("Type", "50000"), ("Device", "每天"), ("Recurrence", "顺序"), ("Remind", "开")]))
         gbk_ini(os.path.join(data, f"{name}.ini"), [("多媒体文件数量", [("数量", "1")]), ("歌曲", [("歌曲名称0", tone)])])
     gbk_ini(os.path.join(data, "【SONG】.ini"), tasks)
@@ -71,21 +84,33 @@ def main():
     proc.send_signal(signal.SIGTERM)
     proc.wait(timeout=10)
 
-    decisions, sounds = [], []
+    decisions, sounds, outputs = [], [], {}  # outputs: start second -> "playing" count
     pending = None  # boundary of the start second awaiting output
+    second = None
     for line in open(trace, encoding="utf-8"):
         stamp, event = line.split(" ", 2)[:2]
         t = dt.datetime.strptime(stamp, "%Y-%m-%dT%H:%M:%S.%f")
-        if event == "start":
-            pending = t.replace(microsecond=0)
+        if event == "start" and t.replace(microsecond=0) != second:
+            second = pending = t.replace(microsecond=0)
+            outputs[second] = 0
             decisions.append((t - pending).total_seconds() * 1000)
-        elif event == "playing" and pending is not None:
-            sounds.append((t - pending).total_seconds() * 1000)
-            pending = None
-    if len(decisions) < args.starts or len(sounds) < args.starts:
-        print(f"only {len(decisions)} starts and {len(sounds)} outputs of {args.starts} in {trace}", file=sys.stderr)
+        elif event == "playing" and second is not None:
+            outputs[second] += 1
+            if pending is not None:
+                sounds.append((t - pending).total_seconds() * 1000)
+                pending = None
+    lost = sum(1 for n in outputs.values() if n == 0) + args.starts - len(outputs)
+    doubled = sum(1 for n in outputs.values() if n > 1)
+    print(f"starts {args.starts}: lost {lost}, doubled {doubled}")
+    if lost or doubled or len(sounds) < args.starts:
+        print(f"see {trace}", file=sys.stderr)
         return 1
-    for label, v in (("decision", decisions), ("sound", sounds)):
+    rows = [("decision", decisions), ("sound", sounds)]
+    if args.floor:
+        out = subprocess.run([os.path.abspath(args.floor), tone, str(args.starts), "2", args.ao], cwd=data,  # pcm: a file there
+                             capture_output=True, text=True, check=True).stdout.split()
+        rows.append(("floor", [float(v) for v in out if v != "error"]))
+    for label, v in rows:
         print(f"{label:8s} after the second: p50 {percentile(v, 50):6.1f} ms  p95 {percentile(v, 95):6.1f} ms"
               f"  max {max(v):6.1f} ms  (n={len(v)})")
     return 0

@@ -3,6 +3,7 @@
 #include "core/datadir.h"
 #include "core/clock.h"
 #include "platform/clocksetter.h"
+#include "platform/deckplayer.h"
 #include "platform/mpvplayer.h"
 #include "platform/ondemandplayer.h"
 #include "platform/speech.h"
@@ -204,13 +205,16 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         fail(player.errorString());
         return 1;
     }
-    // The broadcast's tone and music, and the voice: players of their own,
-    // sound only, made a few seconds before a broadcast and let go when they
-    // have stood idle. A PCM file given for the main player gets one per role
-    // beside it ("F-broadcast", "F-voice").
+    // The broadcast's tone and music, the voice, and the media player's
+    // spare engine: players of their own, sound only, made a few seconds
+    // before they are needed and let go when they have stood idle. A PCM
+    // file given for the main player gets one per role beside it
+    // ("F-broadcast", "F-voice", "F-spare"). The spare's trace is the media
+    // player's: its "playing" is the station's output beginning just the same.
     tav::Station *owner = nullptr; // the station, once it exists
     const auto rolePlayer = [&command, &owner](const QString &role) {
         return [&command, &owner, role](QString *why) -> std::unique_ptr<tav::MediaPlayer> {
+            const bool spare = role == u"spare";
             QStringList options{u"vid=no"_s};
             for (QString option : command.values(u"player-option"_s)) {
                 if (option.trimmed().startsWith(u"ao-pcm-file="_s))
@@ -220,24 +224,28 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
             auto made = std::make_unique<tav::MpvPlayer>(options);
             if (!made->isValid()) {
                 *why = made->errorString();
-                if (owner)
+                // Without a spare a start over an item playing loads at its second.
+                if (owner && !spare)
                     owner->log().append(tav::zh::stampedLine(owner->clock().now(), u"语音播报不可用："_s + *why));
                 return nullptr;
             }
-            made->setTraceSink([&owner, role](const QString &event, const QString &detail) {
+            made->setTraceSink([&owner, prefix = spare ? QString() : role + u'-'](const QString &event,
+                                                                                 const QString &detail) {
                 if (owner)
-                    owner->trace(role + u'-' + event, detail);
+                    owner->trace(prefix + event, detail);
             });
             return made;
         };
     };
     tav::OnDemandPlayer broadcastPlayer(rolePlayer(u"broadcast"_s));
     tav::OnDemandPlayer voicePlayer(rolePlayer(u"voice"_s));
+    tav::OnDemandPlayer spareEngine(rolePlayer(u"spare"_s));
+    tav::DeckPlayer mediaPlayer(player, spareEngine);
     tav::EspeakSynth synth;
     tav::SystemClock clock;
     tav::SystemShutdown shutdown;
     tav::SystemClockSetter clockSetter; // outlives the station, which uses it
-    tav::Station station(dir, player, *prompt, clock, shutdown);
+    tav::Station station(dir, mediaPlayer, *prompt, clock, shutdown);
     owner = &station;
     station.setClockSetter(&clockSetter);
     if (synth.isAvailable()) {

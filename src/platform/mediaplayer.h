@@ -55,7 +55,8 @@ public:
     // and holds it paused before its first sample, so that the open() of
     // the same url only has to let it go. Only a stopped player prepares;
     // any other open() or a stop() drops what was prepared. The state is
-    // Paused meanwhile.
+    // Paused meanwhile. (A player with a second engine also prepares while
+    // busy, on that engine: see DeckPlayer.)
     virtual void prepare(const QString &url) { Q_UNUSED(url) }
     // How far the current item has played, in milliseconds; -1 while nothing
     // has played yet or when the backend cannot say. It stops moving when

@@ -200,8 +200,10 @@ MpvVideoWidget::MpvVideoWidget(MpvPlayer *player, const QString &backgroundFile,
     m_container->setFocusPolicy(Qt::NoFocus);
     m_container->setContextMenuPolicy(Qt::NoContextMenu);
     layout->addWidget(m_container);
-    if (m_player)
+    if (m_player) {
         connect(m_player, &MpvPlayer::videoOutputChanged, this, &MpvVideoWidget::placeSurface);
+        connect(m_player, &MpvPlayer::videoOutputChanged, this, &MpvVideoWidget::videoOutputChanged);
+    }
 }
 
 void MpvVideoWidget::placeSurface()

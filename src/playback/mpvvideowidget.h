@@ -55,6 +55,10 @@ public:
     // True when the platform gives OpenGL contexts (asked once).
     static bool openGlAvailable();
 
+signals:
+    // The player's video output came or went: an item with a picture shows.
+    void videoOutputChanged(bool active);
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void showEvent(QShowEvent *event) override;

@@ -167,11 +167,13 @@ void PlaybackController::startTask(const QString &modeName, const QStringList &i
 
 void PlaybackController::prepare(const QString &path)
 {
-    if (m_holdsPrepared || m_player.state() != MediaPlayer::State::Stopped || path.isEmpty() || isStream(path)
-        || !isAudioOnly(path))
+    if (m_holdsPrepared || path.isEmpty() || isStream(path) || !isAudioOnly(path))
         return;
+    // A busy player prepares only when it has a second engine, which keeps
+    // the item to itself until it is opened.
+    const bool idle = m_player.state() == MediaPlayer::State::Stopped;
     m_player.prepare(path);
-    if (m_player.state() == MediaPlayer::State::Paused) {
+    if (idle && m_player.state() == MediaPlayer::State::Paused) {
         m_holdsPrepared = true;
         m_preparedLimit.start();
     }

@@ -78,7 +78,9 @@ public:
     // so that the start only lets it go. Files of sound only (no stream, no
     // picture to wait for). A prepared item plays only when the start opens
     // it; one that is not opened within kPreparedMs is let go unheard, and
-    // its loading or failing moves nothing in the play list.
+    // its loading or failing moves nothing in the play list. Over an item
+    // playing, a player with a second engine prepares it there and keeps it
+    // (DeckPlayer); the current item and the list go on meanwhile.
     void prepare(const QString &path);
     static constexpr int kPreparedMs = 6000;
     bool holdsPrepared() const { return m_holdsPrepared; }

@@ -1,10 +1,10 @@
 #include "playback/playerwindowcontrols.h"
 
 #include "core/settings.h"
-#include "platform/mpvplayer.h"
 #include "platform/prompt.h"
 #include "playback/frmfullmv.h"
 #include "playback/frmplay.h"
+#include "playback/mpvvideowidget.h"
 #include "playback/playbackcontroller.h"
 
 #include <QGroupBox>
@@ -36,7 +36,7 @@ QPushButton *namedButton(const char *name, const QString &text)
 
 } // namespace
 
-PlayerWindowControls::PlayerWindowControls(frmPlay *video, MediaPlayer &player, PlaybackController &playback,
+PlayerWindowControls::PlayerWindowControls(frmPlay *video, PlaybackController &playback,
                                            Settings &settings, Prompt &prompt, QWidget *owner)
     : QObject(owner), m_video(video), m_settings(settings), m_prompt(prompt)
 {
@@ -79,8 +79,8 @@ PlayerWindowControls::PlayerWindowControls(frmPlay *video, MediaPlayer &player, 
             showVideo();
     });
     // Full screen is for pictures: it follows the video output, not the item.
-    if (auto *mpv = qobject_cast<MpvPlayer *>(&player)) {
-        connect(mpv, &MpvPlayer::videoOutputChanged, this, [this](bool active) {
+    if (MpvVideoWidget *picture = m_video->video()) {
+        connect(picture, &MpvVideoWidget::videoOutputChanged, this, [this](bool active) {
             if (active && m_settings.isOn(Switch::FullScreen) && !m_fullScreen->isFull())
                 m_fullScreen->showFull(m_video->screen());
         });

@@ -9,7 +9,6 @@ class QWidget;
 
 namespace tav {
 
-class MediaPlayer;
 class PlaybackController;
 class Prompt;
 class Settings;
@@ -29,8 +28,8 @@ class PlayerWindowControls final : public QObject
 {
     Q_OBJECT
 public:
-    PlayerWindowControls(frmPlay *video, MediaPlayer &player, PlaybackController &playback, Settings &settings,
-                         Prompt &prompt, QWidget *owner);
+    PlayerWindowControls(frmPlay *video, PlaybackController &playback, Settings &settings, Prompt &prompt,
+                         QWidget *owner);
     ~PlayerWindowControls() override;
 
     QPushButton *openButton() const { return m_open; }

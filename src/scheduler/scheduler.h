@@ -136,9 +136,10 @@ private:
     // plays: false for a start replaced by a later one of the same second.
     void startTask(const TodayTask &task, QDate today, const QString &end, bool plays);
     void startDueTasks(QDate today, int t);
-    // A few seconds before a start, with the player idle, the task's first
-    // item is made ready (PlaybackController::prepare), half a second away
-    // from the tick, so that at its second only its pause goes.
+    // A few seconds before a start the task's first item is made ready
+    // (PlaybackController::prepare: on the player when it stands idle, on
+    // its second engine over an item playing), a moment away from the
+    // tick, so that at its second only its pause goes.
     static constexpr int kPrepareSeconds = 3;
     static constexpr int kPrepareDelayMs = 300;
     void prepareNext(QDate today, int t);

@@ -100,7 +100,7 @@ QTime timeOf(int seconds)
 MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindow, QWidget *parent)
     : QMainWindow(parent), m_station(station), m_autoStart(autoStart), m_video(videoWindow)
 {
-    m_playerWindow = new PlayerWindowControls(videoWindow, station.player(), station.playback(),
+    m_playerWindow = new PlayerWindowControls(videoWindow, station.playback(),
                                               station.settings(), station.prompt(), this);
     // The logo and clock overlay, kept above the player window and full screen.
     m_logo = new LogoControls(station.settings(), station.dataDir(), station.player(), station.ticker(),
