@@ -76,13 +76,16 @@ struct Station
         for (const QString &name : extraEnv.keys())
             env.insert(name, extraEnv.value(name));
         process.setProcessEnvironment(env);
+        // PCM output runs ahead of real time; the null output keeps time.
+        const QStringList output = inRealTime
+            ? QStringList{u"--player-option"_s, u"ao=null"_s}
+            : QStringList{u"--player-option"_s, u"ao=pcm"_s, u"--player-option"_s, u"ao-pcm-file="_s + pcm(),
+                          u"--player-option"_s, u"ao-pcm-append=yes"_s, u"--player-option"_s,
+                          u"ao-pcm-waveheader=no"_s, u"--player-option"_s, u"audio-format=s16"_s,
+                          u"--player-option"_s, u"audio-samplerate=44100"_s, u"--player-option"_s,
+                          u"audio-channels=stereo"_s};
         process.start(QString::fromUtf8(TAVPLAYER_BIN),
-                      {u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace(),
-                       u"--player-option"_s, u"ao=pcm"_s, u"--player-option"_s, u"ao-pcm-file="_s + pcm(),
-                       u"--player-option"_s, u"ao-pcm-append=yes"_s, u"--player-option"_s,
-                       u"ao-pcm-waveheader=no"_s, u"--player-option"_s, u"audio-format=s16"_s,
-                       u"--player-option"_s, u"audio-samplerate=44100"_s, u"--player-option"_s,
-                       u"audio-channels=stereo"_s});
+                      QStringList{u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace()} + output);
         ASSERT_TRUE(process.waitForStarted(5000));
     }
     QByteArray traceText() const { return tav::test::DataFolder::readAll(trace()); }
@@ -95,6 +98,7 @@ struct Station
         return tav::fromGbk(tav::test::DataFolder::readAll(data.file(u"【PLAYLOG】.txt"_s)));
     }
     QProcessEnvironment extraEnv;
+    bool inRealTime = false;
     // Ends the station as an operator's Ctrl+C does; it must exit cleanly.
     void stop(int signal = SIGTERM)
     {
@@ -286,6 +290,50 @@ TEST(Headless, RunsWithoutTheWindowLibrariesAndWithOneMediaEngineAtRest)
         engines += tav::test::DataFolder::readAll(proc + u"/task/"_s + thread + u"/comm"_s).startsWith("mpv/mpv core");
     EXPECT_EQ(engines, 1);
     station.stop();
+}
+
+// A start over an item still playing: the next task's item is made ready on
+// the spare engine while the first still sounds, and is heard once, from its
+// second, the first being stopped there rather than ending.
+TEST(Headless, AStartOverAnItemPlayingTakesOverOnItsSecond)
+{
+    if (nearMidnight())
+        GTEST_SKIP() << "too close to midnight";
+    Station st;
+    st.inRealTime = true;
+    const QString low = st.data.file(u"low.wav"_s), high = st.data.file(u"high.wav"_s);
+    makeTone(low, 440, 8);
+    makeTone(high, 880, 1);
+    const QDateTime first = QDateTime::currentDateTime().addSecs(3);
+    const QDateTime second = first.addSecs(4);
+    st.writeTask(1, u"早读"_s, timeText(first), timeText(first.addSecs(30)));
+    st.writeList(u"早读"_s, {low});
+    st.writeTask(2, u"铃声"_s, timeText(second), timeText(second.addSecs(30)));
+    st.writeList(u"铃声"_s, {high});
+    st.start();
+    ASSERT_TRUE(waitFor([&] { return st.traceText().contains(QByteArray(" ended " + high.toUtf8())); }, 20000))
+        << st.traceText().toStdString();
+    st.stop();
+
+    // "stamp event detail" lines: the stamp of the first line with this event and detail.
+    const QStringList lines = QString::fromUtf8(st.traceText()).split(u'\n');
+    const auto when = [&](const QString &event, const QString &detail) {
+        for (const QString &line : lines)
+            if (line.mid(24) == event + u' ' + detail)
+                return QDateTime::fromString(line.left(23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+        return QDateTime();
+    };
+    const QDateTime prepared = when(u"prepared"_s, high), started = when(u"start"_s, u"铃声"_s);
+    const QDateTime playing = when(u"playing"_s, u"high.wav"_s), cut = when(u"stop"_s, low);
+    const std::string trace = st.traceText().toStdString();
+    ASSERT_TRUE(prepared.isValid() && started.isValid() && playing.isValid() && cut.isValid()) << trace;
+    EXPECT_LT(prepared, started) << "made ready while the first item played";
+    EXPECT_EQ(started.toSecsSinceEpoch(), second.toSecsSinceEpoch()) << trace;
+    EXPECT_GE(playing, started) << trace;
+    EXPECT_LT(started.msecsTo(playing), 100) << trace;
+    EXPECT_LE(started.msecsTo(cut), 100) << trace;
+    EXPECT_EQ(QString::fromUtf8(st.traceText()).count(u" playing high.wav"_s), 1) << trace;
+    EXPECT_FALSE(st.traceText().contains(QByteArray(" ended " + low.toUtf8()))) << "cut, not ended";
 }
 
 // A broadcast due at a second: the prompt tone on the broadcast player, then
