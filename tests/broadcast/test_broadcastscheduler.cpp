@@ -442,10 +442,14 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     tickAt("2026-11-23 16:00:00");
     spokenAnew(u"放学了"_s);
 
-    // Gone from the list before its second: let go at once.
+    // Switched off, or gone from the list, before its second: let go at once.
     add(u"晚安"_s, u"21:00:00"_s, u"晚安"_s, u"TTS_Tone=0\n"_s);
     clock.set(at("2026-11-23 20:00:00"));
     scheduler.rebuild();
+    prepareAt("2026-11-23 20:59:50");
+    scheduler.setEnabled(false);
+    EXPECT_TRUE(letGo());
+    scheduler.setEnabled(true);
     prepareAt("2026-11-23 20:59:55");
     d.write(u"【TTS】.ini"_s, QString());
     scheduler.rebuild();
