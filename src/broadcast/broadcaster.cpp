@@ -65,8 +65,15 @@ bool Broadcaster::speak(const BroadcastRequest &request, QString *error)
             *error = u"朗读内容不能为空"_s;
         return false;
     }
+    // Made ready for this very firing, or never to be heard.
+    const QDateTime now = m_clock.now();
+    const bool prepared = m_prepared.firing.isValid() && m_prepared.request == request
+                          && now >= m_prepared.firing && now < m_prepared.firing.addSecs(1);
     if (m_phase != Phase::Idle)
         stop();
+    if (!prepared)
+        dropPrepared();
+    m_prepared = {};
     m_request = request;
     m_request.frequency = qBound(1, request.frequency, 10);
     bool known = true;
@@ -127,19 +134,14 @@ void Broadcaster::afterTone()
     m_voice.setVoiceId(m_choice.synthId);
     m_voice.setRate(m_request.rate);
     m_voice.setVolume(m_request.voiceVolume);
-    const QString tail = m_spoken.right(20).toLower();
-    if (m_request.textIsFile || tail.contains(u".wav"_s)) {
+    if (namesSoundFile(m_request, m_spoken)) {
         QString path = m_spoken;
         path.remove(u'\r').remove(u'\n');
         m_voice.speak(path, {.isFilename = true, .purge = false});
     } else {
-        QString text = m_spoken;
-        if (text.size() > kMaxSpokenChars) {
-            text.truncate(kMaxSpokenChars);
-            if (m_readings == 1)
-                log(u"“%1”的朗读内容过长（%2字），只朗读前%3字"_s.arg(m_request.name).arg(m_spoken.size()).arg(kMaxSpokenChars));
-        }
-        const zhreading::Reading reading = zhreading::forVoice(text);
+        if (m_spoken.size() > kMaxSpokenChars && m_readings == 1)
+            log(u"“%1”的朗读内容过长（%2字），只朗读前%3字"_s.arg(m_request.name).arg(m_spoken.size()).arg(kMaxSpokenChars));
+        const zhreading::Reading reading = voiceReading(m_spoken);
         m_voice.speak(reading.text, {.isFilename = false, .purge = false}, reading.source);
     }
 }
@@ -164,8 +166,20 @@ void Broadcaster::finish()
     emit finished(name);
 }
 
+// A text naming a ".wav" file (in its last 20 characters) plays that file.
+bool Broadcaster::namesSoundFile(const BroadcastRequest &request, const QString &spoken)
+{
+    return request.textIsFile || spoken.right(20).toLower().contains(u".wav"_s);
+}
+
+zhreading::Reading Broadcaster::voiceReading(const QString &spoken)
+{
+    return zhreading::forVoice(spoken.left(kMaxSpokenChars));
+}
+
 void Broadcaster::stop()
 {
+    dropPrepared();
     if (m_phase == Phase::Idle)
         return;
     m_toneLimit.stop();
@@ -200,13 +214,35 @@ void Broadcaster::log(const QString &text)
     m_log.append(zh::stampedLine(m_clock.now(), text));
 }
 
-void Broadcaster::warmUp()
+void Broadcaster::warmUp(const BroadcastRequest &next, const QDateTime &firing)
 {
     m_player.warmUp();
     m_voice.warmUp();
-    // The tone waits at its first sample: at the firing only its pause goes.
-    if (!isBusy() && m_player.state() == MediaPlayer::State::Stopped && QFileInfo::exists(m_dir.tone()))
-        m_player.prepare(m_dir.tone());
+    if (isBusy())
+        return; // the players are in use; asked again the next second
+    if (next.tone && QFileInfo::exists(m_dir.tone())) {
+        dropPrepared();
+        // The tone waits at its first sample: at the firing only its pause goes.
+        if (m_player.state() == MediaPlayer::State::Stopped)
+            m_player.prepare(m_dir.tone());
+        return;
+    }
+    const VoiceChoice choice = m_voices.resolve(next.speaker);
+    const QString spoken = textToSpeak(next.text, choice, firing);
+    if (next.text.isEmpty() || namesSoundFile(next, spoken)) {
+        dropPrepared();
+        return;
+    }
+    // Its first reading waits on the voice's player.
+    m_prepared = {next, firing.addMSecs(-firing.time().msec())};
+    const zhreading::Reading reading = voiceReading(spoken);
+    m_voice.prepare(reading.text, reading.source, choice.synthId, next.rate, next.voiceVolume);
+}
+
+void Broadcaster::dropPrepared()
+{
+    m_prepared = {};
+    m_voice.dropPrepared();
 }
 
 } // namespace tav

@@ -2,6 +2,9 @@
 
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
+#include "broadcast/zhreading.h"
+
+#include <QDateTime>
 
 #include <QObject>
 #include <QString>
@@ -28,6 +31,7 @@ struct BroadcastRequest
     QString music = {};  // background music under the speech, or empty
     int frequency = 1;   // readings, 1 … 10
     bool textIsFile = false; // the text names a sound file to play
+    bool operator==(const BroadcastRequest &) const = default;
 };
 
 // A broadcast from its first tone to the music's return. Each reading:
@@ -59,6 +63,9 @@ public:
     // About three quarters of an hour of speech; a longer text is cut there
     // and the cut logged.
     static constexpr int kMaxSpokenChars = 10000;
+    // A reading made ready for a firing and not spoken this long after its
+    // second is let go.
+    static constexpr int kPreparedGraceSeconds = 3;
 
     Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, MediaPlayer &broadcastPlayer,
                 PlaybackController &media, MessageLog &log, const VoiceCatalog &voices,
@@ -74,9 +81,18 @@ public:
     bool isBusy() const { return m_phase != Phase::Idle; }
     bool isRestoring() const { return m_ramp.isActive(); }
     void stop();
-    // A broadcast is due within seconds: the tone's and the voice's players
-    // get ready, so that the tone sounds on its second.
-    void warmUp();
+    // `next` is due at `firing`, within seconds: the tone's and the voice's
+    // players get ready and its first sound waits at its first sample, so
+    // that it sounds on its second: the tone, or for a broadcast that starts
+    // speaking, its first reading, synthesised now (off this thread) with
+    // the placeholders of `firing`. The prepared reading is spoken only by
+    // a speak() of the same request in the second of `firing`; any other
+    // speak() or stop() lets it go. Again for the same firing: kept.
+    void warmUp(const BroadcastRequest &next, const QDateTime &firing);
+    void dropPrepared();
+    // The firing the voice's first reading is made ready for (invalid: none).
+    const QDateTime &preparedFiring() const { return m_prepared.firing; }
+    const QString &preparedName() const { return m_prepared.request.name; }
     int readings() const { return m_readings; }
     const BroadcastRequest &current() const { return m_request; }
     // The text of the reading as spoken (placeholders expanded).
@@ -99,6 +115,14 @@ private:
     void rampStep();
     void setMediaVolume(int volume);
     void log(const QString &text);
+    static bool namesSoundFile(const BroadcastRequest &request, const QString &spoken);
+    static zhreading::Reading voiceReading(const QString &spoken);
+
+    struct Prepared
+    {
+        BroadcastRequest request;
+        QDateTime firing;
+    };
 
     const Clock &m_clock;
     const DataDir &m_dir;
@@ -110,6 +134,7 @@ private:
     BroadcastRequest m_request;
     VoiceChoice m_choice;
     QString m_spoken;
+    Prepared m_prepared;
     Phase m_phase = Phase::Idle;
     int m_readings = 0;
     int m_saved = 0;          // the media volume to come back to

@@ -1,7 +1,5 @@
 #include "broadcast/broadcastscheduler.h"
 
-#include <QTimer>
-
 #include "core/clock.h"
 #include "core/messagelog.h"
 #include "core/zhtext.h"
@@ -14,6 +12,21 @@
 using namespace Qt::StringLiterals;
 
 namespace tav {
+
+namespace {
+
+// When a row is to be spoken next, or invalid: a postponed one in the first
+// second of its minute.
+QTime dueOf(const WaitRow &row)
+{
+    if (row.status == WaitRow::Status::Waiting)
+        return row.time;
+    if (row.status == WaitRow::Status::Delayed && !row.delayedStarted && row.postponedTo.isValid())
+        return QTime(row.postponedTo.hour(), row.postponedTo.minute());
+    return {};
+}
+
+} // namespace
 
 QString WaitRow::statusText(Status status)
 {
@@ -114,7 +127,21 @@ void BroadcastScheduler::rebuild()
             }
         }
     }
+    // A reading made ready for a firing that is gone never plays.
+    const QDateTime prepared = m_broadcaster.preparedFiring();
+    if (prepared.isValid() && !dueRow(m_broadcaster.preparedName(), prepared))
+        m_broadcaster.dropPrepared();
     emit listChanged();
+}
+
+const WaitRow *BroadcastScheduler::dueRow(const QString &name, const QDateTime &firing) const
+{
+    if (firing.date() != m_date || m_mode != Mode::Running)
+        return nullptr;
+    for (const WaitRow &row : m_rows)
+        if (row.name == name && dueOf(row) == firing.time())
+            return &row;
+    return nullptr;
 }
 
 QString BroadcastScheduler::header() const
@@ -136,6 +163,15 @@ void BroadcastScheduler::tick()
     if (now.date() != m_date) {
         rebuild();
         return;
+    }
+    // A reading made ready and not spoken on its second is let go, off this tick.
+    if (const QDateTime prepared = m_broadcaster.preparedFiring(); prepared.isValid()) {
+        const qint64 ahead = now.secsTo(prepared);
+        if (ahead < -Broadcaster::kPreparedGraceSeconds || ahead > kWarmUpSeconds + 1)
+            QTimer::singleShot(0, &m_broadcaster, [this, prepared] {
+                if (m_broadcaster.preparedFiring() == prepared)
+                    m_broadcaster.dropPrepared();
+            });
     }
     if (m_mode != Mode::Running)
         return;
@@ -185,16 +221,16 @@ void BroadcastScheduler::tick()
 void BroadcastScheduler::warmUpBefore(int seconds)
 {
     for (const WaitRow &row : std::as_const(m_rows)) {
-        QTime due;
-        if (row.status == WaitRow::Status::Waiting)
-            due = row.time;
-        else if (row.status == WaitRow::Status::Delayed && !row.delayedStarted && row.postponedTo.isValid())
-            due = QTime(row.postponedTo.hour(), row.postponedTo.minute());
+        const QTime due = dueOf(row);
         if (!due.isValid())
             continue;
         const int ahead = due.msecsSinceStartOfDay() / 1000 - seconds;
         if (ahead > 0 && ahead <= kWarmUpSeconds) {
-            QTimer::singleShot(kWarmUpDelayMs, &m_broadcaster, &Broadcaster::warmUp);
+            // What it will say is read then: the broadcast may change meanwhile.
+            QTimer::singleShot(kWarmUpDelayMs, this, [this, name = row.name, firing = QDateTime(m_date, due)] {
+                if (const WaitRow *r = dueRow(name, firing))
+                    m_broadcaster.warmUp(requestFor(*r), firing);
+            });
             return;
         }
     }

@@ -51,7 +51,10 @@ struct WaitRow
 //   minute; still busy then: postponed again), or, with delay 0, spoken
 //   right after the broadcast that held it up;
 // - ten seconds before a firing the broadcaster's players are made ready,
-//   away from the second's boundary (see warmUpBefore);
+//   away from the second's boundary (see warmUpBefore), and the first
+//   sound of the firing due next waits at its first sample (see
+//   Broadcaster::warmUp); what was made ready for a firing that is changed,
+//   gone or not spoken within seconds of its time is let go;
 // - a clock step follows the media tasks' rule (see Scheduler): firings a
 //   forward step of less than three hours jumped over are spoken at once,
 //   one after the other; after a backward step nothing spoken is spoken
@@ -98,6 +101,8 @@ private:
     void setStatus(int row, WaitRow::Status status);
     void log(const QString &text);
     BroadcastRequest requestFor(const WaitRow &row) const;
+    // The row of `name` still to be spoken at `firing` today.
+    const WaitRow *dueRow(const QString &name, const QDateTime &firing) const;
 
     const Clock &m_clock;
     BroadcastStore &m_store;

@@ -78,6 +78,7 @@ void Voice::startNext()
     if (m_state == State::Idle)
         setState(State::Speaking);
     if (m_current.flags.isFilename) {
+        dropPrepared(); // the player is the file's
         const QString path = m_current.text.trimmed();
         if (!QFileInfo::exists(path)) {
             emit failed(u"Speak Error: 找不到文件 "_s + path);
@@ -89,18 +90,27 @@ void Voice::startNext()
         m_out.open(path);
         return;
     }
+    if (takePrepared())
+        return;
+    const quint64 generation = ++m_generation;
+    const QString path = m_tmp.filePath(u"speech-%1.wav"_s.arg(m_stream));
+    synthesise(m_current.text, m_voiceId, m_rate, path,
+               [this, generation, path](const QList<SpeechMark> &marks, const QString &error) {
+                   synthesised(generation, marks, path, error);
+               });
+}
+
+void Voice::synthesise(const QString &text, const QString &voiceId, int rate, const QString &path,
+                       Synthesised done)
+{
     // Synthesis and the wave file may take a while for a long text: never
     // on this thread.
-    const quint64 generation = ++m_generation;
     auto audio = std::make_shared<SpeechAudio>();
     auto error = std::make_shared<QString>();
     SpeechSynth *synth = &m_synth;
-    const QString text = m_current.text, voice = m_voiceId;
-    const QString path = m_tmp.filePath(u"speech-%1.wav"_s.arg(m_stream));
-    const int rate = m_rate;
     const bool tmpValid = m_tmp.isValid();
     QThread *worker = QThread::create([=] {
-        if (!synth->synthesize(text, voice, rate, audio.get(), error.get())) {
+        if (!synth->synthesize(text, voiceId, rate, audio.get(), error.get())) {
             if (error->isEmpty())
                 *error = u"语音合成失败"_s;
             return;
@@ -116,10 +126,88 @@ void Voice::startNext()
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     m_workers.removeIf([](const QPointer<QThread> &w) { return w.isNull(); });
     m_workers.append(worker);
-    connect(worker, &QThread::finished, this, [this, generation, audio, error, path] {
-        synthesised(generation, audio->marks, path, *error);
-    });
+    connect(worker, &QThread::finished, this, [audio, error, done] { done(audio->marks, *error); });
     worker->start();
+}
+
+void Voice::prepare(const QString &text, const QList<int> &source, const QString &voiceId, int rate, int volume)
+{
+    const Reading reading{text, source, voiceId, qBound(-10, rate, 10), qBound(0, volume, 100)};
+    if (m_prepared.ticket != 0 && m_prepared.reading == reading)
+        return;
+    dropPrepared();
+    if (m_active || text.isEmpty() || m_out.state() != MediaPlayer::State::Stopped || !m_tmp.isValid())
+        return;
+    const quint64 ticket = ++m_tickets;
+    const QString path = m_tmp.filePath(u"prepared-%1.wav"_s.arg(ticket));
+    m_prepared = {reading, path, {}, ticket, false};
+    synthesise(text, voiceId, reading.rate, path,
+               [this, ticket, path](const QList<SpeechMark> &marks, const QString &error) {
+                   if (ticket == m_adoptedTicket) { // its text is being spoken already
+                       m_adoptedTicket = 0;
+                       synthesised(m_adoptedGeneration, marks, path, error);
+                   } else {
+                       preparedSynthesised(ticket, marks, path, error);
+                   }
+               });
+}
+
+void Voice::preparedSynthesised(quint64 ticket, const QList<SpeechMark> &marks, const QString &path,
+                                const QString &error)
+{
+    if (ticket != m_prepared.ticket) {
+        QFile::remove(path); // let go meanwhile
+        return;
+    }
+    // A failure is the speaking's to report, when it synthesises again.
+    if (error.isEmpty() && !m_active && m_out.state() == MediaPlayer::State::Stopped)
+        m_out.prepare(path);
+    if (m_out.state() != MediaPlayer::State::Paused || m_out.currentUrl() != path || m_active) {
+        m_prepared = {};
+        QFile::remove(path);
+        return;
+    }
+    m_prepared.marks = marks;
+    m_prepared.held = true;
+}
+
+bool Voice::holdsPrepared() const
+{
+    return m_prepared.held && m_out.state() == MediaPlayer::State::Paused && m_out.currentUrl() == m_prepared.path;
+}
+
+// The current text, when it is the prepared one, goes on from where that
+// stands: played at once, or spoken when its synthesis returns.
+bool Voice::takePrepared()
+{
+    if (m_prepared.ticket == 0)
+        return false;
+    if (m_prepared.reading != Reading{m_current.text, m_current.source, m_voiceId, m_rate, m_volume}
+        || (m_prepared.held && !holdsPrepared())) {
+        dropPrepared();
+        return false;
+    }
+    const Prepared taken = std::exchange(m_prepared, {});
+    if (!taken.held) {
+        m_adoptedTicket = taken.ticket;
+        m_adoptedGeneration = ++m_generation;
+        return true;
+    }
+    ++m_generation;
+    play(taken.marks, taken.path); // only its pause goes
+    return true;
+}
+
+void Voice::dropPrepared()
+{
+    if (m_prepared.ticket == 0)
+        return;
+    const bool held = holdsPrepared();
+    const Prepared gone = std::exchange(m_prepared, {});
+    if (held)
+        m_out.stop();
+    if (gone.held)
+        QFile::remove(gone.path); // one still being synthesised removes its own
 }
 
 void Voice::synthesised(quint64 generation, const QList<SpeechMark> &marks, const QString &path,
@@ -134,6 +222,11 @@ void Voice::synthesised(quint64 generation, const QList<SpeechMark> &marks, cons
         endCurrent(false);
         return;
     }
+    play(marks, path);
+}
+
+void Voice::play(const QList<SpeechMark> &marks, const QString &path)
+{
     m_marks = marks;
     m_nextMark = 0;
     m_playing = true;
@@ -145,6 +238,8 @@ void Voice::synthesised(quint64 generation, const QList<SpeechMark> &marks, cons
 
 void Voice::onPlayerState(MediaPlayer::State state)
 {
+    if (state == MediaPlayer::State::Stopped && m_prepared.held && !holdsPrepared())
+        dropPrepared(); // the player let it go
     if (state != MediaPlayer::State::Stopped || !m_active || !m_playing)
         return;
     endCurrent(false);
@@ -152,6 +247,8 @@ void Voice::onPlayerState(MediaPlayer::State state)
 
 void Voice::onPlayerError(const QString &url)
 {
+    if (m_prepared.held && !holdsPrepared())
+        dropPrepared();
     if (!m_active || !m_playing)
         return;
     emit failed(u"Speak Error: 无法播放 "_s + url);
@@ -220,6 +317,7 @@ void Voice::skipSentence()
 
 void Voice::stop()
 {
+    dropPrepared();
     m_queue.clear();
     if (m_active)
         endCurrent(true);

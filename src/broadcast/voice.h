@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include <functional>
+
 namespace tav {
 
 struct SpeakFlags
@@ -28,6 +30,11 @@ struct SpeakFlags
 // - states: Idle → Speaking (from speak() until the end of the last queued
 //   text) ⇄ Paused; stop() purges and ends in Idle;
 // - skipSentence() goes on at the next sentence of the current text;
+// - prepare(): a text to be spoken within seconds is synthesised ahead and
+//   held on the player at its first sample (MediaPlayer::prepare); the
+//   speak() of the same text with the same voice, rate and volume only lets
+//   the pause go, its words reported as for any text. Any other text, a file,
+//   stop() or dropPrepared() lets it go and removes its file;
 // - every event is also a line for the event log ("  Event: StartStream
 //   StreamNumber=1 StreamPosition=0" …), and each word is reported with its
 //   position in the text as given (before any rewriting for the voice, when
@@ -57,6 +64,12 @@ public:
     void stop();
     // A text will be spoken within seconds: the player gets ready.
     void warmUp() { m_out.warmUp(); }
+    // `text` will be spoken within seconds with this voice, rate and volume:
+    // it is synthesised now, off this thread, and made ready on the player.
+    // Only an idle voice on a stopped player prepares; the same text again
+    // keeps what is prepared or being prepared.
+    void prepare(const QString &text, const QList<int> &source, const QString &voiceId, int rate, int volume);
+    void dropPrepared();
 
     State state() const { return m_state; }
     bool isSpeaking() const { return m_state != State::Idle; }
@@ -77,7 +90,32 @@ private:
         Flags flags;
         QList<int> source;
     };
+    // What a prepared text is spoken with.
+    struct Reading
+    {
+        QString text;
+        QList<int> source;
+        QString voiceId;
+        int rate = 0;
+        int volume = 100;
+        bool operator==(const Reading &) const = default;
+    };
+    struct Prepared
+    {
+        Reading reading;
+        QString path;
+        QList<SpeechMark> marks;
+        quint64 ticket = 0;  // 0: nothing prepared
+        bool held = false;   // synthesised and waiting on the player
+    };
+    using Synthesised = std::function<void(const QList<SpeechMark> &marks, const QString &error)>;
+    void synthesise(const QString &text, const QString &voiceId, int rate, const QString &path, Synthesised done);
+    void preparedSynthesised(quint64 ticket, const QList<SpeechMark> &marks, const QString &path,
+                             const QString &error);
+    bool takePrepared();
+    bool holdsPrepared() const;
     void startNext();
+    void play(const QList<SpeechMark> &marks, const QString &path);
     void synthesised(quint64 generation, const QList<SpeechMark> &marks, const QString &path, const QString &error);
     void onPlayerState(MediaPlayer::State state);
     void onPlayerError(const QString &url);
@@ -100,6 +138,10 @@ private:
     bool m_playing = false;    // its sound is on the player
     quint64 m_generation = 0;  // synthesis results of purged texts are dropped
     QList<QPointer<QThread>> m_workers; // syntheses under way, awaited at the end
+    Prepared m_prepared;
+    quint64 m_tickets = 0;
+    quint64 m_adoptedTicket = 0;     // a preparation still under way whose text is being spoken ...
+    quint64 m_adoptedGeneration = 0; // ... as this generation
     int m_stream = 0;
     QList<SpeechMark> m_marks;
     qsizetype m_nextMark = 0;

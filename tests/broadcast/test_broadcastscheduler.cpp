@@ -350,15 +350,122 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
     EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0) << "nothing waits any more";
 }
 
-TEST_F(BroadcastDay, AToneMadeReadyForABroadcastWithoutOneIsLetGo)
+// A broadcast without a tone speaks first: its first reading is synthesised
+// at the warm-up, with the firing's time, and waits on the voice's player.
+TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysOnItsSecond)
 {
+    add(u"报时"_s, u"12:00:00"_s, u"现在是%Time，开饭"_s, u"TTS_Tone=0\nTTS_Frequency=2\n"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 11:59:50");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    const QString prepared = voicePlayer.prepared;
+    EXPECT_TRUE(QFileInfo::exists(prepared));
+    EXPECT_EQ(synth.texts(), QStringList{u"现在是上午十二点整，开饭"_s}) << "the firing's time, not the warm-up's";
+    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Stopped) << "no tone to make ready";
+    tickAt("2026-11-23 11:59:55"); // warmed up again: kept as it is
+    QTest::qWait(400);
+    EXPECT_EQ(synth.texts().size(), 1);
+    EXPECT_TRUE(voicePlayer.opened.isEmpty());
+
+    QStringList events;
+    QList<int> words;
+    QObject::connect(&voice, &tav::Voice::eventLine, [&](const QString &l) { events.append(l); });
+    QObject::connect(&voice, &tav::Voice::word, [&](int pos, int) { words.append(pos); });
+    tickAt("2026-11-23 12:00:00");
+    // Opened on the second itself: only its pause goes, nothing is synthesised.
+    EXPECT_EQ(voicePlayer.opened, QStringList{prepared});
+    EXPECT_EQ(synth.texts().size(), 1);
+    EXPECT_EQ(broadcaster.spokenText(), u"现在是上午12:00，开饭");
+    voicePlayer.sound();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return words.size() == 12; }, 3000)) << events.join(u'\n').toStdString();
+    EXPECT_EQ(words.first(), 0);
+    EXPECT_EQ(words.last(), 12); // "饭" as shown
+    EXPECT_TRUE(events.first().startsWith(u"  Event: StartStream"_s));
+    EXPECT_TRUE(events.contains(u"  Event: Word StreamNum=1 StreamPos=550 Pos=12 Length=1"_s));
+
+    // The second reading is synthesised as ever.
+    voicePlayer.finish();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.opened.size() == 2; }, 3000));
+    EXPECT_EQ(synth.texts().size(), 2);
+    EXPECT_NE(voicePlayer.opened.last(), prepared);
+    voicePlayer.sound();
+    voicePlayer.finish();
+    EXPECT_FALSE(broadcaster.isBusy());
+}
+
+// What was made ready plays only for the very broadcast in its very second.
+TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMissedFiring)
+{
+    add(u"午饭"_s, u"12:00:00"_s, u"午饭时间"_s, u"TTS_Tone=0\n"_s);
+    add(u"上课"_s, u"13:00:00"_s, u"上课了"_s, u"TTS_Tone=0\n"_s);
     add(u"放学"_s, u"16:00:00"_s, u"放学了"_s, u"TTS_Tone=0\n"_s);
     scheduler.setEnabled(true);
-    tickAt("2026-11-23 15:59:55");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.state() == tav::MediaPlayer::State::Paused; }, 2000));
+    QString prepared;
+    const auto prepareAt = [&](const char *when) {
+        voicePlayer.prepared.clear();
+        tickAt(when);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !voicePlayer.prepared.isEmpty(); }, 3000)) << when;
+        prepared = voicePlayer.prepared;
+        ASSERT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused);
+    };
+    const auto letGo = [&] {
+        return voicePlayer.state() != tav::MediaPlayer::State::Paused && !QFileInfo::exists(prepared)
+               && !voicePlayer.opened.contains(prepared);
+    };
+    const auto spokenAnew = [&](const QString &text) {
+        EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+        EXPECT_EQ(synth.texts().last(), text);
+        EXPECT_TRUE(letGo());
+        broadcaster.stop();
+    };
+
+    // Its text changed after the warm-up.
+    prepareAt("2026-11-23 11:59:50");
+    d.write(u"午饭.ini"_s, u"午休时间"_s);
+    clock.set(at("2026-11-23 11:59:59"));
+    scheduler.rebuild();
+    tickAt("2026-11-23 12:00:00");
+    spokenAnew(u"午休时间"_s);
+
+    // Spoken late, after a small forward step of the clock over its second.
+    prepareAt("2026-11-23 12:59:55");
+    clock.step(8);
+    scheduler.tick();
+    ASSERT_EQ(scheduler.rows()[1].status, Status::Spoken);
+    spokenAnew(u"上课了"_s);
+
+    // Another text spoken before its second; then the firing speaks anew.
+    prepareAt("2026-11-23 15:59:50");
+    ASSERT_TRUE(broadcaster.speak({.text = u"试音"_s, .tone = false}));
+    EXPECT_TRUE(letGo());
+    spokenAnew(u"试音"_s);
     tickAt("2026-11-23 16:00:00");
-    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Stopped);
-    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
+    spokenAnew(u"放学了"_s);
+
+    // Switched off, or gone from the list, before its second: let go at once.
+    add(u"晚安"_s, u"21:00:00"_s, u"晚安"_s, u"TTS_Tone=0\n"_s);
+    clock.set(at("2026-11-23 20:00:00"));
+    scheduler.rebuild();
+    prepareAt("2026-11-23 20:59:50");
+    scheduler.setEnabled(false);
+    EXPECT_TRUE(letGo());
+    scheduler.setEnabled(true);
+    prepareAt("2026-11-23 20:59:55");
+    d.write(u"【TTS】.ini"_s, QString());
+    scheduler.rebuild();
+    EXPECT_TRUE(letGo());
+    tickAt("2026-11-23 21:00:00");
+    EXPECT_FALSE(broadcaster.isBusy());
+
+    // Made ready for a second that passes without it: let go seconds later.
+    broadcaster.warmUp({.name = u"晚安"_s, .text = u"晚安"_s, .tone = false}, at("2026-11-23 21:00:10"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    prepared = voicePlayer.prepared;
+    tickAt("2026-11-23 21:00:12");
+    QTest::qWait(50);
+    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused) << "still within its seconds";
+    tickAt("2026-11-23 21:00:14");
+    EXPECT_TRUE(QTest::qWaitFor(letGo, 1000));
 }
 
 // A voice that goes while its text is still being synthesised waits for the
@@ -376,4 +483,39 @@ TEST(VoiceEnd, AVoiceGoneMidSynthesisLeavesNothingRunning)
     EXPECT_EQ(slowSynth.running, 0);
     QTest::qWait(50); // the worker's own end, handled after its voice has gone
     EXPECT_TRUE(out.opened.isEmpty());
+}
+
+// A text asked for while its preparation is still being synthesised is
+// spoken from that synthesis; stop() lets a prepared text go.
+TEST(VoiceEnd, APreparedTextIsSynthesisedOnceAndStopLetsItGo)
+{
+    tav::test::FakeSynth slowSynth;
+    tav::test::FakePlayer out;
+    slowSynth.delayMs = 200;
+    tav::Voice voice(slowSynth, out);
+    voice.prepare(u"各位同学"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
+    voice.setVoiceId(u"cmn-latn-pinyin"_s);
+    voice.setRate(2);
+    voice.setVolume(80);
+    voice.speak(u"各位同学"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !out.opened.isEmpty(); }, 3000));
+    EXPECT_EQ(slowSynth.texts().size(), 1);
+    EXPECT_TRUE(out.opened.first().contains(u"prepared"_s));
+    out.finish();
+    ASSERT_FALSE(voice.isSpeaking());
+
+    voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    const QString prepared = out.prepared;
+    voice.stop();
+    EXPECT_EQ(out.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_FALSE(QFileInfo::exists(prepared));
+    // A different volume is a different reading: synthesised anew.
+    voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    voice.setVolume(60);
+    voice.speak(u"请注意"_s);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return out.opened.size() == 2; }, 3000));
+    EXPECT_EQ(slowSynth.texts().size(), 4);
+    EXPECT_FALSE(out.opened.last().contains(u"prepared"_s));
 }
