@@ -45,6 +45,7 @@ Broadcaster::Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, M
     });
     connect(&m_voice, &Voice::endStream, this, &Broadcaster::onVoiceEnd);
     connect(&m_voice, &Voice::failed, this, [this](const QString &error) { log(error); });
+    connect(&m_voice, &Voice::unavailable, this, [this](const QString &why) { log(u"语音播报不可用："_s + why); });
     // A media task that sets its volume during a broadcast: that is the
     // volume to come back to, and the music stays down while it speaks.
     connect(&m_media, &PlaybackController::volumeChanged, this, [this] {

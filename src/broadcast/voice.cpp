@@ -8,6 +8,7 @@
 #include <QThread>
 
 #include <memory>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -109,8 +110,11 @@ void Voice::synthesise(const QString &text, const QString &voiceId, int rate, co
     auto error = std::make_shared<QString>();
     SpeechSynth *synth = &m_synth;
     const bool tmpValid = m_tmp.isValid();
+    auto engineFailed = std::make_shared<bool>(false);
     QThread *worker = QThread::create([=] {
-        if (!synth->synthesize(text, voiceId, rate, audio.get(), error.get())) {
+        // The engine starts with the first text it is given.
+        *engineFailed = !synth->load(error.get());
+        if (*engineFailed || !synth->synthesize(text, voiceId, rate, audio.get(), error.get())) {
             if (error->isEmpty())
                 *error = u"语音合成失败"_s;
             return;
@@ -126,7 +130,11 @@ void Voice::synthesise(const QString &text, const QString &voiceId, int rate, co
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     m_workers.removeIf([](const QPointer<QThread> &w) { return w.isNull(); });
     m_workers.append(worker);
-    connect(worker, &QThread::finished, this, [audio, error, done] { done(audio->marks, *error); });
+    connect(worker, &QThread::finished, this, [this, audio, error, done, engineFailed] {
+        if (*engineFailed && !std::exchange(m_unavailableSaid, true))
+            emit unavailable(*error);
+        done(audio->marks, *error);
+    });
     worker->start();
 }
 

@@ -82,6 +82,9 @@ signals:
     void endStream();     // one text ended (or was purged)
     void stateChanged(tav::Voice::State state);
     void failed(const QString &error); // "Speak Error: …"
+    // The speech engine could not be started (at the first text that
+    // needed it): said once, with why; every text then fails.
+    void unavailable(const QString &why);
 
 private:
     struct Item
@@ -135,6 +138,7 @@ private:
     QList<Item> m_queue;
     Item m_current;
     bool m_active = false;     // m_current is being synthesised or played
+    bool m_unavailableSaid = false;
     bool m_playing = false;    // its sound is on the player
     quint64 m_generation = 0;  // synthesis results of purged texts are dropped
     QList<QPointer<QThread>> m_workers; // syntheses under way, awaited at the end

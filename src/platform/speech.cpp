@@ -1,7 +1,9 @@
 #include "platform/speech.h"
 
+#include <espeak-ng/espeak_ng.h>
 #include <espeak-ng/speak_lib.h>
 
+#include <QFileInfo>
 #include <QtMath>
 
 #include <cmath>
@@ -21,11 +23,28 @@ std::mutex &engineLock()
     return lock;
 }
 
+// The engine's data folder as espeak-ng finds it (ESPEAK_DATA_PATH or its
+// own); finding it loads nothing. Under engineLock().
+QString dataFolder()
+{
+    static const QString folder = [] {
+        espeak_ng_InitializePath(nullptr);
+        const char *path = nullptr;
+        espeak_Info(&path);
+        return path ? QString::fromLocal8Bit(path) : QString();
+    }();
+    return folder;
+}
+
+// Starts the engine once; its sample rate, or 0 or less when it failed.
+// Under engineLock().
 int initialise()
 {
     static const int rate = espeak_Initialize(AUDIO_OUTPUT_SYNCHRONOUS, 0, nullptr, espeakINITIALIZE_DONT_EXIT);
     return rate;
 }
+
+const QString kCannotStart = u"语音引擎 espeak-ng 无法初始化"_s;
 
 struct Collect
 {
@@ -76,13 +95,19 @@ int wordsPerMinute(int rate)
 EspeakSynth::EspeakSynth()
 {
     std::lock_guard guard(engineLock());
-    m_sampleRate = initialise();
+    const QString folder = dataFolder();
+    // What espeak_Initialize() reads before anything else.
+    m_hasData = !folder.isEmpty();
+    for (const char *table : {"phontab", "phonindex", "phondata", "intonations"})
+        m_hasData = m_hasData && QFileInfo::exists(folder + u'/' + QLatin1StringView(table));
 }
 
+// Listing the voices reads their files in the data folder; the engine need
+// not run for it.
 QList<SynthVoice> EspeakSynth::voices() const
 {
     QList<SynthVoice> list;
-    if (m_sampleRate <= 0)
+    if (!m_hasData)
         return list;
     std::lock_guard guard(engineLock());
     const espeak_VOICE **all = espeak_ListVoices(nullptr);
@@ -97,6 +122,16 @@ QList<SynthVoice> EspeakSynth::voices() const
     return list;
 }
 
+bool EspeakSynth::load(QString *why)
+{
+    std::lock_guard guard(engineLock());
+    if (m_hasData && initialise() > 0)
+        return true;
+    if (why)
+        *why = kCannotStart;
+    return false;
+}
+
 bool EspeakSynth::synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                              QString *error)
 {
@@ -105,8 +140,8 @@ bool EspeakSynth::synthesize(const QString &text, const QString &voiceId, int ra
             *error = why;
         return false;
     };
-    if (m_sampleRate <= 0)
-        return fail(u"语音引擎 espeak-ng 无法初始化"_s);
+    if (!load(error))
+        return false;
     std::lock_guard guard(engineLock());
     if (espeak_SetVoiceByName(voiceId.toUtf8().constData()) != EE_OK)
         return fail(u"找不到语音：%1"_s.arg(voiceId));
@@ -115,7 +150,7 @@ bool EspeakSynth::synthesize(const QString &text, const QString &voiceId, int ra
     espeak_SetSynthCallback(onSynth);
 
     *out = SpeechAudio();
-    out->sampleRate = m_sampleRate;
+    out->sampleRate = initialise();
     Collect c;
     c.audio = out;
     for (qsizetype i = 0; i < text.size(); ++i) {

@@ -35,13 +35,20 @@ struct SynthVoice
     QString language; // "cmn", "yue", "en" …
 };
 
-// Text to speech. synthesize() is called on worker threads and may take a
-// while for long texts; implementations serialise themselves.
+// Text to speech. load() and synthesize() are called on worker threads and
+// may take a while; implementations serialise themselves.
 class SpeechSynth
 {
 public:
     virtual ~SpeechSynth() = default;
     virtual QList<SynthVoice> voices() const = 0;
+    // Gets the engine ready if it is not yet: false, with why, when it cannot
+    // be. The same answer every time; synthesize() needs it to be true.
+    virtual bool load(QString *why)
+    {
+        Q_UNUSED(why)
+        return true;
+    }
     // rate: -10 (slowest) … 0 (normal) … 10 (fastest).
     virtual bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                             QString *error) = 0;
@@ -50,21 +57,28 @@ public:
 // The espeak-ng library. Mandarin is "cmn-latn-pinyin" (the plain "cmn"
 // voice of espeak-ng 1.51 reads the tone numbers of its own dictionary as
 // English words), Cantonese "yue".
+//
+// Made, it only finds the engine's data folder: the engine proper (its
+// phoneme tables, a thread of its own, about 2 MB) is started by the first
+// load() or synthesis, so a station that never speaks never carries it.
 class EspeakSynth final : public SpeechSynth
 {
 public:
     EspeakSynth();
     QList<SynthVoice> voices() const override;
+    bool load(QString *why) override;
     bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                     QString *error) override;
-    bool isAvailable() const { return m_sampleRate > 0; }
+    // The engine's data is there; whether the engine starts on it is known
+    // at the first load().
+    bool isAvailable() const { return m_hasData; }
 
     // The phonemes (IPA) espeak-ng makes of the text's first clause with a voice;
     // "(en)" in them means it switched to English words.
     static QString phonemes(const QString &text, const QString &voiceId);
 
 private:
-    int m_sampleRate = 0;
+    bool m_hasData = false;
 };
 
 } // namespace tav

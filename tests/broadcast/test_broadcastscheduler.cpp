@@ -234,6 +234,22 @@ TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
     EXPECT_TRUE(log.text().contains(u"提示音无法播放"_s));
 }
 
+// The engine starts with the first text: one that cannot is said once in
+// the log, and every text fails without reaching the voice's player.
+TEST_F(BroadcastDay, AVoiceEngineThatCannotStartIsSaidOnceAndEveryTextFails)
+{
+    synth.cannotStart = u"语音引擎 espeak-ng 无法初始化"_s;
+    for (const QString &text : {u"你好"_s, u"再见"_s}) {
+        ASSERT_TRUE(broadcaster.speak({.name = text, .text = text, .tone = false}));
+        ASSERT_TRUE(restored()) << text.toStdString();
+    }
+    EXPECT_EQ(synth.loads, 2);
+    EXPECT_TRUE(synth.texts().isEmpty());
+    EXPECT_TRUE(voicePlayer.opened.isEmpty());
+    EXPECT_EQ(log.text().count(u"语音播报不可用：语音引擎 espeak-ng 无法初始化"_s), 1) << log.text().toStdString();
+    EXPECT_EQ(log.text().count(u"Speak Error: 语音引擎 espeak-ng 无法初始化"_s), 2);
+}
+
 TEST_F(BroadcastDay, VoiceReportsWordsWhereTheOperatorWroteThemAndPausesAndStops)
 {
     QStringList events;

@@ -161,7 +161,7 @@ public:
 
 // Speech of silence: kMsPerChar for each character, a word mark on each
 // character and a sentence mark at the start and after each "。". Records
-// what it was asked; refuses everything when told to.
+// what it was asked; refuses everything when told to, or cannot start.
 class FakeSynth final : public SpeechSynth
 {
 public:
@@ -171,11 +171,21 @@ public:
         return {{QStringLiteral("cmn-latn-pinyin"), QStringLiteral("Chinese_Mandarin"), QStringLiteral("cmn")},
                 {QStringLiteral("en"), QStringLiteral("English"), QStringLiteral("en")}};
     }
+    bool load(QString *why) override
+    {
+        ++loads;
+        if (cannotStart.isEmpty())
+            return true;
+        *why = cannotStart;
+        return false;
+    }
     bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                     QString *error) override;
     QStringList texts() const;
     QStringList voiceIds() const;
     QString refusal;
+    QString cannotStart;       // non-empty: load() fails with it
+    std::atomic<int> loads{0}; // load() was asked
     std::atomic<int> delayMs{0}; // each synthesis takes at least this long
     std::atomic<int> running{0}; // syntheses under way now
 
