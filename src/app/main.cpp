@@ -4,6 +4,7 @@
 #include "core/clock.h"
 #include "platform/clocksetter.h"
 #include "platform/deckplayer.h"
+#include "platform/loadertables.h"
 #include "platform/mpvplayer.h"
 #include "platform/ondemandplayer.h"
 #include "platform/speech.h"
@@ -282,6 +283,9 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         station.printToConsole();
         station.start();
     }
+    // The libraries' loading tables go once the first seconds have bound the
+    // functions the station uses at rest (see loadertables.h).
+    QTimer::singleShot(std::chrono::seconds(5), app.get(), [] { tav::releaseLoaderTables(); });
     const int rc = app->exec();
     station.shutDown();
     return rc;
