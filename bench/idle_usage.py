@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""CPU and memory of an idle headless station (aim: < 0.2% of one core, < 60 MB).
+"""CPU and memory of an idle headless station (aim: < 0.2% of one core, <= 55 MB).
 
 Runs `tavplayer --headless` on a folder with 200 tasks none of which is due
 during the run, lets it settle, then samples /proc for the measuring window.
+With --bin-old a second binary (an older build, say) runs beside it over the
+same window, each on a folder of its own, and the ratios new/old are given:
+the machine's noise then falls on both alike.
 
-usage: bench/idle_usage.py [--bin build/src/app/tavplayer] [--seconds 60]
+usage: bench/idle_usage.py [--bin build/src/app/tavplayer] [--bin-old OTHER] [--seconds 60]
 """
 import argparse, os, signal, subprocess, sys, tempfile, time
 
@@ -21,12 +24,7 @@ def rss_mb(pid):
     return 0.0
 
 
-def main():
-    ap = argparse.ArgumentParser()
-    ap.add_argument("--bin", default="build/src/app/tavplayer")
-    ap.add_argument("--seconds", type=float, default=60)
-    args = ap.parse_args()
-
+def data_folder():
     data = tempfile.mkdtemp(prefix="tav-idle-")
     lines = []
     for i in range(1, 201):  # at 3 a.m., so nothing starts during the run
@@ -34,17 +32,34 @@ def main():
                   "Device=每一三五", "Recurrence=循环", "Remind=开"]
     with open(os.path.join(data, "【SONG】.ini"), "wb") as f:
         f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
+    return data
 
-    proc = subprocess.Popen([args.bin, "--headless", "--data-dir", data, "--player-option", "ao=null"],
-                            stdout=subprocess.DEVNULL)
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--bin", default="build/src/app/tavplayer")
+    ap.add_argument("--bin-old", help="a second binary measured over the same window, for the ratios")
+    ap.add_argument("--seconds", type=float, default=60)
+    args = ap.parse_args()
+
+    bins = [args.bin] + ([args.bin_old] if args.bin_old else [])
+    procs = [subprocess.Popen([b, "--headless", "--data-dir", data_folder(), "--player-option", "ao=null"],
+                              stdout=subprocess.DEVNULL) for b in bins]
     time.sleep(3)
-    c0, t0 = cpu_seconds(proc.pid), time.monotonic()
+    c0, t0 = [cpu_seconds(p.pid) for p in procs], time.monotonic()
     time.sleep(args.seconds)
-    c1, t1 = cpu_seconds(proc.pid), time.monotonic()
-    rss = rss_mb(proc.pid)
-    proc.send_signal(signal.SIGTERM)
-    proc.wait(timeout=10)
-    print(f"idle over {t1 - t0:.0f} s: CPU {100 * (c1 - c0) / (t1 - t0):.3f}% of one core, resident {rss:.1f} MB")
+    c1, t1 = [cpu_seconds(p.pid) for p in procs], time.monotonic()
+    rss = [rss_mb(p.pid) for p in procs]
+    for p in procs:
+        p.send_signal(signal.SIGTERM)
+        p.wait(timeout=10)
+    cpu = [100 * (b - a) / (t1 - t0) for a, b in zip(c0, c1)]
+    for b, c, r in zip(bins, cpu, rss):
+        print(f"idle over {t1 - t0:.0f} s: CPU {c:.3f}% of one core, resident {r:.1f} MB"
+              + (f"  ({b})" if args.bin_old else ""))
+    if args.bin_old:
+        cpu_ratio = f"{cpu[0] / cpu[1]:.2f}" if cpu[1] > 0 else "n/a (old used none)"
+        print(f"new/old: resident {rss[0] / rss[1]:.2f}, CPU {cpu_ratio}")
     return 0
 
 
