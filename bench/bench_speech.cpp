@@ -3,29 +3,15 @@
 // memory at rest (after its first synthesis).
 #include "broadcast/voices.h"
 #include "broadcast/zhreading.h"
+#include "fakes/fakes.h"
 #include "platform/speech.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QString>
 
 #include <cstdio>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-long residentKb()
-{
-    QFile statm(u"/proc/self/statm"_s);
-    if (!statm.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> fields = statm.readAll().split(' ');
-    return fields.size() > 1 ? fields[1].toLong() * (sysconf(_SC_PAGESIZE) / 1024) : -1;
-}
-
-} // namespace
 
 int main()
 {
@@ -35,7 +21,7 @@ int main()
     text.truncate(200);
     const QString spoken = tav::zhreading::forVoice(text).text;
 
-    const long before = residentKb();
+    const qint64 before = tav::test::residentKb();
     tav::EspeakSynth synth;
     const tav::VoiceCatalog voices(&synth);
     const QString voice = voices.resolve(u"VW Hui"_s).synthId;
@@ -46,7 +32,7 @@ int main()
         return 1;
     }
     audio = tav::SpeechAudio(); // at rest: nothing kept
-    const long atRest = residentKb();
+    const qint64 atRest = tav::test::residentKb();
 
     constexpr int kRuns = 10;
     qint64 audioMs = 0;

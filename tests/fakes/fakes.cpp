@@ -76,6 +76,17 @@ QStringList FakeSynth::voiceIds() const
     return m_voices;
 }
 
+qint64 residentKb()
+{
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine())
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+    return -1;
+}
+
 bool ScriptedPrompt::ask(const QString &title, const QString &text, bool defaultAnswer)
 {
     shown.append(title + u'|' + text);

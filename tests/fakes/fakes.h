@@ -194,6 +194,9 @@ private:
     QStringList m_texts, m_voices;
 };
 
+// This process's resident memory in kB (VmRSS), -1 when it cannot be read.
+qint64 residentKb();
+
 // A data folder for one test, with helpers to lay GBK files into it.
 class DataFolder
 {

@@ -1,36 +1,21 @@
+#include "fakes/fakes.h"
 #include "platform/loadertables.h"
 
-#include <QFile>
 #include <QLibrary>
 
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-qint64 residentKb()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine())
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    return -1;
-}
-
-} // namespace
-
 // This program carries Qt's and the media engine's libraries: megabytes of
 // loading tables leave the resident set, and the program goes on finding
 // symbols, for a library loaded now as for functions bound later.
 TEST(LoaderTables, LeaveTheResidentSetAndSymbolsAreStillFound)
 {
-    const qint64 before = residentKb();
+    const qint64 before = tav::test::residentKb();
     ASSERT_GT(before, 0);
     const qint64 released = tav::releaseLoaderTables();
-    const qint64 after = residentKb();
+    const qint64 after = tav::test::residentKb();
     EXPECT_GT(released, 4 << 20);
     EXPECT_LT(after, before - 2048) << before << " kB before, " << after << " kB after";
 
