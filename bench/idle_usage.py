@@ -58,7 +58,10 @@ def main():
         print(f"idle over {t1 - t0:.0f} s: CPU {c:.3f}% of one core, resident {r:.1f} MB"
               + (f"  ({b})" if args.bin_old else ""))
     if args.bin_old:
-        cpu_ratio = f"{cpu[0] / cpu[1]:.2f}" if cpu[1] > 0 else "n/a (old used none)"
+        # CPU time is counted in clock ticks (10 ms): a few ticks make no ratio.
+        ticks = 10 / os.sysconf("SC_CLK_TCK")
+        cpu_ratio = (f"{cpu[0] / cpu[1]:.2f}" if c1[1] - c0[1] >= ticks
+                     else "n/a (the old used fewer than 10 clock ticks)")
         print(f"new/old: resident {rss[0] / rss[1]:.2f}, CPU {cpu_ratio}")
     return 0
 
