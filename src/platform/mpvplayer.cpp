@@ -398,7 +398,12 @@ void MpvPlayer::prepare(const QString &url)
 {
     if (m_state != State::Stopped || url.isEmpty())
         return;
+    // Paused before mpv loads it: with an output that does not keep time
+    // (ao=pcm) a pause that came after the load could come after the whole
+    // item too.
+    m_openPaused = true;
     open(url);
+    m_openPaused = false;
     pause();
     if (m_state == State::Paused) {
         m_prepared = url;
@@ -434,15 +439,21 @@ void MpvPlayer::open(const QString &url)
         failLater(url);
         return;
     }
-    // The pause flag outlives the file in mpv; a new item always plays.
-    int no = 0;
-    mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &no);
+    // The pause flag outlives the file in mpv; a new item always plays,
+    // unless it is being prepared. The pause goes only after the loadfile:
+    // mpv handles requests in order, so a paused item being replaced (one
+    // that was prepared) never plays on for a moment in between.
+    int pause = m_openPaused ? 1 : 0;
+    if (m_openPaused)
+        mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &pause);
     const QByteArray path = url.toUtf8();
     const char *command[] = {"loadfile", path.constData(), "replace", nullptr};
     if (mpv_command_async(m_mpv, m_generation, command) < 0) {
         failLater(url);
         return;
     }
+    if (!m_openPaused)
+        mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &pause);
     m_awaitingReply = true;
     setState(State::Loading);
 }

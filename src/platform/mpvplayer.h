@@ -147,6 +147,7 @@ private:
     QString m_deferredUrl;
     QString m_prepared;                    // loaded and held paused by prepare()
     std::uint64_t m_preparedGeneration = 0; // ... for this generation only
+    bool m_openPaused = false;              // open() within prepare()
     QTimer *m_surfaceWait = nullptr;
 };
 
