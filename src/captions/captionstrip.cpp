@@ -3,6 +3,7 @@
 #include "captions/captionbook.h"
 #include "captions/captionscroller.h"
 #include "core/clock.h"
+#include "core/colorref.h"
 #include "core/messagelog.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
@@ -45,12 +46,13 @@ QFont captionFont(const CaptionSettings &s, QString *problem)
 
 QColor captionColour(quint32 stored)
 {
-    return QColor(int(stored & 0xFF), int((stored >> 8) & 0xFF), int((stored >> 16) & 0xFF));
+    const ColorRef colour{stored};
+    return QColor(colour.red(), colour.green(), colour.blue());
 }
 
 quint32 storedColour(const QColor &colour)
 {
-    return quint32(colour.red()) | quint32(colour.green()) << 8 | quint32(colour.blue()) << 16;
+    return ColorRef::of(colour.red(), colour.green(), colour.blue());
 }
 
 CaptionStrip::CaptionStrip(CaptionScroller &scroller, CaptionBook &book, const Settings &station, MessageLog &log,

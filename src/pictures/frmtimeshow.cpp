@@ -86,7 +86,7 @@ void frmTimeShow::chooseColour()
     const std::optional<QColor> chosen = m_chooseColour(ClockLabel::colourOf(m_font));
     if (!chosen || !chosen->isValid())
         return;
-    m_font.colorRef = ClockFont::colorRefOf(chosen->red(), chosen->green(), chosen->blue());
+    m_font.colorRef = ColorRef::of(chosen->red(), chosen->green(), chosen->blue());
     store();
 }
 

@@ -41,11 +41,6 @@ std::optional<int> wholeNumber(const QString &text)
 
 } // namespace
 
-quint32 ClockFont::colorRefOf(int red, int green, int blue)
-{
-    return quint32(red & 0xFF) | quint32(green & 0xFF) << 8 | quint32(blue & 0xFF) << 16;
-}
-
 ClockFont ClockFont::read(const Settings &settings)
 {
     ClockFont f;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/colorref.h"
+
 #include <QList>
 #include <QPoint>
 #include <QRect>
@@ -21,14 +23,12 @@ struct ClockFont
     bool italic = false;
     bool underline = false;
     bool strikethru = false;
-    // ForeColor is stored as a decimal Windows colour number, 0x00BBGGRR:
-    // red in the lowest byte, blue in the third.
+    // ForeColor, as a Windows colour number (ColorRef).
     quint32 colorRef = 0x0000FFFF; // yellow
 
-    int red() const { return int(colorRef & 0xFF); }
-    int green() const { return int((colorRef >> 8) & 0xFF); }
-    int blue() const { return int((colorRef >> 16) & 0xFF); }
-    static quint32 colorRefOf(int red, int green, int blue);
+    int red() const { return ColorRef{colorRef}.red(); }
+    int green() const { return ColorRef{colorRef}.green(); }
+    int blue() const { return ColorRef{colorRef}.blue(); }
 
     // Missing or unreadable keys keep the defaults above; a size outside
     // 6 … 200 points also does.

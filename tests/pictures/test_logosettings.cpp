@@ -31,7 +31,7 @@ TEST(ClockFont, RoundTripThroughTheControlFile)
     font.italic = true;
     font.underline = true;
     font.strikethru = true;
-    font.colorRef = ClockFont::colorRefOf(0x12, 0x34, 0x56);
+    font.colorRef = tav::ColorRef::of(0x12, 0x34, 0x56);
     font.write(settings);
 
     // Windows order: red in the lowest byte.

@@ -138,7 +138,7 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
     overlay->loadPictures();
     overlay->setLogoShown(true);
     tav::ClockFont font;
-    font.colorRef = tav::ClockFont::colorRefOf(255, 255, 255);
+    font.colorRef = tav::ColorRef::of(255, 255, 255);
     overlay->setClockFont(font);
     overlay->showTime(QTime(8, 5, 9));
     overlay->setClockShown(true);
@@ -189,7 +189,7 @@ TEST_F(TopMostTest, ClockFontThatDoesNotExistFallsBack)
     EXPECT_EQ(clock->font().pointSize(), 30);
     EXPECT_TRUE(clock->font().italic());
     // A clock in the key colour itself would vanish: it is drawn a step lighter.
-    font.colorRef = tav::ClockFont::colorRefOf(128, 128, 128);
+    font.colorRef = tav::ColorRef::of(128, 128, 128);
     overlay->setClockFont(font);
     EXPECT_EQ(clock->palette().color(QPalette::WindowText).rgb(), kLighter);
 }
