@@ -21,6 +21,11 @@ packages=(
   faketime libfaketime openbox pulseaudio pulseaudio-utils
   # Qt's own Chinese texts for its standard dialogs and buttons
   qt6-translations-l10n
+  # the web console: Qt's HTTP server and WebSockets; a real browser driven
+  # through WebDriver for its tests
+  qt6-httpserver-dev qt6-websockets-dev chromium chromium-driver python3-selenium
+  # fleets: the synchroniser and the monitoring server used by the fleet tests
+  syncthing prometheus
   # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
   dpkg-dev desktop-file-utils
 )
