@@ -31,9 +31,17 @@ bool signedInRange(const QString &text, int low, int high)
 BroadcastDraft BroadcastDraft::fresh(const QDateTime &now)
 {
     BroadcastDraft d;
-    d.timeStart = QTime(now.time().hour(), now.time().minute());
-    d.timeEnd = d.timeStart.addSecs(120);
-    d.dateStart = d.dateEnd = now.date();
+    // The next whole minute, which has not begun to pass (on the next day
+    // after 23:59).
+    const QDateTime next = QDateTime(now.date(), QTime(now.time().hour(), now.time().minute())).addSecs(60);
+    d.timeStart = next.time();
+    const QTime end = d.timeStart.addSecs(120);
+    d.timeEnd = end < d.timeStart ? QTime(23, 59, 59) : end; // not past midnight
+    d.dateStart = next.date();
+    // To the end of the year, or of the next one when that is within a month.
+    d.dateEnd = QDate(d.dateStart.year(), 12, 31);
+    if (d.dateStart.daysTo(d.dateEnd) < 31)
+        d.dateEnd = QDate(d.dateStart.year() + 1, 12, 31);
     d.week = QList<bool>(7, true);
     return d;
 }

@@ -48,8 +48,9 @@ struct BroadcastDraft
     QString frequency = QStringLiteral("1");
     QString priority = QStringLiteral("0");
 
-    // A new task: starting at the current minute, ending two minutes later,
-    // today, every day of the week.
+    // A new task: starting at the next whole minute, ending two minutes
+    // later (at the latest 23:59:59), every day of the week, from that
+    // minute's date to the end of the year (of the next year in December).
     static BroadcastDraft fresh(const QDateTime &now);
     static BroadcastDraft from(const BroadcastTask &task, const QString &content);
 

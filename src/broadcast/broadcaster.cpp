@@ -28,6 +28,8 @@ Broadcaster::Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, M
         if (m_phase != Phase::Tone)
             return;
         log(u"提示音未能结束，已跳过"_s);
+        // The stop's own end must not continue the broadcast a second time.
+        m_phase = Phase::Speaking;
         m_player.stop();
         afterTone();
     });

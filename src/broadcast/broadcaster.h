@@ -81,6 +81,7 @@ public:
     bool isBusy() const { return m_phase != Phase::Idle; }
     bool isRestoring() const { return m_ramp.isActive(); }
     void stop();
+    void setToneLimit(int ms) { m_toneLimit.setInterval(ms); }
     // `next` is due at `firing`, within seconds: the tone's and the voice's
     // players get ready and its first sound waits at its first sample, so
     // that it sounds on its second: the tone, or for a broadcast that starts

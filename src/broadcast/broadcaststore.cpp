@@ -7,6 +7,7 @@
 #include "core/zhtext.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -67,14 +68,15 @@ QStringList BroadcastTask::fields() const
 
 BroadcastStore::BroadcastStore(const DataDir &dir) : m_dir(dir) {}
 
-bool BroadcastStore::load(QString *error)
+BroadcastStore::Reading BroadcastStore::read(const DataDir &dir)
 {
-    m_tasks.clear();
-    const IniFile file(m_dir.tts());
-    bool readable = true;
-    const auto doc = file.read(&readable);
-    if (!readable)
-        return fail(error, u"无法读取 %1"_s.arg(file.path()));
+    Reading out;
+    const IniFile file(dir.tts());
+    const auto doc = file.read(&out.readable);
+    if (!out.readable) {
+        out.error = u"无法读取 %1"_s.arg(file.path());
+        return out;
+    }
     QList<std::pair<int, QString>> sections;
     for (const QString &s : TaskNames::numberedSections(*doc, kSection))
         sections.append({s.mid(kSection.size()).toInt(), s});
@@ -92,8 +94,10 @@ bool BroadcastStore::load(QString *error)
         for (int k = 0; k < kKeys.size(); ++k)
             *fieldOf(t, k) = doc->value(section, kKeys[k]);
         t.name = t.name.trimmed();
-        if (t.name.isEmpty())
+        if (t.name.isEmpty()) {
+            out.dropped.append(u"[%1] 没有任务名称，已跳过"_s.arg(section));
             continue;
+        }
         if (t.frequency.trimmed().isEmpty()) {
             t.frequency = u"1"_s;
             repaired.setValue(section, u"TTS_Frequency"_s, t.frequency);
@@ -104,14 +108,24 @@ bool BroadcastStore::load(QString *error)
             repaired.setValue(section, u"TTS_Delay"_s, t.delay);
             repairs = true;
         }
-        m_tasks.append(t);
+        out.tasks.append(t);
     }
+    if (out.tasks.isEmpty() && out.dropped.isEmpty() && QFileInfo(file.path()).size() > 0)
+        out.dropped.append(u"%1 中没有一个播音任务（应为[TTS1]、[TTS2]…各节）"_s.arg(file.path()));
     if (repairs) {
         QString why;
         if (!file.write(repaired, &why))
-            return fail(error, u"写入 %1 失败：%2"_s.arg(file.path(), why));
+            out.error = u"写入 %1 失败：%2"_s.arg(file.path(), why);
     }
-    return true;
+    return out;
+}
+
+bool BroadcastStore::load(QString *error)
+{
+    Reading reading = read(m_dir);
+    const QString why = reading.error;
+    apply(std::move(reading));
+    return why.isEmpty() || fail(error, why);
 }
 
 const BroadcastTask *BroadcastStore::find(const QString &name) const
@@ -122,8 +136,10 @@ const BroadcastTask *BroadcastStore::find(const QString &name) const
     return nullptr;
 }
 
-QString BroadcastStore::content(const QString &name, QString *note) const
+QString BroadcastStore::content(const QString &name, QString *note, bool *unreadable) const
 {
+    if (unreadable)
+        *unreadable = false;
     QByteArray bytes;
     if (!DataDir::isSafeName(name)) {
         if (note)
@@ -147,6 +163,13 @@ QString BroadcastStore::content(const QString &name, QString *note) const
             *note = u"“%1”的内容文件不是GBK编码，已按UTF-8读取"_s.arg(name.trimmed());
     } else {
         text = fromGbk(bytes);
+        // A byte that is no GBK character is kept as a stand-in U+DC80 … U+DCFF.
+        const bool strays = std::any_of(text.cbegin(), text.cend(),
+                                        [](QChar c) { return c.unicode() >= 0xDC80 && c.unicode() <= 0xDCFF; });
+        if (strays && unreadable)
+            *unreadable = true;
+        if (strays && note)
+            *note = u"“%1”的内容文件不是有效的GBK文本"_s.arg(name.trimmed());
     }
     if (text.startsWith(QChar(0xFEFF)))
         text.remove(0, 1);

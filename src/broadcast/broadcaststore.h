@@ -54,15 +54,31 @@ public:
 
     explicit BroadcastStore(const DataDir &dir);
 
+    // What one reading of "【TTS】.ini" found. Safe on any thread.
+    struct Reading
+    {
+        QList<BroadcastTask> tasks;
+        QStringList dropped; // one line per section left out, and why
+        QString error;       // the file could not be read or repaired
+        bool readable = true;
+    };
+    // Sections without a name are left out (and said in `dropped`), as is
+    // everything in a file without one "TTSn" section; repairs are written
+    // back.
+    static Reading read(const DataDir &dir);
+    void apply(Reading reading) { m_tasks = std::move(reading.tasks); }
+
     // False with the reason when the file exists but cannot be read or a
     // repair cannot be written (the tasks read are kept either way).
     bool load(QString *error = nullptr);
     const QList<BroadcastTask> &tasks() const { return m_tasks; }
+    const DataDir &dir() const { return m_dir; }
     const BroadcastTask *find(const QString &name) const;
 
     // The text of a task; empty when the file is missing. `note` tells of a
-    // file that was not GBK.
-    QString content(const QString &name, QString *note = nullptr) const;
+    // file that was not GBK. Bytes that are neither GBK nor UTF-8 set
+    // `unreadable` (the text then holds them as stand-ins, not as words).
+    QString content(const QString &name, QString *note = nullptr, bool *unreadable = nullptr) const;
 
     // Each refuses with the operator's message in `error` and changes nothing.
     bool add(BroadcastTask task, const QString &text, QString *error);

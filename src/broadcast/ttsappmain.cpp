@@ -136,7 +136,7 @@ TTSAppMain::TTSAppMain(BroadcastParts parts, QWidget *parent) : QDialog(parent),
     connect(&m_parts.voice, &Voice::stateChanged, this, &TTSAppMain::refreshButtons);
     connect(&m_parts.broadcaster, &Broadcaster::finished, this, &TTSAppMain::refreshButtons);
     connect(&m_parts.scheduler, &BroadcastScheduler::listChanged, this, &TTSAppMain::refreshWaitList);
-    connect(&m_parts.scheduler, &BroadcastScheduler::rowChanged, this, &TTSAppMain::refreshWaitList);
+    connect(&m_parts.scheduler, &BroadcastScheduler::rowChanged, this, &TTSAppMain::refreshWaitRow);
     connect(&m_parts.scheduler, &BroadcastScheduler::listChanged, this, &TTSAppMain::refreshTasks);
 
     refreshTasks();
@@ -454,17 +454,30 @@ void TTSAppMain::refreshTasks()
 
 void TTSAppMain::refreshWaitList()
 {
+    const QList<WaitRow> &rows = m_parts.scheduler.rows();
+    // Each broadcast's text is read once for the list, not once a row.
+    m_waitTexts.clear();
+    m_wait->setUpdatesEnabled(false);
+    m_wait->setRowCount(int(rows.size()));
+    for (int r = 0; r < rows.size(); ++r)
+        refreshWaitRow(r);
+    m_wait->setUpdatesEnabled(true);
+}
+
+void TTSAppMain::refreshWaitRow(int r)
+{
     m_waitLabel->setText(m_parts.scheduler.header());
     const QList<WaitRow> &rows = m_parts.scheduler.rows();
-    m_wait->setRowCount(int(rows.size()));
-    for (int r = 0; r < rows.size(); ++r) {
-        const WaitRow &row = rows[r];
-        setRow(m_wait, r,
-               {row.time.toString(u"HH:mm:ss"_s), row.name, row.text.left(200), WaitRow::statusText(row.status)});
-        const int colour = row.colour();
-        for (int c = 0; c < m_wait->columnCount(); ++c)
-            m_wait->item(r, c)->setForeground(colour < 0 ? QBrush() : QBrush(QColor(QRgb(colour))));
-    }
+    if (r < 0 || r >= rows.size() || r >= m_wait->rowCount())
+        return;
+    const WaitRow &row = rows[r];
+    auto text = m_waitTexts.constFind(row.name);
+    if (text == m_waitTexts.cend())
+        text = m_waitTexts.insert(row.name, m_parts.store.content(row.name).left(200));
+    setRow(m_wait, r, {row.time.toString(u"HH:mm:ss"_s), row.name, *text, WaitRow::statusText(row.status)});
+    const int colour = row.colour();
+    for (int c = 0; c < m_wait->columnCount(); ++c)
+        m_wait->item(r, c)->setForeground(colour < 0 ? QBrush() : QBrush(QColor(QRgb(colour))));
 }
 
 void TTSAppMain::refreshScripts()

@@ -4,6 +4,7 @@
 #include "broadcast/filechooser.h"
 
 #include <QDialog>
+#include <QHash>
 
 class QCheckBox;
 class QComboBox;
@@ -56,6 +57,7 @@ private:
     QWidget *buildPanel();
     void refreshTasks();
     void refreshWaitList();
+    void refreshWaitRow(int row);
     void refreshScripts();
     void refreshButtons();
     void fillOutputs();
@@ -71,6 +73,7 @@ private:
     frmPresentation *m_scriptEditor = nullptr;
     QTableWidget *m_tasks = nullptr;
     QTableWidget *m_wait = nullptr;
+    QHash<QString, QString> m_waitTexts; // broadcast → its text, as listed
     QLabel *m_waitLabel = nullptr;
     QTableWidget *m_scripts = nullptr;
     QLineEdit *m_findTask = nullptr;

@@ -2,12 +2,20 @@
 
 #include "broadcast/waveformat.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <memory>
+#include <mutex>
+
+#include <cerrno>
+#include <signal.h>
+#include <unistd.h>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -15,8 +23,10 @@ using namespace Qt::StringLiterals;
 namespace tav {
 
 Voice::Voice(SpeechSynth &synth, MediaPlayer &out, QObject *parent)
-    : QObject(parent), m_synth(synth), m_out(out), m_tmp(QDir::tempPath() + u"/tavplayer-voice-XXXXXX"_s)
+    : QObject(parent), m_synth(synth), m_out(out), m_tmp(QDir::tempPath() + u"/tavplayer-voice-%1-XXXXXX"_s.arg(QCoreApplication::applicationPid()))
 {
+    static std::once_flag swept;
+    std::call_once(swept, [] { removeStaleFolders(QDir::tempPath()); });
     m_markTimer.setSingleShot(true);
     connect(&m_markTimer, &QTimer::timeout, this, &Voice::fireMarks);
     connect(&m_out, &MediaPlayer::stateChanged, this, &Voice::onPlayerState);
@@ -29,6 +39,37 @@ Voice::Voice(SpeechSynth &synth, MediaPlayer &out, QObject *parent)
         emit eventLine(u"  Event: StartStream StreamNumber=%1 StreamPosition=0"_s.arg(m_stream));
         armMarks();
     });
+}
+
+int Voice::removeStaleFolders(const QString &tempDir)
+{
+    static const QRegularExpression named(u"^tavplayer-voice-(\\d+)-\\w{6}$"_s);
+    static const QRegularExpression unnamed(u"^tavplayer-voice-\\w{6}$"_s);
+    int removed = 0;
+    const QFileInfoList entries =
+        QDir(tempDir).entryInfoList({u"tavplayer-voice-*"_s}, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden);
+    for (const QFileInfo &info : entries) {
+        if (info.isSymLink() || info.ownerId() != ::getuid())
+            continue;
+        QDir folder(info.absoluteFilePath());
+        const QRegularExpressionMatch m = named.match(info.fileName());
+        bool stale = false;
+        if (m.hasMatch()) {
+            const qint64 pid = m.captured(1).toLongLong();
+            stale = pid != QCoreApplication::applicationPid() && ::kill(pid_t(pid), 0) != 0 && errno == ESRCH;
+        } else if (unnamed.match(info.fileName()).hasMatch()) {
+            stale = folder.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+        }
+        // Only the files the voice writes there; a folder holding anything else stays.
+        if (stale) {
+            for (const QFileInfo &f : folder.entryInfoList(QDir::Files | QDir::Hidden | QDir::System))
+                if (!f.isSymLink() && f.fileName().endsWith(u".wav"_s))
+                    folder.remove(f.fileName());
+            if (QDir(tempDir).rmdir(info.fileName()))
+                ++removed;
+        }
+    }
+    return removed;
 }
 
 Voice::~Voice()

@@ -129,6 +129,15 @@ private:
     qint64 playedMs() const;
     int mapped(int position) const;
 
+public:
+    // The speech files live in "tavplayer-voice-<pid>-…" under the system's
+    // temporary folder. Removes those of this user whose process is gone
+    // (a station killed without its clean-up), and empty ones of the older
+    // unnamed kind; never follows a link. Returns how many went. Run once
+    // per process by the first voice.
+    static int removeStaleFolders(const QString &tempDir);
+
+private:
     SpeechSynth &m_synth;
     MediaPlayer &m_out;
     QString m_voiceId = QStringLiteral("cmn-latn-pinyin");

@@ -70,6 +70,15 @@ void DataFaults::refusedName(const QString &name, const QString &what)
         emit fault(u"名称“%1”会指向数据文件夹以外，不读写其%2"_s.arg(name, what));
 }
 
+void DataFaults::leftOut(const QString &key, const QString &text)
+{
+    QMutexLocker lock(&m_mutex);
+    const bool tell = shouldTell(u"leftOut"_s, key);
+    lock.unlock();
+    if (tell)
+        emit fault(text);
+}
+
 void DataFaults::readOk(const QString &path)
 {
     QMutexLocker lock(&m_mutex);

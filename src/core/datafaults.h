@@ -34,6 +34,8 @@ public:
     void unreadable(const QString &path, const QString &why);
     void unwritable(const QString &path, const QString &why, const QByteArray &bytes);
     void refusedName(const QString &name, const QString &what);
+    // Something a file held that was left out: told once per `key` an hour.
+    void leftOut(const QString &key, const QString &text);
     // The file was read or written as it should: it is no longer at fault.
     void readOk(const QString &path);
     void written(const QString &path);

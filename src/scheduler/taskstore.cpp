@@ -2,6 +2,7 @@
 
 #include "core/atomicfile.h"
 #include "core/datafaults.h"
+#include "core/tasknames.h"
 #include "core/ini.h"
 #include "core/settings.h"
 #include "core/zhtext.h"
@@ -127,6 +128,16 @@ TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
             DataFaults::instance().refusedName(r.name.trimmed(), u"列表文件"_s);
         file.rows.append(r);
     }
+    // Tasks numbered beyond the ones read are not seen: said, with their names.
+    QStringList unread;
+    for (const QString &section : TaskNames::numberedSections(*doc, kSectionPrefix))
+        if (section.mid(kSectionPrefix.size()).toInt() > n + 1 && !doc->value(section, kKeys[0]).isEmpty())
+            unread.append(u"[%1]“%2”"_s.arg(section, doc->value(section, kKeys[0]).trimmed()));
+    if (!unread.isEmpty())
+        DataFaults::instance().leftOut(dir.song() + u'\n' + unread.join(u' '),
+                                       u"【SONG】.ini 的任务编号不连续，%1共%2个任务没有读入（编号应从FileInfo1起连续）"_s
+                                           .arg(unread.mid(0, 5).join(u'、'))
+                                           .arg(unread.size()));
     return file;
 }
 

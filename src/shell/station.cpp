@@ -139,8 +139,12 @@ void Station::start()
         emit startDelayed(zh::datedLine(m_clock.now().date(), u"启动延时为%1秒，请稍等..."_s.arg(delay)));
         m_scheduler.delayStart(delay);
     }
-    if (m_broadcastScheduler)
+    if (m_broadcastScheduler) {
+        // The start delay holds the broadcasts back like the tasks.
+        if (const int delay = m_settings.startDelaySeconds(); delay > 0 && m_scheduler.isEnabled())
+            m_broadcastScheduler->delayStart(delay);
         m_broadcastScheduler->setEnabled(m_settings.isOn(Switch::Broadcast));
+    }
     m_ticker.start();
     // Between tasks from the start, once the start delay is over.
     QTimer::singleShot(m_settings.startDelaySeconds() * 1000, this, &Station::startIdleContent);
@@ -175,6 +179,8 @@ void Station::shutDown()
     m_slideshow.stop();
     m_saveRetry.stop();
     m_playback.stop();
+    if (m_broadcastScheduler)
+        m_broadcastScheduler->waitForFiles();
     m_log.flush();
     DataFaults::instance().retry();
 }

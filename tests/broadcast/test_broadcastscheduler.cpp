@@ -1,6 +1,9 @@
 #include "fakes/broadcastrig.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -36,15 +39,39 @@ protected:
         d.write(u"【TTS】.ini"_s, tasks);
         d.write(name + u".ini"_s, text);
     }
+    void enable()
+    {
+        scheduler.setEnabled(true);
+        waitBuilt();
+    }
+    void disable()
+    {
+        scheduler.setEnabled(false);
+        waitBuilt();
+    }
+    void rebuild()
+    {
+        scheduler.rebuild();
+        waitBuilt();
+    }
+    void waitBuilt() { ASSERT_TRUE(built()); }
     void tickAt(const char *when)
     {
         clock.set(at(when));
         scheduler.tick();
     }
-    QStringList listed() const
+    void tickEachSecond(int seconds)
+    {
+        for (int i = 0; i < seconds; ++i) {
+            clock.advance(1);
+            scheduler.tick();
+        }
+    }
+    QStringList listed() const { return listed(scheduler); }
+    static QStringList listed(const BroadcastScheduler &s)
     {
         QStringList out;
-        for (const WaitRow &r : scheduler.rows())
+        for (const WaitRow &r : s.rows())
             out.append(r.time.toString(u"HH:mm:ss"_s) + u' ' + r.name + u' ' + WaitRow::statusText(r.status));
         return out;
     }
@@ -72,23 +99,26 @@ TEST_F(BroadcastDay, TodaysListKeepsTheDaysDatesSwitchAndPriorityOrder)
     add(u"课间"_s, u"09:00:00"_s, u"休息"_s, u"TTS_Interval=10\n"_s, u"09:25:00"_s); // 9:00 9:10 9:20
     add(u"周末"_s, u"10:00:00"_s, u"x"_s, u"TTS_Week=六日\n"_s);
     add(u"关掉"_s, u"10:00:00"_s, u"x"_s, u"TTS_Switch=关\n"_s);
-    add(u"晨读"_s, u"07:58:00"_s, u"x"_s);  // two minutes past when the list is made
+    add(u"晨读"_s, u"07:58:00"_s, u"x"_s);  // two minutes past when the list is made: missed
     add(u"刚过"_s, u"07:59:30"_s, u"x"_s);  // within the minute: still spoken
     add(u"下月"_s, u"10:00:00"_s, u"x"_s, u"TTS_DateStart=2026/12/1\nTTS_DateEnd=2026/12/31\n"_s);
-    scheduler.setEnabled(true);
-    EXPECT_EQ(listed(), (QStringList{u"07:59:30 刚过 待播"_s, u"08:30:00 早操 待播"_s, u"08:30:02 早安 待播"_s,
-                                     u"09:00:00 课间 待播"_s, u"09:10:00 课间 待播"_s, u"09:20:00 课间 待播"_s}));
-    EXPECT_EQ(scheduler.header(), u"今日待执行的任务，共:6条");
+    enable();
+    EXPECT_EQ(listed(), (QStringList{u"07:58:00 晨读 超时"_s, u"07:59:30 刚过 待播"_s, u"08:30:00 早操 待播"_s,
+                                     u"08:30:02 早安 待播"_s, u"09:00:00 课间 待播"_s, u"09:10:00 课间 待播"_s,
+                                     u"09:20:00 课间 待播"_s}));
+    EXPECT_EQ(scheduler.header(), u"今日待执行的任务，共:7条");
+    EXPECT_EQ(scheduler.rows()[0].colour(), 0xFF0000);
+    EXPECT_TRUE(log.text().contains(u"今天已过的播音有1次未能播出（超时）"_s));
 
     clock.set(at("2026-11-28 08:00:00")); // Saturday: only the weekend task
-    scheduler.rebuild();
+    rebuild();
     EXPECT_EQ(listed(), QStringList{u"10:00:00 周末 待播"_s});
 
-    scheduler.setEnabled(false);
+    disable();
     EXPECT_TRUE(scheduler.rows().isEmpty());
     EXPECT_EQ(scheduler.header(), u"播音已停止，如果要开启请到主控面板操作！");
     scheduler.setStopDay([](QDate date) { return date == QDate(2026, 11, 28); });
-    scheduler.setEnabled(true);
+    enable();
     EXPECT_EQ(scheduler.header(), u"现在是停播时间");
     tickAt("2026-11-28 10:00:00");
     EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
@@ -97,7 +127,7 @@ TEST_F(BroadcastDay, TodaysListKeepsTheDaysDatesSwitchAndPriorityOrder)
 TEST_F(BroadcastDay, AFiringTurnsTheMusicDownSpeaksAsOftenAsAskedAndBringsItBack)
 {
     add(u"早安"_s, u"08:30:00"_s, u"现在是%Time，今天是%Date。"_s, u"TTS_Frequency=2\n"_s);
-    scheduler.setEnabled(true);
+    enable();
     playback.setSlider(tav::PlaybackController::unitsFor(70));
     tickAt("2026-11-23 08:29:59");
     EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
@@ -130,7 +160,7 @@ TEST_F(BroadcastDay, AFiringTurnsTheMusicDownSpeaksAsOftenAsAskedAndBringsItBack
 TEST_F(BroadcastDay, AMediaTaskStartingMeanwhileKeepsItsOwnVolume)
 {
     add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
-    scheduler.setEnabled(true);
+    enable();
     playback.setSlider(tav::PlaybackController::unitsFor(70));
     tickAt("2026-11-23 08:30:00");
     playback.setSlider(tav::PlaybackController::unitsFor(45)); // a task's volume, set at its start
@@ -145,14 +175,16 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
     add(u"长播"_s, u"08:30:00"_s, u"很长的通知"_s);
     add(u"等五分"_s, u"08:31:00"_s, u"x"_s, u"TTS_Delay=5\n"_s);
     add(u"紧随"_s, u"08:32:00"_s, u"紧随其后"_s);
-    add(u"错过"_s, u"08:40:00"_s, u"x"_s);
-    scheduler.setEnabled(true);
+    enable();
     tickAt("2026-11-23 08:30:00");
     tickAt("2026-11-23 08:31:00");
     EXPECT_EQ(scheduler.rows()[1].status, Status::Delayed);
     EXPECT_EQ(scheduler.rows()[1].postponedTo, QTime(8, 36));
     tickAt("2026-11-23 08:32:00");
     EXPECT_EQ(scheduler.rows()[2].status, Status::Delayed);
+    clock.set(at("2026-11-23 08:33:00"));
+    rebuild(); // an edit meanwhile: both still wait
+    EXPECT_TRUE(scheduler.rows()[2].isHeldBack());
     tickAt("2026-11-23 08:36:00"); // still speaking: postponed again
     EXPECT_EQ(scheduler.rows()[1].postponedTo, QTime(8, 41));
     EXPECT_TRUE(log.text().contains(u"延播：等五分 推迟到 08:41"_s)) << log.text().toStdString();
@@ -171,28 +203,21 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
     EXPECT_EQ(scheduler.rows()[1].colour(), 0x0000FF);
     EXPECT_EQ(scheduler.rows()[0].colour(), -1);
     EXPECT_EQ(broadcastPlayer.opened.size(), 3);
-    // A clock that jumps past a firing's minute: overdue, not spoken late.
-    broadcaster.stop();
-    ASSERT_TRUE(restored());
-    tickAt("2026-11-23 08:41:30");
-    tickAt("2026-11-23 08:45:00");
-    EXPECT_EQ(scheduler.rows()[3].status, Status::Overdue);
-    EXPECT_EQ(scheduler.rows()[3].colour(), 0xFF0000);
-    EXPECT_EQ(broadcastPlayer.opened.size(), 3);
 }
 
 TEST_F(BroadcastDay, ARebuildNeverSpeaksAFiringAgainAndMidnightStartsANewDay)
 {
     add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
-    scheduler.setEnabled(true);
+    enable();
     tickAt("2026-11-23 08:30:00");
     clock.set(at("2026-11-23 08:30:20"));
-    scheduler.rebuild(); // an edit of the file within the firing's minute
+    rebuild(); // an edit of the file within the firing's minute
     tickAt("2026-11-23 08:30:21");
     EXPECT_EQ(broadcastPlayer.opened.size(), 1);
     EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
     broadcaster.stop();
     tickAt("2026-11-24 00:00:01");
+    waitBuilt();
     ASSERT_EQ(scheduler.rows().size(), 1);
     EXPECT_EQ(scheduler.rows()[0].status, Status::Waiting);
 }
@@ -309,14 +334,8 @@ TEST_F(BroadcastDay, ClockStepsSpeakWhatWasJumpedOverOnceAndNothingTwice)
     add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
     add(u"课间"_s, u"08:40:00"_s, u"课间操"_s);
     add(u"午安"_s, u"12:00:00"_s, u"午安"_s);
-    scheduler.setEnabled(true);
+    enable();
     tickAt("2026-11-23 08:29:59");
-    auto tickEachSecond = [&](int seconds) {
-        for (int i = 0; i < seconds; ++i) {
-            clock.advance(1);
-            scheduler.tick();
-        }
-    };
     tickEachSecond(11); // 8:30:10, 早安 speaking
     ASSERT_EQ(broadcastPlayer.opened.size(), 1);
     clock.step(-60);
@@ -343,7 +362,7 @@ TEST_F(BroadcastDay, ClockStepsSpeakWhatWasJumpedOverOnceAndNothingTwice)
 TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
 {
     add(u"午休"_s, u"12:00:00"_s, u"午休时间到了"_s);
-    scheduler.setEnabled(true);
+    enable();
     const auto readied = [&] { return broadcastPlayer.warmUps > 0 && voicePlayer.warmUps > 0; };
 
     tickAt("2026-11-23 11:59:49"); // eleven seconds ahead: too early
@@ -371,7 +390,7 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
 TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysOnItsSecond)
 {
     add(u"报时"_s, u"12:00:00"_s, u"现在是%Time，开饭"_s, u"TTS_Tone=0\nTTS_Frequency=2\n"_s);
-    scheduler.setEnabled(true);
+    enable();
     tickAt("2026-11-23 11:59:50");
     ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
     const QString prepared = voicePlayer.prepared;
@@ -415,7 +434,7 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     add(u"午饭"_s, u"12:00:00"_s, u"午饭时间"_s, u"TTS_Tone=0\n"_s);
     add(u"上课"_s, u"13:00:00"_s, u"上课了"_s, u"TTS_Tone=0\n"_s);
     add(u"放学"_s, u"16:00:00"_s, u"放学了"_s, u"TTS_Tone=0\n"_s);
-    scheduler.setEnabled(true);
+    enable();
     QString prepared;
     const auto prepareAt = [&](const char *when) {
         voicePlayer.prepared.clear();
@@ -439,7 +458,7 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     prepareAt("2026-11-23 11:59:50");
     d.write(u"午饭.ini"_s, u"午休时间"_s);
     clock.set(at("2026-11-23 11:59:59"));
-    scheduler.rebuild();
+    rebuild();
     tickAt("2026-11-23 12:00:00");
     spokenAnew(u"午休时间"_s);
 
@@ -461,14 +480,14 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     // Switched off, or gone from the list, before its second: let go at once.
     add(u"晚安"_s, u"21:00:00"_s, u"晚安"_s, u"TTS_Tone=0\n"_s);
     clock.set(at("2026-11-23 20:00:00"));
-    scheduler.rebuild();
+    rebuild();
     prepareAt("2026-11-23 20:59:50");
-    scheduler.setEnabled(false);
+    disable();
     EXPECT_TRUE(letGo());
-    scheduler.setEnabled(true);
+    enable();
     prepareAt("2026-11-23 20:59:55");
     d.write(u"【TTS】.ini"_s, QString());
-    scheduler.rebuild();
+    rebuild();
     EXPECT_TRUE(letGo());
     tickAt("2026-11-23 21:00:00");
     EXPECT_FALSE(broadcaster.isBusy());
@@ -482,6 +501,163 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused) << "still within its seconds";
     tickAt("2026-11-23 21:00:14");
     EXPECT_TRUE(QTest::qWaitFor(letGo, 1000));
+}
+
+// Read once a day whatever happens to the station: a restart within the
+// minute reads nothing again, and the day's past stays listed.
+TEST_F(BroadcastDay, AFiringReadIsNeverReadAgainAfterARestartAndThePastStaysListed)
+{
+    add(u"课前"_s, u"10:00:00"_s, u"x"_s);
+    add(u"预备"_s, u"13:34:00"_s, u"预备铃"_s);
+    add(u"上课"_s, u"13:34:02"_s, u"上课铃"_s);
+    clock.set(at("2026-11-23 13:33:00"));
+    enable();
+    tickAt("2026-11-23 13:34:00");
+    tickAt("2026-11-23 13:34:02"); // held back behind the first
+    playThroughReading();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == 2; }, 3000));
+    playThroughReading();
+    ASSERT_TRUE(restored());
+    scheduler.waitForFiles();
+
+    clock.set(at("2026-11-23 13:34:43"));
+    BroadcastScheduler again(clock, store, broadcaster, log);
+    again.setEnabled(true);
+    ASSERT_TRUE(built(again));
+    again.tick();
+    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
+    EXPECT_EQ(listed(again), (QStringList{u"10:00:00 课前 超时"_s, u"13:34:00 预备 已播"_s, u"13:34:02 上课 已播"_s}));
+    EXPECT_EQ(again.header(), u"今日待执行的任务，共:3条");
+}
+
+// The start delay holds a broadcast back; once over, its minute still runs.
+TEST_F(BroadcastDay, TheStartDelayHoldsBroadcastsBack)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
+    clock.set(at("2026-11-23 08:29:50"));
+    scheduler.delayStart(25);
+    enable();
+    tickEachSecond(24); // to 8:30:14
+    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Waiting);
+    tickEachSecond(1);
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+}
+
+// A tick that comes late because the station stood still is a forward step.
+TEST_F(BroadcastDay, ALateTickSpeaksWhatItJumpedOverUnlessHoursLate)
+{
+    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
+    add(u"午安"_s, u"12:00:00"_s, u"午安"_s);
+    enable();
+    tickAt("2026-11-23 08:29:59");
+    tickAt("2026-11-23 08:35:00"); // five minutes without a tick
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+    EXPECT_TRUE(log.text().contains(u"补播：早安，应于8:30:00播出，晚了5分"_s)) << log.text().toStdString();
+    playThroughReading();
+    ASSERT_TRUE(restored());
+    tickAt("2026-11-23 11:59:59");
+    tickAt("2026-11-23 15:00:00"); // a machine suspended for three hours
+    EXPECT_EQ(scheduler.rows()[1].status, Status::Overdue);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+}
+
+// A prompt tone that never ends is given up once, and the text read as
+// often as asked.
+TEST_F(BroadcastDay, AToneThatNeverEndsIsGivenUpAndTheTextReadOnce)
+{
+    broadcaster.setToneLimit(50);
+    ASSERT_TRUE(broadcaster.speak({.name = u"长音"_s, .text = u"请注意"_s}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    voicePlayer.sound();
+    voicePlayer.finish();
+    ASSERT_TRUE(restored());
+    QTest::qWait(100);
+    EXPECT_EQ(synth.texts(), QStringList{u"请注意"_s});
+    EXPECT_EQ(log.text().count(u"提示音未能结束，已跳过"_s), 1);
+}
+
+// Files that cannot be used are said in the message log, never passed over.
+TEST_F(BroadcastDay, FilesThatCannotBeUsedAreSaid)
+{
+    d.write(u"【TTS】.ini"_s, u"乱码\x01\x02 没有一节\n"_s);
+    enable();
+    EXPECT_TRUE(log.text().contains(u"中没有一个播音任务"_s)) << log.text().toStdString();
+
+    add(u"无名"_s, u"08:30:00"_s, u"x"_s, u"TTS_Name=\n"_s);
+    add(u"错时"_s, u"8点半"_s, u"x"_s);
+    add(u"乱字"_s, u"08:30:00"_s, u"x"_s);
+    d.writeBytes(u"乱字.ini"_s, QByteArray("\x81\x20\xff\xfe\x80", 5));
+    rebuild();
+    EXPECT_TRUE(log.text().contains(u"[TTS1] 没有任务名称，已跳过"_s)) << log.text().toStdString();
+    EXPECT_TRUE(log.text().contains(u"[TTS2]“错时”的开始时间“8点半”无效，今天不播"_s));
+    ASSERT_EQ(listed(), QStringList{u"08:30:00 乱字 待播"_s});
+    tickAt("2026-11-23 08:30:00");
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Overdue);
+    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
+    EXPECT_TRUE(log.text().contains(u"播音“乱字”未能播出：“乱字”的内容文件不是有效的GBK文本"_s));
+    EXPECT_FALSE(log.text().contains(u"已播：乱字"_s));
+}
+
+// Ten thousand broadcasts each firing every minute: the list is built off
+// the tick, holds a bounded number of firings, and a tick's work does not
+// grow with the file.
+TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
+{
+    QString file;
+    for (int i = 1; i <= 10000; ++i)
+        file += u"[TTS%1]\nTTS_Name=播音%1\nTTS_TimeStart=00:00:%2\nTTS_TimeEnd=23:59:59\nTTS_DateStart=2026/11/1\n"
+                "TTS_DateEnd=2026/11/30\nTTS_Week=一\nTTS_Interval=1\nTTS_Switch=开\nTTS_Delay=0\nTTS_Frequency=1\n"_s
+                    .arg(i)
+                    .arg(i % 60, 2, 10, QChar(u'0'));
+    d.write(u"【TTS】.ini"_s, file);
+    scheduler.setEnabled(true);
+    EXPECT_TRUE(scheduler.isBuilding());
+    tickAt("2026-11-23 08:00:00");
+    EXPECT_EQ(scheduler.lastTickWork(), 0);
+    waitBuilt();
+    EXPECT_LE(scheduler.rows().size(), BroadcastScheduler::kMaxRows);
+    EXPECT_TRUE(log.text().contains(u"今日播音共14400000次，超过列表所能容纳的20000条"_s)) << log.text().right(300).toStdString();
+    ASSERT_LT(scheduler.rows().first().time, QTime(8, 0));
+    const QTime last = scheduler.rows().last().time;
+    ASSERT_GT(last, QTime(8, 0));
+
+    tickAt("2026-11-23 08:00:01"); // the first tick walks the listed past once
+    EXPECT_LE(scheduler.lastTickWork(), BroadcastScheduler::kMaxRows);
+    // Each second then: the firings of that second and a few more.
+    for (int i = 0; i < 120 && !scheduler.isBuilding(); ++i) {
+        tickEachSecond(1);
+        ASSERT_LE(scheduler.lastTickWork(), 2 * 10000 / 60 + 20) << i;
+    }
+    waitBuilt(); // the next firings, listed before the horizon comes
+    EXPECT_GT(scheduler.rows().last().time, last);
+    EXPECT_LE(scheduler.rows().size(), BroadcastScheduler::kMaxRows);
+}
+
+// A station killed without its clean-up leaves its speech folder; the next
+// start removes it, and nothing of a running station or anyone else.
+TEST(VoiceFolders, StaleSpeechFoldersGoAtTheNextStart)
+{
+    QTemporaryDir tmp;
+    QDir root(tmp.path());
+    const QString own = u"tavplayer-voice-%1-aB3dE5"_s.arg(QCoreApplication::applicationPid());
+    for (const QString &name : {u"tavplayer-voice-999999999-xY1zW2"_s, own, u"tavplayer-voice-Qw3Er5"_s,
+                                u"tavplayer-voice-Zx9Cv8"_s, u"tavplayer-voice-outside"_s})
+        ASSERT_TRUE(root.mkdir(name));
+    QFile wav(tmp.path() + u"/tavplayer-voice-999999999-xY1zW2/speech-1.wav"_s);
+    ASSERT_TRUE(wav.open(QIODevice::WriteOnly));
+    wav.close();
+    QFile keep(tmp.path() + u"/tavplayer-voice-Zx9Cv8/notes.txt"_s); // not empty: not ours to judge
+    ASSERT_TRUE(keep.open(QIODevice::WriteOnly));
+    keep.close();
+    ASSERT_TRUE(QFile::link(tmp.path() + u"/tavplayer-voice-outside"_s, tmp.path() + u"/tavplayer-voice-Lk0Lk0"_s));
+    EXPECT_EQ(tav::Voice::removeStaleFolders(tmp.path()), 2);
+    QStringList left = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
+    left.sort();
+    QStringList kept{own, u"tavplayer-voice-Lk0Lk0"_s, u"tavplayer-voice-Zx9Cv8"_s, u"tavplayer-voice-outside"_s};
+    kept.sort();
+    EXPECT_EQ(left, kept);
 }
 
 // A voice that goes while its text is still being synthesised waits for the

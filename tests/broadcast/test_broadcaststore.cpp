@@ -1,3 +1,4 @@
+#include "broadcast/broadcastdraft.h"
 #include "broadcast/broadcaststore.h"
 #include "core/datadir.h"
 #include "core/ini.h"
@@ -182,4 +183,31 @@ TEST_F(StoreTest, ANameFromTheFileThatLeavesTheFolderIsNeitherReadNorDeleted)
     // Removing a task never takes a file outside either.
     ASSERT_TRUE(hostile.remove(1, &error));
     EXPECT_TRUE(QFileInfo::exists(root.file(u"outside/外部.ini"_s)));
+}
+
+// A new broadcast starts at a minute still to come and runs far ahead, so
+// that one saved with the defaults neither misses its first firing nor
+// stops the next day.
+TEST(BroadcastDraftDefaults, StartAtTheNextWholeMinuteAndEndAtTheEndOfTheYear)
+{
+    struct Case
+    {
+        const char *now;
+        QTime start, end;
+        QDate first, last;
+    };
+    const Case cases[] = {
+        {"2026-11-23 08:30:20", QTime(8, 31), QTime(8, 33), QDate(2026, 11, 23), QDate(2026, 12, 31)},
+        {"2026-11-23 08:30:00", QTime(8, 31), QTime(8, 33), QDate(2026, 11, 23), QDate(2026, 12, 31)},
+        {"2026-12-15 23:58:10", QTime(23, 59), QTime(23, 59, 59), QDate(2026, 12, 15), QDate(2027, 12, 31)},
+        {"2026-12-31 23:59:30", QTime(0, 0), QTime(0, 2), QDate(2027, 1, 1), QDate(2027, 12, 31)},
+    };
+    for (const Case &c : cases) {
+        const tav::BroadcastDraft d = tav::BroadcastDraft::fresh(tav::test::at(c.now));
+        EXPECT_EQ(d.timeStart, c.start) << c.now;
+        EXPECT_EQ(d.timeEnd, c.end) << c.now;
+        EXPECT_EQ(d.dateStart, c.first) << c.now;
+        EXPECT_EQ(d.dateEnd, c.last) << c.now;
+        EXPECT_EQ(d.week, QList<bool>(7, true)) << c.now;
+    }
 }

@@ -7,6 +7,8 @@
 #include "broadcast/voices.h"
 #include "fakes/rig.h"
 
+#include <QTest>
+
 namespace tav::test {
 
 // The broadcasts' day over fake players (the media task's is `media`) and a
@@ -21,6 +23,10 @@ struct BroadcastRig : PlaybackRig
     Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};
     BroadcastStore store{dir};
     BroadcastScheduler scheduler{clock, store, broadcaster, log};
+
+    // Today's list is built off this thread: waits for it to be in.
+    [[nodiscard]] bool built(BroadcastScheduler &s) { return QTest::qWaitFor([&] { return !s.isBuilding(); }, 20000); }
+    [[nodiscard]] bool built() { return built(scheduler); }
 };
 
 } // namespace tav::test

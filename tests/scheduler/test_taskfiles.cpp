@@ -125,3 +125,16 @@ TEST_F(TaskFilesTest, ATaskFileThatCannotBeReadIsToldAndNeverReplaced)
     EXPECT_TRUE(QFileInfo(d.file(song())).isDir());
     EXPECT_FALSE(DataFaults::instance().outstanding().isEmpty());
 }
+
+// Tasks are read by number up to one past the count of sections: one
+// numbered beyond is not read, and that is said with its name.
+TEST_F(TaskFilesTest, TasksNumberedBeyondTheOnesReadAreSaid)
+{
+    d.writeBytes(song(), taskBytes(1, "A") + taskBytes(2, "B") + taskBytes(9, "C"));
+    store.load(kMonday);
+    ASSERT_EQ(store.rows().size(), 2);
+    ASSERT_EQ(faults.size(), 1);
+    const QString said = faults.at(0).at(0).toString();
+    EXPECT_TRUE(said.contains(u"[FileInfo9]“C”"_s)) << said.toStdString();
+    EXPECT_TRUE(said.contains(u"共1个任务没有读入"_s)) << said.toStdString();
+}

@@ -29,6 +29,7 @@ protected:
     void open()
     {
         scheduler.setEnabled(true);
+        ASSERT_TRUE(built());
         window = std::make_unique<tav::TTSAppMain>(parts);
         window->setFileChooser([this](const QString &title, const QString &filter, bool) {
             asked.append(title + u'|' + filter);
@@ -155,6 +156,7 @@ TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
     EXPECT_FALSE(get<QPushButton>(e, "cmdOK")->isEnabled());
 
     // Today's list: waiting, then overdue in red once its minute passed unspoken.
+    ASSERT_TRUE(built());
     auto *wait = get<QTableWidget>("HF_WaitList");
     EXPECT_EQ(get<QLabel>("lblWaitList")->text(), u"今日待执行的任务，共:1条");
     ASSERT_EQ(wait->rowCount(), 1);

@@ -722,7 +722,8 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     EXPECT_EQ(label->text(), u"播音已停止，如果要开启请到主控面板操作！");
     click("chkTTS");
     EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"播音"_s), u"1");
-    EXPECT_EQ(label->text(), u"今日待执行的任务，共:1条");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return label->text() == u"今日待执行的任务，共:1条"; }, 10000))
+        << label->text().toStdString();
     // Closing and reopening keeps the same window.
     tts->close();
     get<QAction>("mnuTTSPop")->trigger();
