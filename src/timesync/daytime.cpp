@@ -4,6 +4,7 @@
 #include "platform/clocksetter.h"
 
 #include <QElapsedTimer>
+#include <QHostAddress>
 #include <QRegularExpression>
 #include <QThread>
 
@@ -66,6 +67,21 @@ DaytimeAnswer DaytimeAnswer::parse(const QString &server, const QByteArray &byte
     return a;
 }
 
+QString hostKey(const QHostAddress &address)
+{
+    if (address.isNull())
+        return {};
+    if (address.isEqual(QHostAddress::LocalHostIPv6, QHostAddress::StrictConversion))
+        return u"127.0.0.1"_s;
+    bool isV4 = false;
+    const quint32 v4 = address.toIPv4Address(&isV4);
+    if (isV4)
+        return QHostAddress(v4).toString();
+    QHostAddress plain(address);
+    plain.setScopeId(QString());
+    return plain.toString();
+}
+
 DaytimeSync::DaytimeSync(const Clock &clock, ClockSetter &setter, QObject *parent)
     : QObject(parent), m_clock(clock), m_setter(setter)
 {
@@ -109,6 +125,9 @@ bool DaytimeSync::start()
         if (!p.socket) {
             p.socket = new QTcpSocket(this);
             connect(p.socket, &QTcpSocket::readyRead, this, [this, i] { onData(i, false); });
+            connect(p.socket, &QTcpSocket::connected, this, [this, i] {
+                m_peers[i].address = hostKey(m_peers[i].socket->peerAddress());
+            });
             connect(p.socket, &QTcpSocket::disconnected, this, [this, i] { onData(i, true); });
             connect(p.socket, &QTcpSocket::errorOccurred, this, [this, i](QAbstractSocket::SocketError e) {
                 if (e == QAbstractSocket::RemoteHostClosedError) {
@@ -131,6 +150,7 @@ bool DaytimeSync::start()
         if (p.socket->state() != QAbstractSocket::UnconnectedState)
             p.socket->abort();
         p.buffer.clear();
+        p.address.clear();
         p.evaluated = false;
         p.socket->connectToHost(p.host, p.port);
     }
@@ -144,6 +164,8 @@ void DaytimeSync::onData(qsizetype index, bool closed)
     Peer &p = m_peers[index];
     if (p.evaluated || !p.socket || (!m_timeout.isActive() && !m_done))
         return; // timed out: nothing more is looked at (after success they are listed, never taken)
+    if (p.address.isEmpty())
+        p.address = hostKey(p.socket->peerAddress());
     p.buffer += p.socket->readAll();
     if (p.buffer.size() > kMaxAnswer) {
         p.evaluated = true;
@@ -169,7 +191,8 @@ void DaytimeSync::evaluate(qsizetype index)
 {
     Peer &p = m_peers[index];
     p.evaluated = true;
-    const DaytimeAnswer a = DaytimeAnswer::parse(p.name, p.buffer, m_clock.now());
+    DaytimeAnswer a = DaytimeAnswer::parse(p.name, p.buffer, m_clock.now());
+    a.address = p.address;
     m_answers.append(a);
     emit answered(a);
     if (a.healthy && !m_done)
@@ -197,10 +220,11 @@ void DaytimeSync::endWhenAllAnswered()
 void DaytimeSync::take(const DaytimeAnswer &answer)
 {
     if (qAbs(answer.offsetMs) > kForgeryLimitMs) {
-        // Needs a second healthy server within 2 seconds of it.
+        // Needs a second healthy server, at another address, within 2 seconds of it.
         bool agreed = false;
         for (const DaytimeAnswer &held : std::as_const(m_held))
-            agreed = agreed || qAbs(held.offsetMs - answer.offsetMs) <= kAgreementMs;
+            agreed = agreed || (qAbs(held.offsetMs - answer.offsetMs) <= kAgreementMs && !held.address.isEmpty()
+                                && !answer.address.isEmpty() && held.address != answer.address);
         if (!agreed) {
             m_held.append(answer);
             return;
@@ -242,7 +266,7 @@ void DaytimeSync::onTimeout()
     if (m_done)
         return;
     for (const DaytimeAnswer &held : std::as_const(m_held))
-        emit message(u"未采用 %1 的答复：与本机时钟相差超过一天，且没有第二个服务器印证"_s.arg(held.server));
+        emit message(u"未采用 %1（%2）的答复：与本机时钟相差超过一天，且没有另一地址的服务器印证"_s.arg(held.server, held.address));
     emit message(u"网络校时不成功"_s);
     for (Peer &p : m_peers)
         if (p.socket)

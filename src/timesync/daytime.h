@@ -9,6 +9,7 @@
 
 #include <optional>
 
+class QHostAddress;
 class QTcpSocket;
 
 namespace tav {
@@ -23,6 +24,7 @@ class ClockSetter;
 struct DaytimeAnswer
 {
     QString server;
+    QString address;       // the peer's address it came from (one host, one address)
     QString text;          // as received, at most one line
     bool healthy = false;  // the layout holds and the health digit is "0"
     QDateTime target;      // the time to set: UTC + 8 hours, as local time
@@ -33,11 +35,18 @@ struct DaytimeAnswer
     static DaytimeAnswer parse(const QString &server, const QByteArray &bytes, const QDateTime &now);
 };
 
+// The text by which two peers count as one host: an IPv4 address however
+// reached (an IPv4-mapped IPv6 address, "::1" for the loopback) is the IPv4
+// text, scope ids are dropped.
+QString hostKey(const QHostAddress &address);
+
 // Asks every server at once and sets the clock from the first healthy
 // answer; later answers are ignored. Rules beyond the protocol:
 // - a healthy answer that would move the clock by more than a day is taken
 //   only when a second healthy server agrees with it within 2 seconds
-//   (a single answer is easily forged); otherwise it is refused and logged;
+//   (a single answer is easily forged); otherwise it is refused and logged.
+//   Agreement counts only between different addresses: two names or ports
+//   of one host are one server;
 // - a dry run sets nothing and says what it would have set;
 // - a clock the system refuses to set is reported as such, never as success.
 // When every server has answered or failed and none could be taken, the
@@ -89,6 +98,7 @@ private:
         QString name; // as given: "HOST" or "HOST:PORT"
         QTcpSocket *socket = nullptr;
         QByteArray buffer;
+        QString address;
         bool errored = false;
         bool evaluated = false;
     };

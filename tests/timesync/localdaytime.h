@@ -21,21 +21,23 @@ inline QByteArray nist(const char *stamp, char health = '0')
     return line;
 }
 
-// A Daytime server on 127.0.0.1 that answers each connection with its
+// A Daytime server on 127.0.0.1 (or another loopback address) that answers each connection with its
 // pieces, `gapMs` apart, after `delayMs`, then hangs up (or stays silent).
 class LocalDaytime : public QObject
 {
 public:
-    explicit LocalDaytime(QList<QByteArray> pieces, int delayMs = 0, int gapMs = 0, bool hangUp = true)
+    explicit LocalDaytime(QList<QByteArray> pieces, int delayMs = 0, int gapMs = 0, bool hangUp = true,
+                          const QHostAddress &on = QHostAddress(QHostAddress::LocalHost))
         : m_pieces(std::move(pieces)), m_delay(delayMs), m_gap(gapMs), m_hangUp(hangUp)
     {
-        m_server.listen(QHostAddress::LocalHost);
+        m_server.listen(on);
         connect(&m_server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket *s = m_server.nextPendingConnection())
                 send(s, 0, m_delay);
         });
     }
-    QString address() const { return u"127.0.0.1:%1"_s.arg(m_server.serverPort()); }
+    QString address() const { return u"%1:%2"_s.arg(m_server.serverAddress().toString()).arg(m_server.serverPort()); }
+    quint16 port() const { return m_server.serverPort(); }
 
 private:
     void send(QTcpSocket *s, qsizetype piece, int after)
