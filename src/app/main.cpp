@@ -1,5 +1,6 @@
 #include "app/commandline.h"
 #include "app/verbs.h"
+#include "broadcast/readingsynth.h"
 #include "core/datadir.h"
 #include "core/clock.h"
 #include "platform/clocksetter.h"
@@ -242,14 +243,15 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     tav::OnDemandPlayer voicePlayer(rolePlayer(u"voice"_s));
     tav::OnDemandPlayer spareEngine(rolePlayer(u"spare"_s));
     tav::DeckPlayer mediaPlayer(player, spareEngine);
-    tav::EspeakSynth synth;
+    tav::EspeakSynth espeak;
+    tav::ReadingSynth synth(espeak); // Chinese words in pinyin for the Mandarin voices
     tav::SystemClock clock;
     tav::SystemShutdown shutdown;
     tav::SystemClockSetter clockSetter; // outlives the station, which uses it
     tav::Station station(dir, mediaPlayer, *prompt, clock, shutdown);
     owner = &station;
     station.setClockSetter(&clockSetter);
-    if (synth.isAvailable()) {
+    if (espeak.isAvailable()) {
         station.setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
     } else {
         // Into the log once it is loaded.

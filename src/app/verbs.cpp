@@ -6,6 +6,8 @@
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
 #include "broadcast/waveformat.h"
+#include "broadcast/pinyin.h"
+#include "broadcast/readingsynth.h"
 #include "broadcast/zhreading.h"
 #include "platform/mpvplayer.h"
 #include "platform/speech.h"
@@ -189,8 +191,10 @@ int restoreVerb(const CommandLine &command, int &argc, char **argv)
 int sayVerb(const CommandLine &command, int &argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    EspeakSynth synth;
-    if (!synth.isAvailable()) {
+    EspeakSynth espeak;
+    ReadingSynth synth(espeak);
+    // The reading needs no engine: only the names of its voices.
+    if (!espeak.isAvailable() && !command.isSet(u"reading"_s)) {
         complain(u"语音引擎 espeak-ng 无法初始化"_s);
         return 1;
     }
@@ -205,6 +209,15 @@ int sayVerb(const CommandLine &command, int &argc, char **argv)
     if (shown.trimmed().isEmpty()) {
         complain(u"朗读内容不能为空"_s);
         return 1;
+    }
+    if (command.isSet(u"reading"_s)) {
+        const QString &error = pinyin::Dictionary::instance().error();
+        if (!error.isEmpty()) {
+            complain(error);
+            return 1;
+        }
+        say(zhreading::forEngine(shown, choice.synthId).text);
+        return 0;
     }
     const int rate = command.value(u"rate"_s).toInt();
     const int volume = command.isSet(u"volume"_s) ? command.value(u"volume"_s).toInt() : 100;

@@ -10,6 +10,7 @@
 #include "broadcast/voice.h"
 #include "broadcast/voices.h"
 #include "broadcast/waveformat.h"
+#include "broadcast/pinyin.h"
 #include "broadcast/zhreading.h"
 #include "core/clock.h"
 #include "platform/mediaplayer.h"
@@ -362,6 +363,12 @@ QWidget *TTSAppMain::buildPanel()
     m_skipButton = named(new QPushButton(u"Skip"_s), "SkipBtn");
     m_stopButton = named(new QPushButton(u"Stop"_s), "StopBtn");
     auto *reset = named(new QPushButton(u"Reset"_s), "ResetBtn");
+    auto *reading = named(new QPushButton(u"读法"_s), "ReadingBtn");
+    reading->setToolTip(u"显示语音引擎将得到的读法（普通话为带声调数字的拼音）"_s);
+    m_reading = named(new QPlainTextEdit, "ReadingTxtBox");
+    m_reading->setReadOnly(true);
+    m_reading->setMaximumHeight(90);
+    m_reading->hide();
     m_debug = named(new QPlainTextEdit, "DebugTxtBox");
     m_debug->setReadOnly(true);
     m_debug->setMaximumBlockCount(2000);
@@ -385,7 +392,7 @@ QWidget *TTSAppMain::buildPanel()
     settings->addWidget(new QLabel(u"音乐音量"_s), 6, 1);
     settings->addWidget(m_musicVolume, 6, 2);
     auto *buttons = new QHBoxLayout;
-    for (QPushButton *b : {m_speakButton, m_pauseButton, m_skipButton, m_stopButton, reset})
+    for (QPushButton *b : {m_speakButton, m_pauseButton, m_skipButton, m_stopButton, reset, reading})
         buttons->addWidget(b);
     auto *layout = new QVBoxLayout(panel);
     layout->addWidget(m_text, 3);
@@ -393,10 +400,12 @@ QWidget *TTSAppMain::buildPanel()
     layout->addLayout(settings);
     layout->addLayout(flags);
     layout->addLayout(buttons);
+    layout->addWidget(m_reading);
     layout->addWidget(new QLabel(u"事件"_s));
     layout->addWidget(m_debug, 2);
 
     connect(m_speakButton, &QPushButton::clicked, this, &TTSAppMain::speak);
+    connect(reading, &QPushButton::clicked, this, &TTSAppMain::showReading);
     connect(m_pauseButton, &QPushButton::clicked, this, [this] {
         if (m_parts.voice.state() == Voice::State::Paused)
             m_parts.voice.resume();
@@ -571,6 +580,25 @@ void TTSAppMain::speakRequest(const BroadcastRequest &request)
     m_music->setText(request.music);
     m_musicVolume->setText(QString::number(request.musicVolume));
     speak();
+}
+
+void TTSAppMain::showReading()
+{
+    const QString shown = Broadcaster::textToSpeak(m_text->toPlainText(),
+                                                   m_parts.voices.resolve(m_voice->currentText()), m_parts.clock.now());
+    const QString voice = m_parts.voices.resolve(m_voice->currentText()).synthId;
+    auto result = std::make_shared<QString>();
+    // The first reading loads the word dictionary: not on the window's thread.
+    QThread *worker = QThread::create([=] {
+        const QString &error = pinyin::Dictionary::instance().error();
+        *result = error.isEmpty() ? zhreading::forEngine(shown, voice).text : error;
+    });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    connect(worker, &QThread::finished, this, [this, result] {
+        m_reading->setPlainText(*result);
+        m_reading->show();
+    });
+    worker->start();
 }
 
 void TTSAppMain::saveToWave()

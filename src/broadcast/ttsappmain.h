@@ -44,6 +44,9 @@ public:
     void saveToWave();  // menu "Save to a Wave File"
     void speakWave();   // menu "Speak a Wave File"
     void openText();    // menu "Open a Text File"
+    // The Reading button: the panel's text as the chosen voice will get it,
+    // shown under the buttons (made off the window's thread).
+    void showReading();
 
     frmTTSModify *editor() const { return m_editor; }
     frmPresentation *scriptEditor() const { return m_scriptEditor; }
@@ -95,6 +98,7 @@ private:
     QPushButton *m_skipButton = nullptr;
     QPushButton *m_stopButton = nullptr;
     QPlainTextEdit *m_debug = nullptr;
+    QPlainTextEdit *m_reading = nullptr;
 };
 
 } // namespace tav

@@ -139,8 +139,9 @@ TEST(Verbs, RestoreIsRefusedWhileAStationRunsOnTheFolder)
     EXPECT_TRUE(QFile::exists(data.file(u"【SONG】.ini"_s)));
 }
 
-// --say writes a wave file in the format asked, reading the placeholders.
-TEST(Verbs, SaySavesAWaveFileInTheFormatAsked)
+// --say writes a wave file in the format asked, reading the placeholders,
+// or prints the text as the voice will get it.
+TEST(Verbs, SaySavesAWaveFileInTheFormatAskedOrPrintsTheReading)
 {
     tav::test::DataFolder d;
     const QString wav = d.file(u"通知.wav"_s);
@@ -168,4 +169,12 @@ TEST(Verbs, SaySavesAWaveFileInTheFormatAsked)
     const Result empty = run({u"--say"_s, u"   "_s, u"--wav"_s, wav});
     EXPECT_EQ(empty.exitCode, 1);
     EXPECT_TRUE(empty.err.contains(u"朗读内容不能为空"_s)) << empty.err.toStdString();
+
+    // --reading prints what the voice gets, and speaks nothing.
+    const Result mandarin = run({u"--say"_s, u"请到银行2号窗口，[[A-3]]"_s, u"--reading"_s});
+    EXPECT_EQ(mandarin.exitCode, 0) << mandarin.err.toStdString();
+    EXPECT_EQ(mandarin.out, u"qing3 dao4 yin2 hang2 er4 hao4 chuang1 kou3，A-3\n");
+    const Result cantonese = run({u"--say"_s, u"2000元"_s, u"--reading"_s, u"--voice"_s, u"ScanSoft Sin-Ji_Full_22kHz"_s});
+    EXPECT_EQ(cantonese.out, u"兩千元\n");
+    EXPECT_EQ(run({u"--reading"_s}).exitCode, 2); // only with --say
 }

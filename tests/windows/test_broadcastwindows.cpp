@@ -200,6 +200,14 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
     EXPECT_FALSE(broadcaster.isBusy());
     EXPECT_TRUE(get<QTextEdit>("MainTxtBox")->extraSelections().isEmpty());
 
+    // The reading, on request, as the chosen voice will get it.
+    auto *reading = get<QPlainTextEdit>("ReadingTxtBox");
+    EXPECT_FALSE(reading->isVisibleTo(window.get()));
+    get<QTextEdit>("MainTxtBox")->setPlainText(u"请到银行3号窗口"_s);
+    get<QPushButton>("ReadingBtn")->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reading->isVisibleTo(window.get()); }, 5000));
+    EXPECT_EQ(reading->toPlainText(), u"qing3 dao4 yin2 hang2 san1 hao4 chuang1 kou3");
+
     // An empty text is refused with its message.
     get<QTextEdit>("MainTxtBox")->clear();
     get<QPushButton>("SpeakBtn")->click();
