@@ -81,6 +81,8 @@ void DeckPlayer::prepare(const QString &url)
     if (url.isEmpty())
         return;
     if (m_current->state() == State::Stopped) {
+        if (m_standby && m_standby->state() == State::Paused && url != m_standbyUrl)
+            return; // what waits for its start comes first
         dropStandby();
         m_current = &m_main; // the spare stands stopped: nothing to hand over
         m_main.prepare(url);

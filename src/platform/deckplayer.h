@@ -17,7 +17,8 @@ namespace tav {
 //   url, progress and signals are this player's. The deck standing by says
 //   nothing, not even when what it was preparing fails.
 // - prepare(url) on a stopped player prepares on the current deck, as any
-//   player does. On a busy player (playing, loading or paused) the url is
+//   player does, unless another url waits on standby: that one comes first
+//   and the prepare is ignored. On a busy player (playing, loading or paused) the url is
 //   prepared on the other deck while the current item goes on untouched;
 //   such a standby item survives open() of other urls and stop(), and is
 //   let go unheard when it is not opened within kStandbyMs. Prepare only
@@ -54,6 +55,7 @@ public:
     void setAudioDevice(const QString &name) override;
     qint64 progressMs() const override { return m_current->progressMs(); }
     bool reopenOutput() override;
+    qint64 outputLatencyMs() const override { return m_current->outputLatencyMs(); }
 
     // The deck playing the current item; the url waiting on the other one.
     bool onSpare() const { return m_current == &m_spare; }

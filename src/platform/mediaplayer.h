@@ -12,7 +12,10 @@ namespace tav {
 // - stop() unloads the item; the state becomes Stopped at once and
 //   stateChanged(Stopped) is emitted if it was not Stopped already.
 // - An item that plays to its end makes the state Stopped and emits
-//   stateChanged(Stopped): that is the "item ended" signal.
+//   stateChanged(Stopped): that is the "item ended" signal, given when its
+//   last sample has been heard, not when it was handed to the sound output
+//   (whose latency may be seconds on a network or Bluetooth sink). Until
+//   then the state stays Playing.
 // - An item that cannot be opened or decoded emits errorOccurred(url) and
 //   leaves the state Stopped without emitting stateChanged.
 // - Streams (http, rtsp, mms ...) are passed through as they are.
@@ -65,6 +68,10 @@ public:
     // Closes and opens the sound output again (a device that vanished and
     // came back); false when the backend cannot.
     virtual bool reopenOutput() { return false; }
+    // How long a sample handed to the sound output takes to be heard, in
+    // milliseconds, as last measured; -1 while not known. mediaStarted()
+    // comes when output began: it is heard this much later.
+    virtual qint64 outputLatencyMs() const { return -1; }
 
 signals:
     void stateChanged(tav::MediaPlayer::State state);

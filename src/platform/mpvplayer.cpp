@@ -11,6 +11,7 @@
 #include <mpv/render_gl.h>
 
 #include <algorithm>
+#include <chrono>
 #include <clocale>
 #include <cstring>
 
@@ -71,6 +72,8 @@ QString mpvError(int code)
 // generation numbers, which are other events anyway.
 constexpr std::uint64_t kVideoOutputObserver = 1;
 constexpr std::uint64_t kProgressObserver = 2;
+constexpr std::uint64_t kDurationObserver = 3;
+constexpr std::uint64_t kIdleObserver = 4;
 
 } // namespace
 
@@ -147,6 +150,9 @@ MpvPlayer::MpvPlayer(const QStringList &options, QObject *parent)
     m_baseFilters = takeMpvString(mpv_get_property_string(m_mpv, "af"));
     mpv_observe_property(m_mpv, kVideoOutputObserver, "vo-configured", MPV_FORMAT_FLAG);
     mpv_observe_property(m_mpv, kProgressObserver, "time-pos", MPV_FORMAT_DOUBLE);
+    mpv_observe_property(m_mpv, kDurationObserver, "duration", MPV_FORMAT_DOUBLE);
+    // mpv goes idle once it has drained its output after the last item.
+    mpv_observe_property(m_mpv, kIdleObserver, "idle-active", MPV_FORMAT_FLAG);
 
     mpv_set_wakeup_callback(m_mpv, &MpvPlayer::wakeup, this);
     wakeup(this);
@@ -187,6 +193,10 @@ void MpvPlayer::drainEvents()
             // playlist is done): the current item is lost, and every later
             // one fails at once instead of waiting forever.
             m_coreGone = true;
+            if (m_holding) {
+                releaseEnd();
+                return;
+            }
             if (!m_entries.isEmpty() || m_awaitingReply) {
                 m_awaitingReply = false;
                 finish(false);
@@ -210,6 +220,22 @@ void MpvPlayer::drainEvents()
                 // Only while our item is the one mpv plays.
                 const bool ours = m_entries.contains(m_coreEntry) && property->format == MPV_FORMAT_DOUBLE;
                 m_progressMs = ours ? qint64(*static_cast<const double *>(property->data) * 1000.0) : -1;
+                if (ours)
+                    m_heard.heardAt(nowMs(), m_progressMs);
+                continue;
+            }
+            if (raw->reply_userdata == kDurationObserver) {
+                if (m_entries.contains(m_coreEntry) && property->format == MPV_FORMAT_DOUBLE)
+                    m_durationMs = qint64(*static_cast<const double *>(property->data) * 1000.0);
+                continue;
+            }
+            if (raw->reply_userdata == kIdleObserver) {
+                const bool idle = property->format == MPV_FORMAT_FLAG && *static_cast<const int *>(property->data) != 0;
+                if (idle && m_holding) {
+                    releaseEnd(); // drained: the last sample has sounded
+                    if (!alive)
+                        return;
+                }
                 continue;
             }
             if (raw->reply_userdata != kVideoOutputObserver)
@@ -319,6 +345,10 @@ void MpvPlayer::entryEnded(const Event &event)
     m_entries.remove(at);
     if (!m_entries.isEmpty())
         return; // mpv goes on with the next entry of the playlist
+    if (event.reason == MPV_END_FILE_REASON_EOF) {
+        holdEnd();
+        return;
+    }
     // A stop we did not ask for leaves the item over just the same.
     finish(event.reason != MPV_END_FILE_REASON_ERROR);
 }
@@ -328,6 +358,7 @@ void MpvPlayer::outputBegan()
     m_outputBegan = true;
     if (m_state == State::Paused)
         return; // play() announces it
+    m_heard.flowing(nowMs(), std::max<qint64>(0, m_progressMs));
     const std::uint64_t generation = m_generation;
     setState(State::Playing);
     if (generation == m_generation)
@@ -339,6 +370,8 @@ void MpvPlayer::announce()
     m_announced = true;
     const QString name = itemName();
     trace(u"playing"_s, name);
+    const qint64 latency = m_heard.latencyMs();
+    trace(u"heard"_s, (latency < 0 ? u"?"_s : QString::number(latency)) + u" ms"_s);
     emit mediaStarted(name);
 }
 
@@ -354,6 +387,49 @@ void MpvPlayer::finish(bool ended)
         trace(u"error"_s, url);
         emit errorOccurred(url);
     }
+}
+
+void MpvPlayer::holdEnd()
+{
+    m_entries.clear();
+    const qint64 now = nowMs();
+    trace(u"ended"_s, m_url); // its last sample is at the output
+    const qint64 heardEnd = m_state == State::Playing ? m_heard.heardEnd(m_durationMs, now) : -1;
+    m_holding = true;
+    if (heardEnd < 0) { // not flowing: nothing of it is still to sound
+        releaseEnd();
+        return;
+    }
+    if (!m_holdLimit) {
+        m_holdLimit = new QTimer(this);
+        m_holdLimit->setSingleShot(true);
+        m_holdLimit->setTimerType(Qt::PreciseTimer);
+        connect(m_holdLimit, &QTimer::timeout, this, &MpvPlayer::releaseEnd);
+    }
+    m_holdLimit->start(int(std::min<qint64>(heardEnd - now + kDrainSlackMs, 24 * 3600 * 1000)));
+}
+
+void MpvPlayer::releaseEnd()
+{
+    if (!m_holding)
+        return;
+    cancelHold();
+    m_state = State::Stopped;
+    trace(u"heard-end"_s, m_url);
+    emit stateChanged(State::Stopped);
+}
+
+void MpvPlayer::cancelHold()
+{
+    m_holding = false;
+    if (m_holdLimit)
+        m_holdLimit->stop();
+}
+
+qint64 MpvPlayer::nowMs()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 void MpvPlayer::failLater(const QString &url)
@@ -422,8 +498,11 @@ void MpvPlayer::open(const QString &url)
         play();
         return;
     }
+    cancelHold();
     ++m_generation;
     m_url = url;
+    m_heard.reset();
+    m_durationMs = -1;
     if (m_awaitingSurface) {
         m_deferredUrl = url;
         trace(u"wait"_s, url);
@@ -464,6 +543,8 @@ void MpvPlayer::play()
         return;
     int no = 0;
     mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &no);
+    if (m_outputBegan)
+        m_heard.flowing(nowMs(), std::max<qint64>(0, m_progressMs));
     const std::uint64_t generation = m_generation;
     setState(m_outputBegan ? State::Playing : State::Loading);
     if (m_outputBegan && !m_announced && generation == m_generation)
@@ -476,11 +557,13 @@ void MpvPlayer::pause()
         return;
     int yes = 1;
     mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &yes);
+    m_heard.stalled(nowMs());
     setState(State::Paused);
 }
 
 void MpvPlayer::stop()
 {
+    cancelHold();
     ++m_generation;
     m_deferredUrl.clear();
     m_awaitingReply = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/heardtiming.h"
 #include "platform/mediaplayer.h"
 
 #include <QList>
@@ -44,7 +45,9 @@ public:
     QString errorString() const { return m_error; }
 
     // Called with "open", "playing", "ended", "error" and "stop" as they
-    // happen, to time the start of output.
+    // happen, to time the start of output; "heard" with the output's latency
+    // when output began ("12 ms", "? ms" while unknown) and "heard-end" when
+    // the last sample of an item that ended has sounded.
     using TraceSink = std::function<void(const QString &event, const QString &detail)>;
     void setTraceSink(TraceSink sink) { m_trace = std::move(sink); }
 
@@ -66,6 +69,12 @@ public:
     // a core busy opening a stream would keep the caller waiting).
     qint64 progressMs() const override { return m_progressMs; }
     bool reopenOutput() override;
+    qint64 outputLatencyMs() const override { return m_heard.latencyMs(); }
+    // mpv's end of an item comes when its last samples are handed to the
+    // output; the end is told once they have sounded: when mpv has drained
+    // its output (it goes idle), or at the latest kDrainSlackMs after the
+    // heard end that the item's duration and the output's latency give.
+    static constexpr qint64 kDrainSlackMs = 250;
 
     // Video output through mpv's render API, for a video widget. Frames reach
     // a render context only with the option vo=libmpv; with the default
@@ -111,6 +120,10 @@ private:
     void outputBegan();
     void announce();
     void finish(bool ended);
+    void holdEnd();
+    void releaseEnd();
+    void cancelHold();
+    static qint64 nowMs();
     void failLater(const QString &url);
     void setState(State state);
     void trace(const QString &event, const QString &detail) const;
@@ -138,6 +151,10 @@ private:
     bool m_announced = false;
 
     qint64 m_progressMs = -1;
+    qint64 m_durationMs = -1;
+    HeardTiming m_heard;
+    bool m_holding = false; // the item ended and is still sounding
+    QTimer *m_holdLimit = nullptr;
     int m_volume = 100;
     int m_balanceSide = 0; // -1 left only, 0 both, 1 right only
     QString m_baseFilters; // audio filters given in the options

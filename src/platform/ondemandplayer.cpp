@@ -50,6 +50,8 @@ MediaPlayer *OnDemandPlayer::engine()
 void OnDemandPlayer::release()
 {
     m_idle.stop();
+    if (const qint64 latency = m_engine->outputLatencyMs(); latency >= 0)
+        m_latency = latency; // the output stays as it was for the next engine
     m_engine->disconnect(this);
     // Deleted once the event loop is back, outside whatever signal brought us here.
     m_engine.release()->deleteLater();
@@ -111,6 +113,12 @@ QString OnDemandPlayer::currentUrl() const
 qint64 OnDemandPlayer::progressMs() const
 {
     return m_engine ? m_engine->progressMs() : -1;
+}
+
+qint64 OnDemandPlayer::outputLatencyMs() const
+{
+    const qint64 latency = m_engine ? m_engine->outputLatencyMs() : -1;
+    return latency >= 0 ? latency : m_latency;
 }
 
 bool OnDemandPlayer::reopenOutput()

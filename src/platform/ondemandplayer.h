@@ -51,6 +51,7 @@ public:
     void setAudioDevice(const QString &name) override;
     qint64 progressMs() const override;
     bool reopenOutput() override;
+    qint64 outputLatencyMs() const override;
 
 private:
     MediaPlayer *engine(); // made when missing; null when the factory fails
@@ -63,6 +64,7 @@ private:
     int m_volume = 100;
     int m_balance = 0;
     QString m_device;
+    qint64 m_latency = -1; // of the engines let go
 };
 
 } // namespace tav

@@ -92,6 +92,27 @@ int wordsPerMinute(int rate)
 
 } // namespace
 
+void trimSilence(SpeechAudio &audio)
+{
+    const auto *samples = reinterpret_cast<const qint16 *>(audio.samples.constData());
+    const qint64 frames = audio.frames();
+    const auto sound = [&](qint64 i) { return std::abs(int(samples[i])) > kSilenceLevel; };
+    qint64 first = 0;
+    while (first < frames && !sound(first))
+        ++first;
+    if (first == frames)
+        return; // nothing but silence: kept as it is, a pause the text asked for
+    qint64 end = frames;
+    while (end > first && !sound(end - 1))
+        --end;
+    const int rate = qMax(1, audio.sampleRate);
+    const int leadMs = int(first * 1000 / rate);
+    const int lengthMs = int((end - first) * 1000 / rate);
+    audio.samples = audio.samples.mid(first * 2, (end - first) * 2);
+    for (SpeechMark &m : audio.marks)
+        m.audioMs = qBound(0, m.audioMs - leadMs, lengthMs);
+}
+
 EspeakSynth::EspeakSynth()
 {
     std::lock_guard guard(engineLock());
@@ -167,6 +188,7 @@ bool EspeakSynth::synthesize(const QString &text, const QString &voiceId, int ra
     t_collect = nullptr;
     if (result != EE_OK)
         return fail(u"语音合成失败（espeak-ng 错误 %1）"_s.arg(int(result)));
+    trimSilence(*out);
     return true;
 }
 

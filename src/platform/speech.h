@@ -27,6 +27,14 @@ struct SpeechAudio
     qint64 durationMs() const { return sampleRate > 0 ? frames() * 1000 / sampleRate : 0; }
 };
 
+// Drops the digital silence (samples within ±kSilenceLevel) before the first
+// and after the last sound, which the engine pads its speech with, so that
+// speech played on a second is heard on it and its end is the end of the
+// words. Marks move with the audio and stay within it. Audio that is all
+// silence is left as it is.
+constexpr int kSilenceLevel = 2;
+void trimSilence(SpeechAudio &audio);
+
 // One voice of the speech engine.
 struct SynthVoice
 {

@@ -54,7 +54,8 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
 {
     // The slider starts where the player's own volume is.
     m_slider = qBound(0, int(std::lround(m_player.volume() * 655.35)), kMaxSlider);
-    m_timer1.setInterval(1000);
+    m_timer1.setInterval(kStepMs);
+    m_timer1.setTimerType(Qt::PreciseTimer);
     connect(&m_timer1, &QTimer::timeout, this, &PlaybackController::nextItemStep);
     m_watchdog.setInterval(1000);
     connect(&m_watchdog, &QTimer::timeout, this, &PlaybackController::checkProgress);
@@ -69,8 +70,15 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
             m_holdsPrepared = false; // let go unheard: no step follows
             return;
         }
-        if (s == MediaPlayer::State::Stopped)
-            m_timer1.start(); // (re)armed: the step runs one second from now
+        if (!m_nextHeld.isEmpty() && s == MediaPlayer::State::Stopped) {
+            m_nextHeld.clear(); // let go unheard: the armed step opens it as ever
+            m_timer1.setInterval(kStepMs);
+            return;
+        }
+        if (s == MediaPlayer::State::Stopped && m_stopping)
+            m_timer1.start(kStepMs); // stopped on purpose: nothing is made ready
+        else if (s == MediaPlayer::State::Stopped)
+            itemOver();
         if (s == MediaPlayer::State::Playing)
             emit itemPlaying(mediaName(m_player.currentUrl()));
     });
@@ -79,6 +87,11 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
             [this](const QString &url) {
                 if (m_holdsPrepared) { // told when its task starts and opens it again
                     m_holdsPrepared = false;
+                    return;
+                }
+                if (!m_nextHeld.isEmpty() && url == m_nextHeld) { // told when the step opens it
+                    m_nextHeld.clear();
+                    m_timer1.setInterval(kStepMs);
                     return;
                 }
                 QTimer::singleShot(0, this, [this, url] { onError(url); });
@@ -179,10 +192,40 @@ void PlaybackController::prepare(const QString &path)
     }
 }
 
+void PlaybackController::itemOver()
+{
+    // (Re)armed: the step runs a second from now ...
+    m_timer1.start(kStepMs);
+    const QString next = nextStepItem();
+    if (next.isEmpty() || isStream(next) || !isAudioOnly(next))
+        return;
+    m_player.prepare(next);
+    if (m_player.state() != MediaPlayer::State::Paused || m_player.currentUrl() != next)
+        return;
+    m_nextHeld = next;
+    // ... less the output's latency when it has only to let the pause go.
+    const qint64 latency = m_player.outputLatencyMs();
+    if (latency > 0)
+        m_timer1.start(int(kStepMs - qMin<qint64>(latency, kStepMs)));
+}
+
+// What nextItemStep() will play, when that is known now.
+QString PlaybackController::nextStepItem() const
+{
+    const int count = int(m_items.size());
+    if (m_mode == PlayMode::Random || m_selected < 0 || m_selected >= count)
+        return QString();
+    if (m_selected < count - 1)
+        return m_items.at(m_selected + 1);
+    return m_mode == PlayMode::Loop ? m_items.value(0) : QString();
+}
+
 void PlaybackController::playSong()
 {
     // The prepared item, if this is it, only has its pause lifted by open().
     m_holdsPrepared = false;
+    m_nextHeld.clear();
+    m_timer1.setInterval(kStepMs);
     m_preparedLimit.stop();
     emit itemOpening(currentText()); // its picture's window first
     m_player.open(currentText());
@@ -233,7 +276,10 @@ void PlaybackController::stop()
         emit playKeyChanged(false);
         return;
     }
+    m_nextHeld.clear();
+    m_stopping = true;
     m_player.stop();
+    m_stopping = false;
     emit playKeyChanged(false);
 }
 
@@ -250,6 +296,10 @@ void PlaybackController::pause()
 
 void PlaybackController::resume()
 {
+    if (!m_nextHeld.isEmpty()) { // between two items: the next one now
+        nextItemStep();
+        return;
+    }
     m_player.play();
 }
 
@@ -277,7 +327,8 @@ void PlaybackController::randomStep()
 void PlaybackController::nextItemStep()
 {
     const MediaPlayer::State state = m_player.state();
-    if (state != MediaPlayer::State::Stopped)
+    const bool held = !m_nextHeld.isEmpty() && state == MediaPlayer::State::Paused;
+    if (state != MediaPlayer::State::Stopped && !held)
         return; // a new item is already on its way
     if (m_mode == PlayMode::Random)
         randomStep();

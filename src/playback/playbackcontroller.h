@@ -23,12 +23,18 @@ std::optional<PlayMode> playModeFromName(const QString &name);
 // Turns a task's media list into sound and pictures on the one media player,
 // over the play list shared by the schedule and the operator. Rules:
 // - the selected item of the play list is the item playing;
-// - one second after an item ends the next-item step runs: sequential stops
+// - one second after an item ends (its last sample heard, see MediaPlayer)
+//   the next-item step runs: sequential stops
 //   after the last item, loop starts again at the first, random picks an
 //   item at random and then takes the sequential step from it (so the item
 //   after the pick plays, or the first when the pick was the last);
 // - the step is a repeating one-second timer that waits while something
 //   else is already loading or playing;
+// - meanwhile the item the step will play (not in random mode) is loaded
+//   and held paused at its first sample, as a task's first item is before
+//   its start, so that the step only lets it go; and it goes the output's
+//   latency before the second is up, so that the silence between two items
+//   is a second as heard. Anything else the player is asked lets it go;
 // - a file that cannot be played is logged ("文件错误:" + path) and the list
 //   moves on to the next item, never wrapping from the last;
 // - an item that makes no progress for kStallMs (a stream that connects
@@ -98,6 +104,11 @@ public:
     void checkProgress();
     void setStallTimeout(qint64 ms) { m_stallMs = ms; }
     bool isNextStepArmed() const { return m_timer1.isActive(); }
+    // When the armed step runs, in ms from its arming.
+    int nextStepMs() const { return m_timer1.interval(); }
+    static constexpr int kStepMs = 1000;
+    // The item held ready for the next step ("" none).
+    QString nextHeld() const { return m_nextHeld; }
     bool nowPlaying() const { return m_nowPlaying; }
 
     PlayMode mode() const { return m_mode; }
@@ -154,6 +165,8 @@ signals:
 private:
     void onError(const QString &url);
     void randomStep();
+    void itemOver();
+    QString nextStepItem() const;
     int randomIndex() const;
 
     MediaPlayer &m_player;
@@ -171,6 +184,8 @@ private:
     QTimer m_timer1;
     QTimer m_preparedLimit;
     bool m_holdsPrepared = false;
+    QString m_nextHeld; // held paused for the next step
+    bool m_stopping = false; // stop() is stopping the player
     QTimer m_watchdog;
     qint64 m_stallMs = kStallMs;
     qint64 m_watchedProgress = -1;

@@ -85,6 +85,8 @@ public:
         return true;
     }
     qint64 progress = -1; // the test moves it on while the item "sounds"
+    qint64 outputLatencyMs() const override { return latency; }
+    qint64 latency = -1;
     int reopened = 0;
 
     // The current item plays to its end / cannot be played / starts sounding.

@@ -139,6 +139,48 @@ TEST_F(MpvPlayerTest, ReplacedAndStoppedItemsEndOnce)
     EXPECT_TRUE(rec.errors.isEmpty());
 }
 
+// mpv ends a short item when it has handed its last samples to the output,
+// long before they sound; the player ends it when they have sounded (on an
+// output that keeps time). Stopped or replaced meanwhile, it ends at once
+// or not at all, as ever.
+TEST_F(MpvPlayerTest, AnItemEndsWhenItsLastSampleIsHeard)
+{
+    const QString half = tone(u"half.wav"_s, 2);
+    auto p = player(true);
+    QElapsedTimer since;
+    qint64 handedOver = -1;
+    int ends = 0;
+    p->setTraceSink([&](const QString &event, const QString &) {
+        if (event == u"playing")
+            since.start();
+        if (event == u"ended")
+            ++ends, handedOver = since.elapsed();
+    });
+    p->open(half);
+    ASSERT_TRUE(rec.waitStops(1));
+    const qint64 heard = since.elapsed();
+    EXPECT_GE(heard, 450);
+    EXPECT_LE(heard, 500 + MpvPlayer::kDrainSlackMs + 300);
+    EXPECT_LT(handedOver, heard - 100) << "handed over well before it was heard";
+    EXPECT_GE(p->outputLatencyMs(), -1);
+
+    for (const bool replace : {false, true}) {
+        rec.clear();
+        p->open(half);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return ends == (replace ? 3 : 2); }));
+        EXPECT_EQ(p->state(), State::Playing) << "still sounding";
+        if (replace) {
+            p->open(half);
+            ASSERT_TRUE(rec.waitStops(1));
+            EXPECT_EQ(rec.states, (States{State::Loading, State::Playing, State::Loading, State::Playing, State::Stopped}));
+        } else {
+            p->stop();
+            QTest::qWait(700);
+            EXPECT_EQ(rec.states, (States{State::Loading, State::Playing, State::Stopped}));
+        }
+    }
+}
+
 // A prepared item waits at its first sample, silent, until it is opened;
 // then it plays whole from its start. Another item drops what was prepared.
 TEST_F(MpvPlayerTest, APreparedItemWaitsSilentAndPlaysWholeWhenOpened)

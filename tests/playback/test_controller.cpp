@@ -2,6 +2,7 @@
 #include "fakes/rig.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -252,7 +253,8 @@ TEST_F(WatchdogTest, AStreamThatNeverSendsIsAFileErrorAfterFifteenSeconds)
     EXPECT_EQ(player.state(), tav::MediaPlayer::State::Loading);
     EXPECT_TRUE(log.text().isEmpty());
     watch(1, false);
-    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Paused) << "stopped, the next item held ready";
+    EXPECT_EQ(pc.nextHeld(), u"/m/2.mp3");
     EXPECT_TRUE(log.text().contains(u"]文件错误:http://radio.example/live")) << log.text().toStdString();
     EXPECT_TRUE(log.text().contains(u"]15秒仍未开始播放：http://radio.example/live"));
     EXPECT_EQ(player.reopened, 0);
@@ -341,4 +343,51 @@ TEST_F(ControllerTest, APreparedItemPlaysOnlyWhenItsStartOpensIt)
     EXPECT_FALSE(log.text().contains(u"文件错误"_s));
     EXPECT_EQ(selection.count(), 0);
     EXPECT_EQ(player.opened.size(), 1);
+}
+
+// Between two items the next one waits ready at its first sample, and the
+// step lets it go the output's latency before its second is up: a second of
+// silence as heard. Pictures are not held; a stop lets the held item go.
+TEST_F(ControllerTest, TheNextItemWaitsReadyAndGoesEarlyByTheOutputsLatency)
+{
+    using State = tav::MediaPlayer::State;
+    player.latency = 300;
+    pc.startTask(u"顺序"_s, {u"/m/1.mp3"_s, u"/m/2.wav"_s, u"/m/3.mp4"_s});
+    player.sound();
+    QElapsedTimer since;
+    since.start();
+    player.finish(); // heard to its end
+    EXPECT_EQ(pc.nextHeld(), u"/m/2.wav");
+    EXPECT_EQ(player.state(), State::Paused);
+    EXPECT_EQ(pc.nextStepMs(), 700);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.opened.size() == 2; }, 2000));
+    EXPECT_GE(since.elapsed(), 650);
+    EXPECT_LT(since.elapsed(), 950);
+    EXPECT_EQ(player.opened.last(), u"/m/2.wav");
+    EXPECT_TRUE(pc.nextHeld().isEmpty());
+    player.sound();
+    player.finish();
+    EXPECT_TRUE(pc.nextHeld().isEmpty()) << "a picture's item loads at its step";
+    EXPECT_EQ(pc.nextStepMs(), 1000);
+    pc.nextItemStep();
+
+    // Unknown latency: a whole second. A held item that fails is told when
+    // the step opens it; a stop lets it go and makes nothing ready.
+    player.latency = -1;
+    pc.startTask(u"循环"_s, {u"/m/only.mp3"_s});
+    player.sound();
+    player.finish();
+    EXPECT_EQ(pc.nextHeld(), u"/m/only.mp3");
+    EXPECT_EQ(pc.nextStepMs(), 1000);
+    player.fail();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(pc.nextHeld().isEmpty());
+    EXPECT_FALSE(log.text().contains(u"文件错误"_s));
+    pc.nextItemStep();
+    EXPECT_EQ(player.opened.last(), u"/m/only.mp3");
+    player.finish();
+    ASSERT_EQ(player.state(), State::Paused);
+    pc.stopAndClear();
+    EXPECT_EQ(player.state(), State::Stopped);
+    EXPECT_TRUE(pc.nextHeld().isEmpty());
 }
