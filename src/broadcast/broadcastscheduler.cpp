@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -58,7 +59,7 @@ BroadcastScheduler::BroadcastScheduler(const Clock &clock, BroadcastStore &store
         if (!name.isEmpty())
             log(u"已播：%1"_s.arg(name));
         QMetaObject::invokeMethod(this, [this] {
-            if (!m_heldBack.isEmpty() && !m_broadcaster.isBusy() && m_mode == Mode::Running)
+            if (!m_heldBack.isEmpty() && !m_broadcaster.isBusy() && m_mode == Mode::Running && !m_held)
                 fire(m_heldBack.takeFirst(), true);
         }, Qt::QueuedConnection);
     });
@@ -177,6 +178,15 @@ void BroadcastScheduler::tick()
         return;
     const int seconds = now.time().msecsSinceStartOfDay() / 1000;
     const int minute = seconds / 60;
+    if (m_held) {
+        for (int i = 0; i < m_rows.size(); ++i) {
+            const QTime due = dueOf(m_rows[i]);
+            if (due.isValid() && due.msecsSinceStartOfDay() / 1000 <= seconds)
+                passOver(i);
+        }
+        m_lastMinute = minute;
+        return;
+    }
     warmUpBefore(seconds);
 
     // Postponed firings, in the first second seen of their minute.
@@ -218,6 +228,22 @@ void BroadcastScheduler::tick()
     }
 }
 
+void BroadcastScheduler::setHeld(bool held)
+{
+    m_held = held;
+    if (!held)
+        return;
+    m_broadcaster.dropPrepared();
+    for (const int row : std::exchange(m_heldBack, {}))
+        passOver(row);
+}
+
+void BroadcastScheduler::passOver(int row)
+{
+    setStatus(row, WaitRow::Status::Overdue);
+    log(u"超时：%1（%2）紧急广播期间未播出"_s.arg(m_rows[row].name, m_rows[row].time.toString(u"HH:mm:ss"_s)));
+}
+
 void BroadcastScheduler::warmUpBefore(int seconds)
 {
     for (const WaitRow &row : std::as_const(m_rows)) {
@@ -228,7 +254,7 @@ void BroadcastScheduler::warmUpBefore(int seconds)
         if (ahead > 0 && ahead <= kWarmUpSeconds) {
             // What it will say is read then: the broadcast may change meanwhile.
             QTimer::singleShot(kWarmUpDelayMs, this, [this, name = row.name, firing = QDateTime(m_date, due)] {
-                if (const WaitRow *r = dueRow(name, firing))
+                if (const WaitRow *r = dueRow(name, firing); r && !m_held)
                     m_broadcaster.warmUp(requestFor(*r), firing);
             });
             return;

@@ -79,6 +79,11 @@ public:
     void rebuild();
     // The once-a-second work.
     void tick();
+    // An emergency holds the list: nothing is spoken or made ready, and each
+    // firing that falls due meanwhile (or was waiting for the voice) is
+    // "超时", as at a minute past its time.
+    void setHeld(bool held);
+    bool isHeld() const { return m_held; }
 
     const QList<WaitRow> &rows() const { return m_rows; }
     Mode mode() const { return m_mode; }
@@ -98,6 +103,7 @@ private:
     void warmUpBefore(int seconds);
     void fire(int row, bool delayed);
     void postpone(int row);
+    void passOver(int row); // "超时" while held
     void setStatus(int row, WaitRow::Status status);
     void log(const QString &text);
     BroadcastRequest requestFor(const WaitRow &row) const;
@@ -116,6 +122,7 @@ private:
     QList<int> m_heldBack;  // rows with delay 0 waiting for the voice
     int m_lastMinute = -1;  // minute of the day last seen
     ClockStepWatch m_steps;
+    bool m_held = false;
 };
 
 } // namespace tav
