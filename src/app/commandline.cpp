@@ -24,6 +24,7 @@ bool isIntIn(const QString &value, int low, int high)
 
 bool isRate(const QString &value) { return isIntIn(value, -10, 10); }
 bool isPercent(const QString &value) { return isIntIn(value, 0, 100); }
+bool isRepeat(const QString &value) { return isIntIn(value, 1, 10); }
 bool isWaveFormat(const QString &value)
 {
     static const QRegularExpression pattern(u"^SAFT(8|11|12|16|22|24|32|44|48)kHz(8|16)Bit(Mono|Stereo)$"_s);
@@ -104,7 +105,7 @@ const QList<OptionEntry> &CommandLine::standardTable()
          .helpEn = u"speak TEXT (%Time, %Date and %Week replaced first), or save it with --wav; then exit"_s},
         {.name = u"voice"_s,
          .valueName = u"NAME"_s,
-         .with = {u"say"_s},
+         .with = {u"say"_s, u"announce"_s},
          .helpZh = u"朗读的声音，如 \"VW Hui\"（默认）、\"VW Liang\"、\"ScanSoft Sin-Ji_Full_22kHz\"（粤语）"_s,
          .helpEn = u"the voice, e.g. \"VW Hui\" (default), \"VW Liang\", \"ScanSoft Sin-Ji_Full_22kHz\" (Cantonese)"_s},
         {.name = u"rate"_s,
@@ -134,6 +135,33 @@ const QList<OptionEntry> &CommandLine::standardTable()
          .helpZh = u"WAV 文件的格式，如 SAFT22kHz16BitStereo（默认）、SAFT8kHz8BitMono"_s,
          .helpEn = u"the WAV file's format, e.g. SAFT22kHz16BitStereo (default), SAFT8kHz8BitMono"_s,
          .accepts = isWaveFormat},
+        {.name = u"announce"_s,
+         .kind = OptionEntry::Verb,
+         .valueName = u"TEXT"_s,
+         .helpZh = u"让这个数据文件夹上运行的播放站马上插播：朗读文字（或播放这个声音文件），排在正在进行的播音之后；播放站接受时退出状态为0"_s,
+         .helpEn = u"have the station running on the data folder announce TEXT now (or play it when it names a sound file), after the broadcast in progress; exit 0 only when the station took it"_s},
+        {.name = u"repeat"_s,
+         .valueName = u"N"_s,
+         .with = {u"announce"_s},
+         .helpZh = u"朗读次数，1 到 10，默认 1"_s,
+         .helpEn = u"how many readings, 1 to 10, 1 by default"_s,
+         .accepts = isRepeat},
+        {.name = u"emergency"_s,
+         .kind = OptionEntry::Verb,
+         .valueName = u"TEXT|FILE"_s,
+         .helpZh = u"让运行中的播放站开始紧急广播：停下一切，全音量循环播放提示音和文字（默认：设置中的文字）或声音文件，全屏红色提示，直到解除；播放站接受时退出状态为0"_s,
+         .helpEn = u"start the running station's emergency: everything stops, the tone and the text (the settings' text by default) or the sound file repeat at full volume with a red full-screen message until cleared; exit 0 only when the station took it"_s,
+         .optionalValue = true},
+        {.name = u"emergency-clear"_s,
+         .kind = OptionEntry::Verb,
+         .helpZh = u"解除运行中的播放站的紧急广播，定时节目照常继续；播放站接受时退出状态为0"_s,
+         .helpEn = u"clear the running station's emergency; the schedule goes on; exit 0 only when the station took it"_s},
+        {.name = u"emergency-token"_s,
+         .kind = OptionEntry::Verb,
+         .valueName = u"TOKEN"_s,
+         .helpZh = u"设置报警系统发起紧急广播用的令牌（至少8个字符；不给时从标准输入读一行），只保存其散列值"_s,
+         .helpEn = u"set the token alarm systems present to start an emergency (8 characters at least; read as a line from standard input when not given); only its hash is kept"_s,
+         .optionalValue = true},
         {.name = u"sync-time"_s,
          .kind = OptionEntry::Verb,
          .helpZh = u"向网络时间服务器（Daytime，端口13）校时：列出每个答复及其健康状态和偏差，以及设置的时间；有健康答复时退出状态为0"_s,
@@ -240,11 +268,11 @@ bool CommandLine::parse(const QStringList &arguments, Language language)
             } else if (i + 1 < arguments.size() && !arguments.at(i + 1).startsWith(u"--"_s)) {
                 value = arguments.at(++i);
             }
-            if (value.isEmpty())
+            if (value.isEmpty() && !entry->optionalValue)
                 return fail(pick(language, u"选项 %1 需要一个值：%2"_s, u"option %1 needs a value: %2"_s)
                                 .arg(option, entry->valueName),
                             language);
-            if (entry->accepts && !entry->accepts(value))
+            if (entry->accepts && !value.isEmpty() && !entry->accepts(value))
                 return fail(pick(language, u"选项 %1 的值应为 %2 的形式，而不是%3"_s,
                                  u"option %1 needs a value of the form %2, not %3"_s)
                                 .arg(option, entry->valueName, quoted(language, value)),
@@ -316,7 +344,7 @@ QString CommandLine::helpText(Language language) const
             s += u'-' + entry.shortName + u", "_s;
         s += dashed(entry.name);
         if (!entry.valueName.isEmpty())
-            s += u' ' + entry.valueName;
+            s += entry.optionalValue ? u" ["_s + entry.valueName + u']' : u' ' + entry.valueName;
         return s;
     };
     auto textOf = [zh](const OptionEntry &entry) { return zh ? entry.helpZh : entry.helpEn; };

@@ -52,6 +52,8 @@ struct OptionEntry
     // Optional check of the value's form; a refused value is reported as
     // not matching the value name.
     bool (*accepts)(const QString &value) = nullptr;
+    // The value may be left out ("--emergency" alone); the help shows it in brackets.
+    bool optionalValue = false;
 };
 
 class CommandLine

@@ -14,6 +14,7 @@
 #include "platform/shutdown.h"
 #include "shell/singleinstance.h"
 #include "shell/station.h"
+#include "shell/stationcommands.h"
 #include "shell/weekahead.h"
 
 // The headless build (tavplayer-headless) is this file without the console:
@@ -266,6 +267,9 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         return 1;
     }
     quitOnSignals(*app);
+    // Announcements and the emergency from the command line, on the same socket.
+    tav::StationCommands commands(station);
+    instance.setCommandHandler([&commands](QLocalSocket *socket) { commands.serve(socket); });
 
 #ifndef TAV_HEADLESS_ONLY
     std::unique_ptr<tav::AutoStart> autoStart;
@@ -313,6 +317,10 @@ int main(int argc, char *argv[])
         {u"backup"_s, tav::backupVerb},
         {u"restore"_s, tav::restoreVerb},
         {u"say"_s, tav::sayVerb},
+        {u"announce"_s, tav::stationCommandVerb},
+        {u"emergency"_s, tav::stationCommandVerb},
+        {u"emergency-clear"_s, tav::stationCommandVerb},
+        {u"emergency-token"_s, tav::emergencyTokenVerb},
     };
 
     QStringList arguments;

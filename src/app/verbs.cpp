@@ -15,12 +15,16 @@
 #include "core/datadir.h"
 #include "core/zhtext.h"
 #include "platform/clocksetter.h"
+#include "shell/emergency.h"
 #include "shell/singleinstance.h"
+#include "shell/stationcommands.h"
 #include "timesync/daytime.h"
 #include "timesync/timehealth.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
+#include <QJsonObject>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTextStream>
@@ -273,6 +277,68 @@ int sayVerb(const CommandLine &command, int &argc, char **argv)
     }
     app.exec();
     return rc;
+}
+
+int stationCommandVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    QJsonObject request;
+    const QString verb = command.verb();
+    const QString value = command.value(verb);
+    // A value naming a file is a sound file, given to the station by its absolute path.
+    const bool file = !value.isEmpty() && QFileInfo(value).isFile();
+    if (verb == u"emergency-clear") {
+        request.insert(u"op"_s, verb);
+    } else {
+        request.insert(u"op"_s, verb);
+        if (file)
+            request.insert(u"file"_s, QFileInfo(value).absoluteFilePath());
+        else if (!value.isEmpty())
+            request.insert(u"text"_s, value);
+    }
+    if (verb == u"announce") {
+        if (command.isSet(u"voice"_s))
+            request.insert(u"voice"_s, command.value(u"voice"_s));
+        if (command.isSet(u"repeat"_s))
+            request.insert(u"repeat"_s, command.value(u"repeat"_s).toInt());
+    }
+    const StationCommands::Answer answer = StationCommands::send(SingleInstance::serverNameFor(dir), request);
+    if (!answer.reached) {
+        complain(u"没有播放站在这个数据文件夹上运行：%1"_s.arg(QDir::toNativeSeparators(dir)));
+        return 1;
+    }
+    if (!answer.ok) {
+        complain(answer.error);
+        return 1;
+    }
+    say(verb == u"announce" ? u"播放站已接受插播"_s
+        : verb == u"emergency" ? u"紧急广播已开始"_s
+                               : u"紧急广播已解除"_s);
+    return 0;
+}
+
+int emergencyTokenVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    QString token = command.value(u"emergency-token"_s);
+    if (token.isEmpty()) {
+        if (::isatty(STDIN_FILENO))
+            std::fprintf(stderr, "%s", u"报警系统令牌："_s.toUtf8().constData());
+        token = QTextStream(stdin).readLine();
+    }
+    QString error;
+    if (!EmergencySettings::setToken(DataDir(dir), token, &error)) {
+        complain(error);
+        return 1;
+    }
+    say(u"报警系统令牌已设置（只保存了散列值）"_s);
+    return 0;
 }
 
 } // namespace tav

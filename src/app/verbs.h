@@ -10,5 +10,9 @@ int syncTimeVerb(const CommandLine &command, int &argc, char **argv);
 int backupVerb(const CommandLine &command, int &argc, char **argv);
 int restoreVerb(const CommandLine &command, int &argc, char **argv);
 int sayVerb(const CommandLine &command, int &argc, char **argv);
+// --announce, --emergency and --emergency-clear: asked of the station running
+// on the folder; 0 only when it took the request.
+int stationCommandVerb(const CommandLine &command, int &argc, char **argv);
+int emergencyTokenVerb(const CommandLine &command, int &argc, char **argv);
 
 } // namespace tav

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -446,6 +447,19 @@ void BroadcastScheduler::tick()
     const qint64 dayStart = m_date.toJulianDay() * kDay;
     const int jumpedSecond = jumpedFrom < 0 ? -1 : int(std::max<qint64>(jumpedFrom - dayStart, -1));
     const auto jumpedOver = [&](int due) { return jumpedFrom >= 0 && due > jumpedSecond && due < seconds; };
+    if (m_held) {
+        // Nothing is spoken: what falls due meanwhile is passed over.
+        for (; m_cursor < m_rows.size() && secondsOf(m_rows[m_cursor].time) <= seconds; ++m_cursor) {
+            ++m_tickWork;
+            if (m_rows[m_cursor].status == WaitRow::Status::Waiting)
+                passOver(m_cursor);
+        }
+        for (const int i : std::exchange(m_postponed, {}))
+            if (m_rows[i].status == WaitRow::Status::Delayed && !m_rows[i].delayedStarted)
+                passOver(i);
+        m_lastMinute = minute;
+        return;
+    }
     warmUpBefore(seconds);
     // The next firings of a day too full to list at once, half way to the horizon.
     if (m_horizon < kDay - 1 && seconds >= m_horizon - (m_horizon - m_builtAt) / 2)
@@ -510,6 +524,23 @@ void BroadcastScheduler::logGroup(const QString &what, const QStringList &items)
         log(what.arg(u"%1等%2次"_s.arg(items.first()).arg(items.size())));
 }
 
+void BroadcastScheduler::setHeld(bool held)
+{
+    m_held = held;
+    if (!held)
+        return;
+    m_broadcaster.dropPrepared();
+    m_heldNames.clear();
+    for (const int row : std::exchange(m_heldBack, {}))
+        passOver(row);
+}
+
+void BroadcastScheduler::passOver(int row)
+{
+    setStatus(row, WaitRow::Status::Overdue);
+    log(u"超时：%1（%2）紧急广播期间未播出"_s.arg(m_rows[row].name, m_rows[row].time.toString(u"HH:mm:ss"_s)));
+}
+
 void BroadcastScheduler::warmUpBefore(int seconds)
 {
     // The next row to be spoken: the first waiting one ahead, or a postponed one.
@@ -541,7 +572,7 @@ void BroadcastScheduler::warmUpBefore(int seconds)
         return;
     // What it will say is read then: the broadcast may change meanwhile.
     QTimer::singleShot(kWarmUpDelayMs, this, [this, name, firing = QDateTime(m_date, next)] {
-        if (const WaitRow *r = dueRow(name, firing))
+        if (const WaitRow *r = dueRow(name, firing); r && !m_held)
             m_broadcaster.warmUp(requestFor(*r), firing);
     });
 }
@@ -604,7 +635,7 @@ void BroadcastScheduler::postpone(int row)
 
 void BroadcastScheduler::releaseHeldBack()
 {
-    if (m_heldBack.isEmpty() || m_broadcaster.isBusy() || m_mode != Mode::Running || m_building)
+    if (m_heldBack.isEmpty() || m_broadcaster.isBusy() || m_mode != Mode::Running || m_building || m_held)
         return;
     if (m_holdUntil.isValid() && m_clock.now() < m_holdUntil)
         return;

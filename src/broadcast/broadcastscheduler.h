@@ -112,6 +112,11 @@ public:
     void tick();
     // Rows the last tick looked at (its work, whatever the list's length).
     int lastTickWork() const { return m_tickWork; }
+    // An emergency holds the list: nothing is spoken or made ready, and each
+    // firing that falls due meanwhile (or was waiting for the voice) is
+    // "超时", as at a minute past its time.
+    void setHeld(bool held);
+    bool isHeld() const { return m_held; }
 
     const QList<WaitRow> &rows() const { return m_rows; }
     Mode mode() const { return m_mode; }
@@ -138,6 +143,7 @@ private:
     void fire(int row, bool delayed);
     void postpone(int row);
     void releaseHeldBack();
+    void passOver(int row); // "超时" while held
     void setStatus(int row, WaitRow::Status status);
     void markSpoken(const WaitRow &row);
     void log(const QString &text);
@@ -172,6 +178,7 @@ private:
     bool m_rebuildAgain = false;
     bool m_toldTruncated = false;
     ClockStepWatch m_steps;
+    bool m_held = false;
     struct SpokenWriter;
     std::unique_ptr<SpokenWriter> m_writer;
     QThreadPool m_builder; // last: its jobs end before the rest goes

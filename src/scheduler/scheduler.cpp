@@ -179,7 +179,8 @@ void Scheduler::tick()
     const bool workingHours = m_settings.isOn(Switch::WorkingHours);
 
     startDueTasks(today, t);
-    prepareNext(today, t);
+    if (!m_held)
+        prepareNext(today, t);
 
     if (!m_runningEnd.isEmpty()) {
         const int end = zh::secondsOfDay(m_runningEnd);
@@ -289,8 +290,18 @@ void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end
     else
         m_playback.setPlayerVolume(PlaybackController::playerVolumeFor(units));
 
+    if (m_held) {
+        ++m_listGeneration;
+        m_heldName = task.name();
+        m_heldMode = task.fields.at(6);
+        return;
+    }
+    loadList(task.name(), task.fields.at(6));
+}
+
+void Scheduler::loadList(const QString &name, const QString &mode)
+{
     const quint64 generation = ++m_listGeneration;
-    const QString name = task.name(), mode = task.fields.at(6);
     const QString listFile = m_store.listFileOf(name);
     if (QFileInfo(listFile).size() <= kListReadInTick) {
         int dropped = 0;
@@ -326,8 +337,25 @@ Scheduler::~Scheduler()
     m_listReaders.waitForDone();
 }
 
+void Scheduler::hold()
+{
+    m_held = true;
+}
+
+bool Scheduler::release()
+{
+    m_held = false;
+    const QString name = std::exchange(m_heldName, QString()), mode = std::exchange(m_heldMode, QString());
+    if (name.isEmpty() || m_runningEnd.isEmpty())
+        return false;
+    m_log.append(zh::stampedLine(m_clock.now(), u"补播："_s + name + u"（紧急广播期间开播）"_s));
+    loadList(name, mode);
+    return true;
+}
+
 void Scheduler::endTask()
 {
+    m_heldName.clear();
     ++m_listGeneration;
     m_playback.stopAndClear();
     m_runningEnd.clear();

@@ -123,6 +123,14 @@ public:
         ++m_listGeneration; // a list still being read stays out of the operator's way
     }
     const QString &status() const { return m_status; }
+    // An emergency holds the schedule: the seconds go on and ends still end,
+    // but a start only becomes the running task, its list unread and
+    // nothing played. Released, a task that started meanwhile and has not
+    // ended plays from its first item (true); otherwise the caller lets the
+    // interrupted item go on.
+    void hold();
+    bool release();
+    bool isHeld() const { return m_held; }
 
 signals:
     void statusChanged(const QString &text);
@@ -152,6 +160,8 @@ private:
     bool jumpedOver(QDate today, int tod) const;
     void followStep(const ClockStep &step, qint64 key);
     void endTask();
+    // Reads the task's list (a big one off this thread) and plays it.
+    void loadList(const QString &name, const QString &mode);
     void shutdownStep();
     void shutdownDeclined();
     void resume();
@@ -185,6 +195,8 @@ private:
     qint64 m_jumpedFrom = -1;    // this tick followed a forward step from that second
     bool m_catchUp = false;      // … small enough that the starts it jumped over happen
     qint64 m_noRepeatUntil = -1; // after a backward step nothing starts up to this second
+    bool m_held = false;
+    QString m_heldName, m_heldMode; // the task that started while held
 };
 
 } // namespace tav

@@ -18,6 +18,7 @@
 #include "scheduler/taskgrid.h"
 #include "scheduler/timepicker.h"
 #include "shell/autostart.h"
+#include "shell/emergencycover.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
@@ -127,6 +128,22 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     headerRow->addWidget(m_clock);
     layout->addWidget(header);
 
+    // Said now, and the emergency: one action from the main window.
+    auto *now = new QHBoxLayout;
+    m_announce = named(new QLineEdit, "txtAnnounce");
+    m_announce->setPlaceholderText(u"输入要马上播报的文字"_s);
+    auto *announce = button("cmdAnnounce", u"立即插播"_s, u"排在正在进行的播音之后，像定时播音一样播出"_s);
+    m_emergency = button("cmdEmergency", u"紧急广播"_s, u"停下一切，全音量循环播放紧急广播，直到解除"_s);
+    m_emergency->setStyleSheet(u"QPushButton { color: white; background: #C00000; font-weight: bold; padding: 4px 16px; }"_s);
+    now->addWidget(m_announce, 1);
+    now->addWidget(announce);
+    now->addSpacing(24);
+    now->addWidget(m_emergency);
+    layout->addLayout(now);
+    connect(announce, &QPushButton::clicked, this, &MainForm1::announceNow);
+    connect(m_announce, &QLineEdit::returnPressed, this, &MainForm1::announceNow);
+    connect(m_emergency, &QPushButton::clicked, this, [this] { toggleEmergency(u"主窗口"_s); });
+
     m_tabs = named(new QTabWidget, "SSTab1");
     m_tabs->addTab(buildTaskPage(), u"定时任务"_s);
     m_tabs->addTab(buildPlayListPage(), u"播放列表"_s);
@@ -176,6 +193,15 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     m_captionStrip = new CaptionStrip(m_station.captionScroller(), m_station.captions(), m_station.settings(),
                                       m_station.log(), m_station.clock(), this);
     m_logo->keeper().addOverlay(m_captionStrip);
+    // The red screen goes above the caption strip and the logo too.
+    m_cover = new EmergencyCover(this);
+    connect(m_cover, &EmergencyCover::windowShown, this, [this](QWidget *w) { m_logo->keeper().addOverlay(w); });
+    connect(m_cover, &EmergencyCover::clearConfirmed, this, [this] {
+        QString error;
+        if (!m_station.clearEmergency(u"紧急画面"_s, &error))
+            m_station.prompt().informLater(kTitle, error);
+    });
+    connect(&m_station, &Station::emergencyChanged, this, &MainForm1::showEmergency);
     connect(m_editor, &FormAddTask::saved, this, &MainForm1::reloadTasks);
 }
 
@@ -395,8 +421,96 @@ QWidget *MainForm1::buildSettingsPage()
         Skins::apply(*qApp, Skins::fromSetting(m_station.settings().text(Setting::Skin)), m_colour->value());
     });
     layout->addWidget(look);
+    layout->addWidget(buildEmergencyBox());
     layout->addStretch();
     return page;
+}
+
+QWidget *MainForm1::buildEmergencyBox()
+{
+    auto *box = named(new QGroupBox(u"紧急广播"_s), "fraEmergency");
+    auto *grid = new QGridLayout(box);
+    auto *text = named(new QLineEdit, "txtEmergencyText");
+    auto *voice = named(new QComboBox, "cboEmergencyVoice");
+    voice->setEditable(true);
+    if (const VoiceCatalog *voices = m_station.voices())
+        voice->addItems(voices->names());
+    auto *file = named(new QLineEdit, "txtEmergencyFile");
+    file->setPlaceholderText(u"不填则朗读上面的文字"_s);
+    auto *browse = button("cmdEmergencyFile", u"..."_s, u"选择声音文件"_s);
+    auto *save = button("cmdEmergencySave", u"保存"_s);
+    grid->addWidget(new QLabel(u"文字"_s), 0, 0);
+    grid->addWidget(text, 0, 1, 1, 3);
+    grid->addWidget(new QLabel(u"声音"_s), 1, 0);
+    grid->addWidget(voice, 1, 1);
+    grid->addWidget(new QLabel(u"声音文件"_s), 2, 0);
+    grid->addWidget(file, 2, 1, 1, 2);
+    grid->addWidget(browse, 2, 3);
+    grid->addWidget(save, 3, 3);
+    const auto show = [this, text, voice, file] {
+        const EmergencySettings &e = m_station.emergency().settings();
+        text->setText(e.text);
+        voice->setCurrentText(e.speaker.isEmpty() ? QString::fromLatin1(VoiceCatalog::kDefault) : e.speaker);
+        file->setText(e.soundFile);
+    };
+    show();
+    connect(m_tabs, &QTabWidget::currentChanged, box, show);
+    connect(browse, &QPushButton::clicked, this, [this, file] {
+        const QString filter = u"声音文件 (*.wav *.mp3 *.wma *.ogg *.flac)"_s;
+        const QStringList chosen = m_chooseFiles ? m_chooseFiles(u"选择声音文件"_s, filter)
+                                                 : QStringList{QFileDialog::getOpenFileName(this, u"选择声音文件"_s,
+                                                                                           QString(), filter)};
+        if (!chosen.isEmpty() && !chosen.first().isEmpty())
+            file->setText(chosen.first());
+    });
+    connect(save, &QPushButton::clicked, this, [this, text, voice, file] {
+        EmergencySettings e;
+        e.text = text->text().trimmed();
+        e.speaker = voice->currentText().trimmed();
+        e.soundFile = file->text().trimmed();
+        QString error;
+        if (!m_station.emergency().saveSettings(e, &error))
+            m_station.prompt().inform(kTitle, error); // the fields keep what was typed
+    });
+    return box;
+}
+
+void MainForm1::announceNow()
+{
+    AnnounceRequest request;
+    request.text = m_announce->text().trimmed();
+    QString error;
+    if (!m_station.announce(request, u"主窗口"_s, &error)) {
+        m_station.prompt().inform(kTitle, error); // the text stays in the field
+        return;
+    }
+    m_announce->clear();
+}
+
+void MainForm1::toggleEmergency(const QString &origin)
+{
+    const bool active = m_station.emergencyActive();
+    const QString question = active ? u"确定解除紧急广播吗？定时节目将照常继续。"_s
+                                     : u"确定开始紧急广播吗？\n所有节目停止，全音量循环播放紧急广播，直到解除。"_s;
+    m_station.prompt().askLater(kTitle, question, false, this, [this, active, origin](bool yes) {
+        if (!yes || m_station.emergencyActive() != active)
+            return; // declined, or someone else was quicker
+        QString error;
+        const bool done = active ? m_station.clearEmergency(origin, &error)
+                                 : m_station.startEmergency({}, origin, &error);
+        if (!done)
+            m_station.prompt().informLater(kTitle, error);
+    });
+}
+
+void MainForm1::showEmergency(bool active, const QString &text)
+{
+    m_emergency->setText(active ? u"解除紧急广播"_s : u"紧急广播"_s);
+    m_trayEmergency->setText(active ? u"解除紧急广播"_s : u"紧急广播"_s);
+    if (active)
+        m_cover->showText(text, m_station.clock().now());
+    else
+        m_cover->hideAll();
 }
 
 frmFileBak *MainForm1::fileBackup()
@@ -708,6 +822,9 @@ void MainForm1::buildTray()
     auto *menu = new QMenu(this);
     QAction *show = menu->addAction(u"显示主窗口"_s);
     show->setObjectName(u"mnuPopShow"_s);
+    m_trayEmergency = menu->addAction(u"紧急广播"_s);
+    m_trayEmergency->setObjectName(u"mnuPopEmergency"_s);
+    connect(m_trayEmergency, &QAction::triggered, this, [this] { toggleEmergency(u"托盘"_s); });
     QAction *exit = menu->addAction(u"退出"_s);
     exit->setObjectName(u"mnuPopExit"_s);
     connect(show, &QAction::triggered, this, &MainForm1::bringToFront);

@@ -36,6 +36,7 @@ class netTime;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
+class EmergencyCover;
 class LogoControls;
 class Station;
 class frmPlay;
@@ -77,6 +78,11 @@ public:
     // Moves the selected task one place up (-1) or down (+1) in the task file.
     void moveTask(int by);
     void requestExit();
+    // The announcement field's text, said now.
+    void announceNow();
+    // Starts the emergency after one question, or clears it after one;
+    // origin: "主窗口" or "托盘".
+    void toggleEmergency(const QString &origin);
 
     // The operator's own play list.
     void addPlayFiles();
@@ -97,6 +103,8 @@ private:
     QWidget *buildSettingsPage();
     QWidget *buildStopPage();
     QWidget *buildAgendaPage();
+    QWidget *buildEmergencyBox();
+    void showEmergency(bool active, const QString &text);
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
     void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
@@ -170,6 +178,10 @@ private:
     // "OK" once the operator chose to keep the running task's end time.
     QString m_listTag;
     FileChooser m_chooseFiles;
+    QLineEdit *m_announce = nullptr;
+    QPushButton *m_emergency = nullptr;
+    QAction *m_trayEmergency = nullptr;
+    EmergencyCover *m_cover = nullptr;
 };
 
 } // namespace tav

@@ -173,6 +173,11 @@ void SingleInstance::onNewConnection()
 
 void SingleInstance::readRequest(QLocalSocket *socket, bool final)
 {
+    if (m_commands && !final && socket->peek(1) == "{") {
+        socket->disconnect(this);
+        m_commands(socket);
+        return;
+    }
     while (socket->canReadLine()) {
         if (socket->readLine(kMaxRequest).trimmed() == kShow)
             emit activationRequested();

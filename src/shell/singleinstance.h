@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 class QLocalServer;
 class QLocalSocket;
 
@@ -42,6 +44,10 @@ public:
     // A copy listens on serverName (it is asked nothing).
     static bool isRunning(const QString &serverName, int timeoutMs = 1000);
 
+    // A connection whose first byte is '{' is a station command: it is
+    // handed over as it is (see StationCommands).
+    void setCommandHandler(std::function<void(QLocalSocket *)> handler) { m_commands = std::move(handler); }
+
 signals:
     void activationRequested();
 
@@ -51,6 +57,7 @@ private:
 
     QLocalServer *m_server = nullptr;
     QString m_error;
+    std::function<void(QLocalSocket *)> m_commands;
 };
 
 } // namespace tav

@@ -19,8 +19,14 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
       m_scheduler(m_clock, m_settings, m_store, m_stopDates, m_playback, m_log, m_shutdown, m_prompt),
       m_ticker(m_clock), m_weekAhead(m_clock), m_timeKeeper(m_clock, m_dir, m_log),
       m_slideshow(m_clock, m_dir, m_playback, m_log), m_broadcasts(m_dir), m_scripts(m_dir),
-      m_captions(m_dir, m_log, m_clock), m_captionScroller(m_clock, m_settings, m_captions)
+      m_captions(m_dir, m_log, m_clock), m_captionScroller(m_clock, m_settings, m_captions),
+      m_emergency(m_clock, m_dir, m_log, m_scheduler, m_playback, m_player, m_slideshow, m_captionScroller)
 {
+    m_emergency.setIdleContent([this] { startIdleContent(); });
+    connect(&m_emergency, &Emergency::activeChanged, this, [this](bool active, const QString &text) {
+        trace(active ? u"emergency-start"_s : u"emergency-clear"_s, QString());
+        emit emergencyChanged(active, text);
+    });
     connect(&m_settings, &Settings::switchChanged, this, [this](Switch s, bool on) {
         if (s == Switch::NetTime)
             m_timeKeeper.setAutomatic(on);
@@ -38,6 +44,8 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     m_slideshow.setPlayerBusy([this] { return !m_scheduler.runningEnd().isEmpty(); });
     m_playback.setPictureCount([this] { return m_slideshow.pictureCount(); });
     connect(&m_scheduler, &Scheduler::idleContentRequested, this, [this](bool run) {
+        if (run && m_emergency.isActive())
+            return; // started again when the emergency is cleared
         if (!run)
             m_slideshow.stopIdle();
         else if (m_slideshow.startIdle())
@@ -84,6 +92,32 @@ void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voi
     connect(m_broadcaster.get(), &Broadcaster::started, this, [this](const QString &name) {
         trace(u"broadcast"_s, name);
     });
+    m_announcements = std::make_unique<AnnounceQueue>(m_clock, *m_broadcaster, m_log);
+    m_alarm = std::make_unique<AlarmLoop>(m_clock, m_dir, broadcastPlayer, &synth, m_voices.get(), m_log);
+    connect(m_alarm.get(), &AlarmLoop::itemOpened, this, [this](const QString &kind) { trace(u"alarm-open"_s, kind); });
+    m_emergency.setBroadcast(m_broadcaster.get(), m_broadcastScheduler.get(), m_announcements.get(), m_alarm.get());
+}
+
+bool Station::announce(const AnnounceRequest &request, const QString &origin, QString *error)
+{
+    trace(u"announce-request"_s, origin);
+    if (!m_announcements) {
+        if (error)
+            *error = u"语音播报不可用：语音引擎 espeak-ng 无法初始化"_s;
+        return false;
+    }
+    return m_announcements->submit(request, origin, error);
+}
+
+bool Station::startEmergency(const EmergencyRequest &request, const QString &origin, QString *error)
+{
+    trace(u"emergency-request"_s, origin);
+    return m_emergency.start(request, origin, error);
+}
+
+bool Station::clearEmergency(const QString &origin, QString *error)
+{
+    return m_emergency.clear(origin, error);
 }
 
 std::optional<BroadcastParts> Station::broadcastParts()
@@ -131,6 +165,7 @@ void Station::start()
     if (QString error; m_settings.isFresh() && !m_settings.writeFreshDefaults(m_freshPlace, &error))
         m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
     m_playback.restoreChannel();
+    m_emergency.loadSettings(); // the alarm's reading is made ready now
     m_stopDates.load();
     m_captions.load();
     m_scheduler.startDay();
@@ -157,6 +192,8 @@ void Station::start()
 
 void Station::startIdleContent()
 {
+    if (m_emergency.isActive())
+        return;
     const int t = zh::secondsOfDay(m_clock.now().time());
     if (!m_settings.isOn(Switch::Pictures) || !m_scheduler.isEnabled() || !m_scheduler.runningEnd().isEmpty()
         || !Scheduler::withinWorkingHours(m_settings, t) || m_slideshow.isRunning())
@@ -174,6 +211,8 @@ void Station::checkWeekAhead()
 void Station::shutDown()
 {
     m_ticker.stop();
+    if (m_alarm)
+        m_alarm->stop();
     m_weekCheck.stop();
     m_captionScroller.cmdSRstop_Click();
     m_slideshow.stop();

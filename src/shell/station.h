@@ -5,6 +5,8 @@
 #include "core/messagelog.h"
 #include "core/secondticker.h"
 #include "core/settings.h"
+#include "broadcast/alarmloop.h"
+#include "broadcast/announcequeue.h"
 #include "broadcast/broadcaster.h"
 #include "broadcast/broadcastscheduler.h"
 #include "broadcast/broadcaststore.h"
@@ -21,6 +23,7 @@
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
+#include "shell/emergency.h"
 #include "shell/weekahead.h"
 #include "timesync/timekeeper.h"
 
@@ -95,9 +98,29 @@ public:
     // What the broadcast windows work on; none without broadcast devices.
     std::optional<BroadcastParts> broadcastParts();
 
+    // Says a text (or plays a sound file) now, the timed broadcasts' way,
+    // after the broadcast in progress. `origin` says who asked, for the log
+    // ("主窗口", "本机命令行", "网页控制台" …). False, with why, when refused
+    // (no broadcast devices, an empty text, an emergency …).
+    bool announce(const AnnounceRequest &request, const QString &origin, QString *error = nullptr);
+    // The emergency: see Emergency. Both answer at once; the alarm's first
+    // sound is on its way when they return.
+    bool startEmergency(const EmergencyRequest &request, const QString &origin, QString *error = nullptr);
+    bool clearEmergency(const QString &origin, QString *error = nullptr);
+    bool emergencyActive() const { return m_emergency.isActive(); }
+    // An alarm panel's bearer token: true when it matches the one set with
+    // --emergency-token (none set: every token is refused).
+    bool emergencyTokenMatches(const QString &token) { return m_emergency.tokenMatches(token); }
+    Emergency &emergency() { return m_emergency; }
+    // Null without broadcast devices.
+    AnnounceQueue *announcements() { return m_announcements.get(); }
+    AlarmLoop *alarm() { return m_alarm.get(); }
+
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
     void startDelayed(const QString &text);
+    // The emergency started (with the text the screen shows) or was cleared.
+    void emergencyChanged(bool active, const QString &text);
 
 private:
     // The idle content between tasks, when 显示图片 is on and the schedule
@@ -134,6 +157,9 @@ private:
     std::unique_ptr<Voice> m_voice;
     std::unique_ptr<Broadcaster> m_broadcaster;
     std::unique_ptr<BroadcastScheduler> m_broadcastScheduler;
+    std::unique_ptr<AnnounceQueue> m_announcements;
+    std::unique_ptr<AlarmLoop> m_alarm;
+    Emergency m_emergency;
     QString m_timeWarning; // last clock warning printed
     QTimer m_weekCheck;
     QTimer m_saveRetry; // writes what failed saves kept, once a minute

@@ -93,6 +93,26 @@ TEST(CommandLineParse, VerbsTakeTheirOwnOptionsAndShareTheGeneralOnes)
     EXPECT_EQ(cl.value(u"data-dir"_s), u"/d"_s);
 }
 
+// A verb whose value may be left out takes the next argument unless it is an option.
+TEST(CommandLineParse, AnOptionalValueMayBeLeftOut)
+{
+    const struct
+    {
+        QStringList args;
+        QString value;
+    } cases[] = {
+        {{u"--emergency"_s}, {}},
+        {{u"--emergency"_s, u"--data-dir"_s, u"/d"_s}, {}},
+        {{u"--emergency"_s, u"着火了"_s, u"--data-dir"_s, u"/d"_s}, u"着火了"_s},
+        {{u"--emergency-token=abc"_s}, u"abc"_s},
+    };
+    for (const auto &c : cases) {
+        CommandLine cl;
+        ASSERT_TRUE(cl.parse(c.args, Language::English)) << cl.errorText().toStdString();
+        EXPECT_EQ(cl.value(cl.verb()), c.value) << c.args.join(u' ').toStdString();
+    }
+}
+
 struct BadLine
 {
     QStringList args;
@@ -122,6 +142,11 @@ TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
          u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“=null”"_s},
         {{u"--data-dir"_s, u"/a"_s, u"--data-dir"_s, u"/b"_s}, u"option --data-dir may be given only once"_s,
          u"选项 --data-dir 只能给一次"_s},
+        {{u"--announce"_s}, u"option --announce needs a value: TEXT"_s, u"选项 --announce 需要一个值：TEXT"_s},
+        {{u"--announce"_s, u"x"_s, u"--repeat"_s, u"0"_s}, u"option --repeat needs a value of the form N, not '0'"_s,
+         u"选项 --repeat 的值应为 N 的形式，而不是“0”"_s},
+        {{u"--emergency"_s, u"--repeat"_s, u"2"_s}, u"option --repeat cannot be used with --emergency"_s,
+         u"选项 --repeat 不能与 --emergency 一起使用"_s},
     };
     for (const BadLine &bad : cases) {
         const std::string line = bad.args.join(u' ').toStdString();
@@ -171,7 +196,9 @@ TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
                 ASSERT_FALSE(text.isEmpty()) << entry.name.toStdString();
                 ASSERT_FALSE(text.contains(u'\n')) << entry.name.toStdString();
                 const QString syntax = u"--"_s + entry.name
-                                       + (entry.valueName.isEmpty() ? QString() : u' ' + entry.valueName);
+                                       + (entry.valueName.isEmpty() ? QString()
+                                          : entry.optionalValue ? u" ["_s + entry.valueName + u']'
+                                                                : u' ' + entry.valueName);
                 QStringList rows;
                 for (const QString &line : lines)
                     if (line.contains(syntax + u' ') && line.endsWith(text))

@@ -1,3 +1,4 @@
+#include "broadcast/announcequeue.h"
 #include "fakes/broadcastrig.h"
 
 #include <QCoreApplication>
@@ -710,4 +711,81 @@ TEST(VoiceEnd, APreparedTextIsSynthesisedOnceAndStopLetsItGo)
     EXPECT_TRUE(QTest::qWaitFor([&] { return out.opened.size() == 2; }, 3000));
     EXPECT_EQ(slowSynth.texts().size(), 4);
     EXPECT_FALSE(out.opened.last().contains(u"prepared"_s));
+}
+
+// Said now: after the broadcast in progress, in the order asked, the
+// timed broadcasts' way; what cannot be said is refused with why.
+TEST_F(BroadcastDay, AnnouncementsWaitForTheBroadcastInProgressAndBadOnesAreRefused)
+{
+    tav::AnnounceQueue announcements{clock, broadcaster, log};
+    const struct
+    {
+        tav::AnnounceRequest request;
+        QString error;
+    } refused[] = {
+        {{u"  "_s}, u"朗读内容不能为空"_s},
+        {{d.file(u"没有.wav"_s), {}, 1, true}, u"找不到声音文件："_s + d.file(u"没有.wav"_s)},
+        {{u"x"_s, {}, 11}, u"重复次数应为 1 到 10"_s},
+    };
+    for (const auto &r : refused) {
+        QString error;
+        EXPECT_FALSE(announcements.submit(r.request, u"主窗口"_s, &error));
+        EXPECT_EQ(error, r.error);
+    }
+    EXPECT_FALSE(broadcaster.isBusy());
+
+    add(u"早操"_s, u"08:30:00"_s, u"做早操"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 08:30:00");
+    ASSERT_TRUE(broadcaster.isBusy());
+    QString error;
+    ASSERT_TRUE(announcements.submit({u"请到操场集合"_s, {}, 2}, u"网页控制台"_s, &error)) << error.toStdString();
+    ASSERT_TRUE(announcements.submit({u"第二条"_s}, u"主窗口"_s, &error));
+    EXPECT_EQ(announcements.waiting(), 2);
+    EXPECT_TRUE(log.text().contains(u"插播（网页控制台）：等当前播音结束后播出：请到操场集合"_s));
+
+    playThroughReading();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcaster.isBusy(); }, 3000));
+    EXPECT_EQ(broadcaster.current().name, tav::AnnounceQueue::kName);
+    EXPECT_EQ(broadcaster.current().text, u"请到操场集合");
+    EXPECT_EQ(broadcaster.current().frequency, 2);
+    EXPECT_TRUE(broadcaster.current().tone);
+    EXPECT_EQ(media.volume(), 30); // turned down as for a timed broadcast
+    EXPECT_EQ(announcements.waiting(), 1);
+}
+
+// An emergency holds the list: firings due meanwhile, and one waiting for
+// the voice, are overdue and never spoken after it; waiting announcements go.
+TEST_F(BroadcastDay, HeldFiringsAreOverdueAndNotSpokenAfterwards)
+{
+    tav::AnnounceQueue announcements{clock, broadcaster, log};
+    add(u"长播"_s, u"08:30:00"_s, u"很长的通知"_s);
+    add(u"紧随"_s, u"08:30:05"_s, u"x"_s);
+    add(u"其间"_s, u"08:32:00"_s, u"x"_s);
+    add(u"之后"_s, u"08:40:00"_s, u"之后的通知"_s);
+    scheduler.setEnabled(true);
+    tickAt("2026-11-23 08:30:00");
+    tickAt("2026-11-23 08:30:05"); // held back by the long one
+    QString error;
+    ASSERT_TRUE(announcements.submit({u"插一句"_s}, u"主窗口"_s, &error));
+
+    scheduler.setHeld(true);
+    announcements.setHeld(true);
+    broadcaster.stop();
+    EXPECT_EQ(announcements.waiting(), 0);
+    EXPECT_FALSE(announcements.submit({u"再插一句"_s}, u"主窗口"_s, &error));
+    EXPECT_EQ(error, u"紧急广播中，不能插播");
+    tickAt("2026-11-23 08:32:00");
+    tickAt("2026-11-23 08:33:00");
+    scheduler.setHeld(false);
+    announcements.setHeld(false);
+    tickAt("2026-11-23 08:33:01");
+    QTest::qWait(50); // anything queued behind the stopped broadcast would start now
+    EXPECT_FALSE(broadcaster.isBusy());
+    EXPECT_EQ(listed(), (QStringList{u"08:30:00 长播 已播"_s, u"08:30:05 紧随 超时"_s, u"08:32:00 其间 超时"_s,
+                                     u"08:40:00 之后 待播"_s}));
+    EXPECT_TRUE(log.text().contains(u"超时：其间（08:32:00）紧急广播期间未播出"_s));
+    EXPECT_TRUE(log.text().contains(u"等待中的插播已取消：插一句"_s));
+    tickAt("2026-11-23 08:40:00");
+    EXPECT_TRUE(broadcaster.isBusy()); // the list runs on as before
 }

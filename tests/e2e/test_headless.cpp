@@ -514,3 +514,87 @@ TEST(HeadlessClockSteps, AutumnsRepeatedHourStartsNothingTwice)
         EXPECT_EQ(st.starts(task), 1) << task.toStdString() << st.traceText().toStdString();
     EXPECT_TRUE(st.playLog().contains(u"时钟回拨，不重复开播")) << st.playLog().toStdString();
 }
+
+namespace {
+
+struct Answer
+{
+    int code = -1;
+    QString out, err;
+};
+
+// One verb of the program, to the end.
+Answer runVerb(const QStringList &arguments)
+{
+    QProcess p;
+    p.start(QString::fromUtf8(TAVPLAYER_BIN), arguments);
+    Answer a;
+    if (!p.waitForFinished(15000))
+        return a;
+    a.code = p.exitCode();
+    a.out = QString::fromUtf8(p.readAllStandardOutput());
+    a.err = QString::fromUtf8(p.readAllStandardError());
+    return a;
+}
+
+// Milliseconds from `from` to the first trace line with `event` after it; -1 if none.
+qint64 msUntil(const QString &trace, const QDateTime &from, const QString &event)
+{
+    for (const QString &line : trace.split(u'\n')) {
+        const QDateTime t = QDateTime::fromString(line.left(23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+        if (t.isValid() && t >= from && line.mid(24).startsWith(event))
+            return from.msecsTo(t);
+    }
+    return -1;
+}
+
+} // namespace
+
+// The command line asks the station running on the folder; the exit status
+// says whether it took the request.
+TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
+{
+    if (nearMidnight())
+        GTEST_SKIP() << "too close to midnight";
+    Station st;
+    makeTone(st.data.file(u"TONE.wav"_s), 880, 0.3);
+    const QStringList dir{u"--data-dir"_s, st.data.path()};
+
+    const Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
+    EXPECT_EQ(none.code, 1);
+    EXPECT_TRUE(none.err.contains(u"没有播放站在这个数据文件夹上运行"_s)) << none.err.toStdString();
+
+    st.start();
+    // Listening once it traces its first events (the idle media engine is made first).
+    ASSERT_TRUE(waitFor([&] { return runVerb(QStringList{u"--emergency-clear"_s} + dir).err.contains(u"当前没有紧急广播"_s); },
+                        15000));
+
+    const QDateTime asked = QDateTime::currentDateTime();
+    const Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
+    ASSERT_EQ(started.code, 0) << started.err.toStdString();
+    EXPECT_TRUE(started.out.contains(u"紧急广播已开始"_s));
+    ASSERT_TRUE(waitFor([&] { return st.traceText().contains("broadcast-playing"); }, 5000))
+        << st.traceText().toStdString();
+    const QString trace = QString::fromUtf8(st.traceText());
+    std::printf("[ figure ] command line to the alarm's first sound: %lld ms (the request reached the station "
+                "after %lld ms)\n",
+                static_cast<long long>(msUntil(trace, asked, u"broadcast-playing"_s)),
+                static_cast<long long>(msUntil(trace, asked, u"emergency-request"_s)));
+
+    const Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_TRUE(refused.err.contains(u"紧急广播中，不能插播"_s)) << refused.err.toStdString();
+    const Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
+    EXPECT_EQ(cleared.code, 0) << cleared.err.toStdString();
+    const Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
+    EXPECT_EQ(announced.code, 0) << announced.err.toStdString();
+    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).code, 2);
+    st.stop();
+
+    const QString log = st.playLog();
+    EXPECT_TRUE(log.contains(u"紧急广播开始（本机命令行）：着火了，请从东门撤离"_s)) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"紧急广播解除（本机命令行）"_s));
+    EXPECT_TRUE(log.contains(u"插播（本机命令行）：恢复正常"_s));
+    // The alarm was heard: the tone's pitch is in the broadcast player's output.
+    EXPECT_TRUE(pitches(tav::test::DataFolder::readAll(st.pcm() + u"-broadcast"_s), {880}).contains(880));
+}
