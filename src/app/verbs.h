@@ -10,5 +10,7 @@ int syncTimeVerb(const CommandLine &command, int &argc, char **argv);
 int backupVerb(const CommandLine &command, int &argc, char **argv);
 int restoreVerb(const CommandLine &command, int &argc, char **argv);
 int sayVerb(const CommandLine &command, int &argc, char **argv);
+// Sets the web console's manager (or, with --viewer, viewer) password.
+int webPasswordVerb(const CommandLine &command, int &argc, char **argv);
 
 } // namespace tav
