@@ -31,6 +31,8 @@ bool isWaveFormat(const QString &value)
     return pattern.match(value).hasMatch();
 }
 
+bool isPort(const QString &value) { return isIntIn(value, 1, 65535); }
+
 bool isDayCount(const QString &value)
 {
     bool ok = false;
@@ -186,6 +188,25 @@ const QList<OptionEntry> &CommandLine::standardTable()
          .valueName = u"DIR"_s,
          .helpZh = u"从 DIR 还原数据文件；原有文件先移到数据文件夹中的“还原前的文件_日期_时间”，可再从那里还原以撤销；电台运行时拒绝"_s,
          .helpEn = u"restore the data files from DIR; the files it replaces are moved to \"还原前的文件_date_time\" in the data folder first, to undo it from there; refused while a station runs on the folder"_s},
+        {.name = u"web-port"_s,
+         .valueName = u"N"_s,
+         .with = {kStation},
+         .helpZh = u"本次运行开启网页控制台，使用端口 N（设置中默认 8790）"_s,
+         .helpEn = u"switch the web console on for this run, on port N (8790 by default in the settings)"_s,
+         .accepts = isPort},
+        {.name = u"web-listen"_s,
+         .valueName = u"ADDR"_s,
+         .with = {kStation},
+         .helpZh = u"本次运行开启网页控制台，监听地址 ADDR（默认 127.0.0.1，只有本机可访问；0.0.0.0 对局域网开放）"_s,
+         .helpEn = u"switch the web console on for this run, listening on ADDR (127.0.0.1 by default: this PC only; 0.0.0.0 opens it to the network)"_s},
+        {.name = u"web-password"_s,
+         .kind = OptionEntry::Verb,
+         .helpZh = u"设置网页控制台的管理密码（在终端输入两次，或从标准输入读取一行），然后退出"_s,
+         .helpEn = u"set the web console's manager password (typed twice on the terminal, or one line read from standard input), then exit"_s},
+        {.name = u"viewer"_s,
+         .with = {u"web-password"_s},
+         .helpZh = u"改为设置只读用户的密码；空密码取消只读用户"_s,
+         .helpEn = u"set the viewer's (read-only) password instead; an empty one removes the viewer"_s},
         {.name = kHelp,
          .kind = OptionEntry::Verb,
          .helpZh = u"显示本帮助后退出"_s,

@@ -16,6 +16,7 @@
 #include "shell/station.h"
 #include "shell/stationcommands.h"
 #include "shell/weekahead.h"
+#include "remote/webserver.h"
 
 // The headless build (tavplayer-headless) is this file without the console:
 // it links neither Qt Widgets nor Gui, so a station without a display maps
@@ -289,10 +290,40 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         station.printToConsole();
         station.start();
     }
+    // The web console: when its settings switch it on, or for this run.
+    tav::WebSettings web = tav::WebSettings::load(station.dataDir());
+    if (command.isSet(u"web-port"_s)) {
+        web.enabled = true;
+        web.port = quint16(command.value(u"web-port"_s).toUInt());
+    }
+    if (command.isSet(u"web-listen"_s)) {
+        web.enabled = true;
+        web.listen = command.value(u"web-listen"_s);
+    }
+    std::unique_ptr<tav::WebServer> webServer;
+    if (web.enabled) {
+        webServer = std::make_unique<tav::WebServer>(station, web);
+        QString why;
+        if (webServer->start(&why)) {
+            station.log().append(tav::zh::stampedLine(
+                clock.now(), u"网页控制台：http%1://%2:%3/"_s.arg(web.certificate.isEmpty() ? QString() : u"s"_s,
+                                                            web.listen).arg(webServer->port())));
+#ifndef TAV_HEADLESS_ONLY
+            if (window)
+                QObject::connect(&webServer->api(), &tav::StationApi::changed, window.get(),
+                                 [w = window.get()](const QString &) { w->reloadFromRemote(); });
+#endif
+        } else {
+            station.log().append(tav::zh::stampedLine(clock.now(), why));
+            fail(why);
+            webServer.reset();
+        }
+    }
     // The libraries' loading tables go once the first seconds have bound the
     // functions the station uses at rest (see loadertables.h).
     QTimer::singleShot(std::chrono::seconds(5), app.get(), [] { tav::releaseLoaderTables(); });
     const int rc = app->exec();
+    webServer.reset();
     station.shutDown();
     return rc;
 }
@@ -321,6 +352,7 @@ int main(int argc, char *argv[])
         {u"emergency"_s, tav::stationCommandVerb},
         {u"emergency-clear"_s, tav::stationCommandVerb},
         {u"emergency-token"_s, tav::emergencyTokenVerb},
+        {u"web-password"_s, tav::webPasswordVerb},
     };
 
     QStringList arguments;

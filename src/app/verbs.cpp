@@ -13,8 +13,10 @@
 #include "platform/speech.h"
 #include "core/clock.h"
 #include "core/datadir.h"
+#include "core/secret.h"
 #include "core/zhtext.h"
 #include "platform/clocksetter.h"
+#include "remote/websettings.h"
 #include "shell/emergency.h"
 #include "shell/singleinstance.h"
 #include "shell/stationcommands.h"
@@ -30,6 +32,9 @@
 #include <QTextStream>
 
 #include <cstdio>
+#include <iostream>
+#include <string>
+#include <termios.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -338,6 +343,80 @@ int emergencyTokenVerb(const CommandLine &command, int &argc, char **argv)
         return 1;
     }
     say(u"报警系统令牌已设置（只保存了散列值）"_s);
+    return 0;
+}
+
+namespace {
+
+// One line from standard input; on a terminal without echo.
+bool readSecretLine(const QString &question, bool terminal, QString *line)
+{
+    termios saved{};
+    if (terminal) {
+        std::fprintf(stderr, "%s", question.toUtf8().constData());
+        std::fflush(stderr);
+        ::tcgetattr(STDIN_FILENO, &saved);
+        termios quiet = saved;
+        quiet.c_lflag &= ~tcflag_t(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    std::string text;
+    const bool got = bool(std::getline(std::cin, text));
+    if (terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+        std::fprintf(stderr, "\n");
+    }
+    if (!text.empty() && text.back() == '\r')
+        text.pop_back();
+    *line = QString::fromUtf8(text);
+    return got;
+}
+
+} // namespace
+
+int webPasswordVerb(const CommandLine &command, int &argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QString dir = dataFolder(command);
+    if (dir.isEmpty())
+        return 1;
+    const bool viewer = command.isSet(u"viewer"_s);
+    const bool terminal = ::isatty(STDIN_FILENO);
+    QString password;
+    if (!readSecretLine(viewer ? u"只读用户密码："_s : u"管理密码："_s, terminal, &password)) {
+        complain(u"没有读到密码"_s);
+        return 1;
+    }
+    if (terminal) {
+        QString again;
+        if (!readSecretLine(u"再输入一次："_s, terminal, &again) || again != password) {
+            complain(u"两次输入的密码不一致，未修改"_s);
+            return 1;
+        }
+    }
+    if (password.isEmpty() && !viewer) {
+        complain(u"管理密码不能为空"_s);
+        return 1;
+    }
+    if (!password.isEmpty() && password.size() < 6) {
+        complain(u"密码至少要 6 个字符"_s);
+        return 1;
+    }
+    const DataDir data(dir);
+    bool readable = true;
+    WebSettings settings = WebSettings::load(data, &readable);
+    if (!readable) {
+        complain(u"无法读取 "_s + data.control());
+        return 1;
+    }
+    (viewer ? settings.viewerHash : settings.managerHash) = password.isEmpty() ? QString() : hashSecret(password);
+    if (QString error; !settings.save(data, &error)) {
+        complain(u"无法保存 %1：%2"_s.arg(data.control(), error));
+        return 1;
+    }
+    say(viewer ? (password.isEmpty() ? u"已取消只读用户"_s : u"已设置只读用户密码"_s) : u"已设置管理密码"_s);
+    if (!settings.enabled)
+        say(u"网页控制台尚未开启：运行时加 --web-port %1，或在控制台的设置中开启"_s.arg(settings.port));
     return 0;
 }
 

@@ -14,5 +14,7 @@ int sayVerb(const CommandLine &command, int &argc, char **argv);
 // on the folder; 0 only when it took the request.
 int stationCommandVerb(const CommandLine &command, int &argc, char **argv);
 int emergencyTokenVerb(const CommandLine &command, int &argc, char **argv);
+// Sets the web console's manager (or, with --viewer, viewer) password.
+int webPasswordVerb(const CommandLine &command, int &argc, char **argv);
 
 } // namespace tav

@@ -1,4 +1,6 @@
 #include "shell/mainform1.h"
+
+#include "remote/webconsolebox.h"
 #include "core/named.h"
 
 #include "core/datafaults.h"
@@ -422,6 +424,7 @@ QWidget *MainForm1::buildSettingsPage()
     });
     layout->addWidget(look);
     layout->addWidget(buildEmergencyBox());
+    layout->addWidget(new WebConsoleBox(m_station.dataDir(), m_station.prompt()));
     layout->addStretch();
     return page;
 }
@@ -982,6 +985,19 @@ void MainForm1::reloadTasks()
 {
     m_station.tasks().load(m_station.clock().now().date());
     showTasks(m_station.tasks().rows());
+}
+
+void MainForm1::reloadFromRemote()
+{
+    showTasks(m_station.tasks().rows());
+    refreshStopDates();
+    const Settings &s = m_station.settings();
+    for (QCheckBox *box : std::as_const(m_switchBoxes))
+        box->setChecked(s.isOn(Switch(box->property("switch").toInt())));
+    m_workStart->setTime(timeOf(s.workStart()));
+    m_workEnd->setTime(timeOf(s.workEnd()));
+    m_closeComputer->setChecked(s.isOn(Switch::ShutdownAtTime));
+    m_closeTime->setTime(timeOf(s.shutdownTime()));
 }
 
 void MainForm1::newTask()

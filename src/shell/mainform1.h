@@ -69,6 +69,8 @@ public:
     // The grid's task rows, as shown.
     void showTasks(const QList<TaskRecord> &rows);
     void reloadTasks(); // the whole task file, and today's list again
+    // The web console changed tasks, stop dates or options: show them.
+    void reloadFromRemote();
 
     // Toolbar and menu actions.
     void newTask();

@@ -22,8 +22,9 @@ struct Result
     QString err;
 };
 
-// Runs the program while this thread's event loop keeps serving.
-Result run(const QStringList &args)
+// Runs the program while this thread's event loop keeps serving; `input`
+// is its standard input.
+Result run(const QStringList &args, const QByteArray &input = {})
 {
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -31,6 +32,8 @@ Result run(const QStringList &args)
     env.remove(u"DISPLAY"_s);
     p.setProcessEnvironment(env);
     p.start(QString::fromUtf8(TAVPLAYER_BIN), args);
+    p.write(input);
+    p.closeWriteChannel();
     if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
         p.kill();
         p.waitForFinished();
@@ -177,4 +180,35 @@ TEST(Verbs, SaySavesAWaveFileInTheFormatAskedOrPrintsTheReading)
     const Result cantonese = run({u"--say"_s, u"2000元"_s, u"--reading"_s, u"--voice"_s, u"ScanSoft Sin-Ji_Full_22kHz"_s});
     EXPECT_EQ(cantonese.out, u"兩千元\n");
     EXPECT_EQ(run({u"--reading"_s}).exitCode, 2); // only with --say
+}
+
+// The web console's passwords, read from standard input when it is not a
+// terminal: kept only as salted hashes in "[WEB]" of 【CONTROL】.ini.
+TEST(WebPasswordVerb, KeepsAHashOfAPasswordLongEnoughAndRefusesTheRest)
+{
+    tav::test::DataFolder d;
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n播音=1\n"_s);
+    struct Case
+    {
+        QStringList extra;
+        QByteArray input;
+        int exitCode;
+        QString said;
+    } cases[] = {
+        {{}, "short\n", 1, u"密码至少要 6 个字符"_s},
+        {{}, "\n", 1, u"管理密码不能为空"_s},
+        {{}, "", 1, u"没有读到密码"_s},
+        {{}, "station-secret\n", 0, u"已设置管理密码"_s},
+        {{u"--viewer"_s}, "viewer-secret\r\n", 0, u"已设置只读用户密码"_s},
+    };
+    for (const Case &c : cases) {
+        const Result r = run(QStringList{u"--web-password"_s, u"--data-dir"_s, d.path()} + c.extra, c.input);
+        EXPECT_EQ(r.exitCode, c.exitCode) << c.input.constData();
+        EXPECT_TRUE((r.out + r.err).contains(c.said)) << (r.out + r.err).toStdString();
+    }
+    const QString control = d.text(u"【CONTROL】.ini"_s);
+    EXPECT_TRUE(control.contains(u"播音=1"_s)); // the rest of the file stays
+    EXPECT_TRUE(control.contains(u"ManagerPassword=pbkdf2-sha256$"_s)) << control.toStdString();
+    EXPECT_TRUE(control.contains(u"ViewerPassword=pbkdf2-sha256$"_s));
+    EXPECT_FALSE(control.contains(u"station-secret"_s));
 }

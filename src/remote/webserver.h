@@ -1,0 +1,104 @@
+#pragma once
+
+#include "remote/stationapi.h"
+#include "remote/websettings.h"
+
+#include <QAbstractHttpServer>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QHostAddress>
+#include <QPointer>
+#include <QTcpSocket>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <functional>
+
+namespace tav {
+
+class Station;
+
+// The station's web console and JSON API (/api/v1/…), on the program's
+// event loop. Two roles: a viewer reads, a manager reads and writes. A login
+// gives an HttpOnly, SameSite=Strict session cookie and a token that every
+// write carries in "X-CSRF-Token"; no cross-origin headers are ever sent.
+// Five wrong passwords within a minute from one address make every further
+// login from it answer slowly. Password hashes are checked on a thread of
+// their own, and no call waits on the network: nothing here holds up the
+// once-a-second clockwork. Live changes go out as server-sent events.
+class WebServer : public QAbstractHttpServer
+{
+    Q_OBJECT
+public:
+    static constexpr qsizetype kMaxBody = 1024 * 1024;
+    static constexpr int kFailuresBeforeSlow = 5;
+    static constexpr int kFailureWindowMs = 60 * 1000;
+    static constexpr qint64 kSessionIdleMs = 12 * 3600 * 1000;
+    static constexpr int kMaxSessions = 1000;
+    static constexpr int kMaxStreams = 100;
+
+    WebServer(Station &station, WebSettings settings, QObject *parent = nullptr);
+    ~WebServer() override;
+
+    // Listens on the settings' address and port (HTTPS when a certificate
+    // and key are set). False with the reason in words.
+    bool start(QString *error);
+    quint16 port() const { return m_port; }
+    StationApi &api() { return m_api; }
+
+    // GET /metrics answers this, without a login, when it is set.
+    void setMetricsProvider(std::function<QByteArray()> provider) { m_metrics = std::move(provider); }
+    // The passwords are read at each login, so a new one counts at once.
+    void setPasswordSource(std::function<WebSettings()> source) { m_passwords = std::move(source); }
+    // How long a throttled login waits for its answer.
+    void setSlowAnswerMs(int ms) { m_slowMs = ms; }
+
+protected:
+    bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
+    void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
+
+private:
+    struct Session
+    {
+        bool manager = false;
+        QByteArray csrf;
+        qint64 lastUsed = 0;
+    };
+    struct Answer
+    {
+        int status = 200;
+        QByteArray type;
+        QByteArray body;
+        QList<QByteArray> headers; // "Name: value"
+    };
+
+    void send(QTcpSocket *socket, const Answer &answer, bool close = false);
+    static Answer json(const ApiReply &reply);
+    Answer file(const QString &path) const;
+    Session *sessionOf(const QHttpServerRequest &request, QByteArray *token = nullptr);
+    void login(const QHttpServerRequest &request, QTcpSocket *socket);
+    Answer loginAnswer(int role, const QString &address); // role 0 wrong, 1 viewer, 2 manager
+    void openStream(QTcpSocket *socket);
+    void broadcastEvent(const QByteArray &event, const QByteArray &data);
+    void pushStatus(bool force);
+    int recentFailures(const QString &address);
+
+    Station &m_station;
+    WebSettings m_settings;
+    StationApi m_api;
+    quint16 m_port = 0;
+    bool m_tls = false;
+    std::function<QByteArray()> m_metrics;
+    std::function<WebSettings()> m_passwords;
+    int m_slowMs = 3000;
+    QElapsedTimer m_uptime;
+    QHash<QByteArray, Session> m_sessions;
+    QHash<QString, QList<qint64>> m_failures; // address → times of wrong passwords
+    QList<QPointer<QTcpSocket>> m_streams;
+    QByteArray m_lastStatus;
+    QTimer m_statusTimer;   // once a second while someone listens
+    QTimer m_statusSoon;    // a change: pushed a moment later, changes of one moment together
+    QThreadPool m_hashing;  // password checks
+};
+
+} // namespace tav

@@ -1,0 +1,463 @@
+// The web console's server on 127.0.0.1, against a station on the fake clock.
+
+#include "core/secret.h"
+#include "fakes/fakes.h"
+#include "remote/webserver.h"
+#include "shell/station.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkCookieJar>
+#include <QNetworkReply>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using namespace tav;
+using namespace tav::test;
+
+namespace {
+
+const QString kManager = u"manager-secret"_s;
+const QString kViewer = u"viewer-secret"_s;
+// Longer than a password check takes on a busy machine.
+constexpr int kSlowMs = 2500;
+
+struct Reply
+{
+    int status = 0;
+    QJsonObject json;
+    QByteArray body;
+    QByteArray header(const QByteArray &name) const { return headers.value(name.toLower()); }
+    QHash<QByteArray, QByteArray> headers;
+    QString error() const { return json.value(u"error"_s).toString(); }
+};
+
+// A browser of one: its own cookies and CSRF token.
+class Client
+{
+public:
+    explicit Client(quint16 port) : m_port(port) {}
+
+    Reply call(const QByteArray &method, const QString &path, const QByteArray &body = {},
+               QList<QPair<QByteArray, QByteArray>> headers = {})
+    {
+        QNetworkRequest request(QUrl(u"http://127.0.0.1:%1%2"_s.arg(m_port).arg(path)));
+        request.setRawHeader("Content-Type", "application/json");
+        if (!csrf.isEmpty())
+            request.setRawHeader("X-CSRF-Token", csrf);
+        for (const auto &[name, value] : headers)
+            request.setRawHeader(name, value);
+        QNetworkReply *reply = m_nam.sendCustomRequest(request, method, body);
+        QEventLoop loop;
+        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(15000, &loop, &QEventLoop::quit);
+        loop.exec();
+        Reply out;
+        out.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        out.body = reply->readAll();
+        out.json = QJsonDocument::fromJson(out.body).object();
+        for (const auto &[name, value] : reply->rawHeaderPairs())
+            out.headers.insert(name.toLower(), value);
+        reply->deleteLater();
+        return out;
+    }
+    Reply call(const QByteArray &method, const QString &path, const QJsonObject &body)
+    {
+        return call(method, path, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    }
+    Reply login(const QString &password)
+    {
+        Reply r = call("POST", u"/api/v1/login"_s, QJsonObject{{u"password"_s, password}});
+        csrf = r.json.value(u"csrf"_s).toString().toLatin1();
+        return r;
+    }
+    QNetworkAccessManager &nam() { return m_nam; }
+    QByteArray csrf;
+
+private:
+    quint16 m_port;
+    QNetworkAccessManager m_nam;
+};
+
+QString taskName(const QJsonValue &v) { return v.toObject().value(u"Name"_s).toString(); }
+
+} // namespace
+
+// Monday morning: one task at 9:00 with a picture, one voice broadcast.
+class WebServerTest : public ::testing::Test, protected StationFakes
+{
+protected:
+    WebServerTest() : StationFakes("2026-11-23 08:59:50") {}
+    FakePlayer broadcastPlayer, voicePlayer;
+    FakeSynth synth;
+    std::unique_ptr<Station> station;
+    std::unique_ptr<WebServer> server;
+
+    void SetUp() override
+    {
+        d.write(u"【SONG】.ini"_s, taskSection(1, {.name = u"早间新闻"_s, .start = u"9:00:00"_s, .end = u"9:30:00"_s}));
+        d.write(u"早间新闻.ini"_s, u"[多媒体文件数量]\n数量=1\n图片总数量=1\n[歌曲]\n歌曲名称0=/news.mp3\n"
+                                  u"[图片]\n图片路径0=/n/1.jpg\n[图片播放模式]\n模式=0\n[时间]\n图片切换时间=7\n"_s);
+        d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=午间广播\nTTS_TimeStart=12:00:00\n"_s);
+        WebSettings web;
+        web.port = 0; // any free port
+        web.managerHash = hashSecret(kManager);
+        web.viewerHash = hashSecret(kViewer);
+        ASSERT_TRUE(web.save(DataDir(d.path())));
+        startStation(true);
+    }
+    void startStation(bool withBroadcasts)
+    {
+        server.reset();
+        station = std::make_unique<Station>(d.path(), player, prompt, clock, shutdown);
+        if (withBroadcasts)
+            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+        station->start();
+        station->ticker().stop(); // the test gives the seconds
+        server = std::make_unique<WebServer>(*station, WebSettings::load(DataDir(d.path())));
+        server->setSlowAnswerMs(kSlowMs);
+        QString error;
+        ASSERT_TRUE(server->start(&error)) << error.toStdString();
+    }
+    void tickAt(const char *when)
+    {
+        clock.set(at(when));
+        emit station->ticker().second();
+    }
+    std::unique_ptr<Client> manager()
+    {
+        auto c = std::make_unique<Client>(server->port());
+        EXPECT_EQ(c->login(kManager).status, 200);
+        return c;
+    }
+    QString logText() const { return station->log().text(); }
+};
+
+TEST_F(WebServerTest, LoginGivesTheRoleAStrictHttpOnlyCookieAndNoCrossOriginHeaders)
+{
+    struct Case
+    {
+        QByteArray body;
+        int status;
+        QString role;
+    } cases[] = {
+        {R"({"password":"manager-secret"})", 200, u"manager"_s},
+        {R"({"password":"viewer-secret"})", 200, u"viewer"_s},
+        {R"({"password":"wrong"})", 401, {}},
+        {R"({"password":""})", 401, {}},
+        {R"({"password":"manager-secret","extra":1})", 400, {}},
+        {R"({"password":5})", 400, {}},
+        {R"(not json)", 400, {}},
+    };
+    for (const Case &c : cases) {
+        Client client(server->port());
+        const Reply r = client.call("POST", u"/api/v1/login"_s, c.body);
+        EXPECT_EQ(r.status, c.status) << c.body.constData();
+        EXPECT_EQ(r.json.value(u"role"_s).toString(), c.role) << c.body.constData();
+        EXPECT_TRUE(r.header("access-control-allow-origin").isEmpty());
+        if (c.status == 200) {
+            const QByteArray cookie = r.header("set-cookie");
+            EXPECT_TRUE(cookie.contains("HttpOnly")) << cookie.constData();
+            EXPECT_TRUE(cookie.contains("SameSite=Strict")) << cookie.constData();
+            EXPECT_FALSE(r.json.value(u"csrf"_s).toString().isEmpty());
+        }
+    }
+}
+
+TEST_F(WebServerTest, EveryCallButTheLoginWantsASessionAndEveryWriteItsToken)
+{
+    Client stranger(server->port());
+    for (const auto &[method, path] : {std::pair{"GET", "/api/v1/status"}, {"GET", "/api/v1/tasks"},
+                                       {"GET", "/api/v1/events"}, {"POST", "/api/v1/stop"}})
+        EXPECT_EQ(stranger.call(method, QString::fromLatin1(path)).status, 401) << path;
+
+    auto boss = manager();
+    const QByteArray token = boss->csrf;
+    boss->csrf.clear();
+    Reply r = boss->call("POST", u"/api/v1/stop"_s);
+    EXPECT_EQ(r.status, 403);
+    EXPECT_TRUE(r.error().contains(u"CSRF"_s));
+    boss->csrf = "forged";
+    EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 403);
+    boss->csrf = token;
+    EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 200);
+
+    Client viewer(server->port());
+    ASSERT_EQ(viewer.login(kViewer).status, 200);
+    EXPECT_EQ(viewer.call("GET", u"/api/v1/tasks"_s).status, 200);
+    r = viewer.call("DELETE", u"/api/v1/tasks/早间新闻"_s);
+    EXPECT_EQ(r.status, 403);
+    EXPECT_EQ(r.error(), u"只读用户不能修改");
+    EXPECT_EQ(station->tasks().rows().size(), 1);
+}
+
+TEST_F(WebServerTest, FiveWrongPasswordsInAMinuteMakeTheNextLoginsSlow)
+{
+    Client client(server->port());
+    QElapsedTimer timer;
+    for (int i = 0; i < WebServer::kFailuresBeforeSlow; ++i) {
+        timer.start();
+        EXPECT_EQ(client.login(u"guess%1"_s.arg(i)).status, 401);
+        EXPECT_LT(timer.elapsed(), kSlowMs) << "attempt " << i;
+    }
+    timer.start();
+    EXPECT_EQ(client.login(kManager).status, 200); // right, but slow all the same
+    EXPECT_GE(timer.elapsed(), kSlowMs);
+    EXPECT_TRUE(logText().contains(u"远程：127.0.0.1 一分钟内5次密码错误"_s));
+}
+
+TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNext)
+{
+    auto boss = manager();
+    Reply r = boss->call("GET", u"/api/v1/status"_s);
+    ASSERT_EQ(r.status, 200);
+    EXPECT_TRUE(r.json.value(u"running"_s).isNull());
+    const QJsonObject next = r.json.value(u"next"_s).toObject();
+    EXPECT_EQ(next.value(u"task"_s).toString(), u"早间新闻");
+    EXPECT_EQ(next.value(u"time"_s).toString(), u"9:00:00");
+    EXPECT_EQ(next.value(u"in"_s).toInt(), 10);
+    EXPECT_TRUE(r.json.value(u"clock"_s).toObject().contains(u"text"_s));
+    EXPECT_TRUE(r.json.value(u"faults"_s).isArray());
+
+    tickAt("2026-11-23 09:00:00");
+    r = boss->call("GET", u"/api/v1/status"_s);
+    const QJsonObject running = r.json.value(u"running"_s).toObject();
+    EXPECT_EQ(running.value(u"task"_s).toString(), u"早间新闻");
+    EXPECT_EQ(running.value(u"item"_s).toString(), u"/news.mp3");
+    EXPECT_TRUE(r.json.value(u"next"_s).isNull());
+    const QJsonArray today = boss->call("GET", u"/api/v1/today"_s).json.value(u"rows"_s).toArray();
+    ASSERT_EQ(today.size(), 1);
+    EXPECT_EQ(today[0].toObject().value(u"state"_s).toString(), u"正在播放");
+}
+
+TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
+{
+    auto boss = manager();
+    const QJsonObject task{{u"Name"_s, u"课间音乐"_s},  {u"Time"_s, u"10:00:00"_s},   {u"Duration"_s, u"10:10:00"_s},
+                           {u"Type"_s, u"30000"_s},     {u"Device"_s, u"每周一三五"_s}, {u"Recurrence"_s, u"随机"_s},
+                           {u"Remind"_s, u"开"_s},       {u"files"_s, QJsonArray{u"/m/a.mp3"_s, u"http://radio/x"_s}}};
+    Reply r = boss->call("POST", u"/api/v1/tasks"_s, task);
+    ASSERT_EQ(r.status, 201) << r.body.constData();
+    EXPECT_EQ(r.json, task);
+    EXPECT_EQ(station->tasks().rows().size(), 2);
+    EXPECT_EQ(station->tasks().readMediaList(u"课间音乐"_s), (QStringList{u"/m/a.mp3"_s, u"http://radio/x"_s}));
+    EXPECT_TRUE(d.text(u"【SONG】.ini"_s).contains(u"Name=课间音乐"_s));
+    EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/%E8%AF%BE%E9%97%B4%E9%9F%B3%E4%B9%90"_s).json, task);
+
+    // A rename with only some fields keeps the rest, and the pictures of the list file.
+    r = boss->call("PUT", u"/api/v1/tasks/早间新闻"_s, QJsonObject{{u"Name"_s, u"晨间新闻"_s}, {u"Time"_s, u"9:05:00"_s}});
+    ASSERT_EQ(r.status, 200) << r.body.constData();
+    EXPECT_EQ(r.json.value(u"Duration"_s).toString(), u"9:30:00");
+    EXPECT_EQ(r.json.value(u"files"_s).toArray(), QJsonArray{u"/news.mp3"_s});
+    EXPECT_EQ(station->tasks().readPictureList(u"晨间新闻"_s).paths, QStringList{u"/n/1.jpg"_s});
+    EXPECT_EQ(station->tasks().readPictureList(u"晨间新闻"_s).intervalSeconds, 7);
+    EXPECT_FALSE(QFile::exists(d.file(u"早间新闻.ini"_s)));
+
+    r = boss->call("DELETE", u"/api/v1/tasks/晨间新闻"_s);
+    EXPECT_EQ(r.status, 200);
+    EXPECT_EQ(station->tasks().rows().size(), 1);
+    r = boss->call("DELETE", u"/api/v1/tasks/课间音乐"_s);
+    EXPECT_EQ(r.status, 409);
+    EXPECT_EQ(r.error(), u"至少应保留一条任务");
+    EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/晨间新闻"_s).status, 404);
+
+    for (const QString &line : {u"远程：127.0.0.1 新增任务 课间音乐"_s, u"远程：127.0.0.1 修改任务 早间新闻 → 晨间新闻"_s,
+                                u"远程：127.0.0.1 删除任务 晨间新闻"_s})
+        EXPECT_TRUE(logText().contains(line)) << line.toStdString();
+}
+
+TEST_F(WebServerTest, RefusedTasksAnswerWithTheEditorsWordsAndChangeNothing)
+{
+    auto boss = manager();
+    const QByteArray before = d.bytes(u"【SONG】.ini"_s);
+    const auto with = [](std::initializer_list<std::pair<QString, QJsonValue>> changes) {
+        QJsonObject t{{u"Name"_s, u"新任务"_s}, {u"Time"_s, u"10:00:00"_s}, {u"Duration"_s, u"11:00:00"_s}};
+        for (const auto &[key, value] : changes)
+            t[key] = value;
+        return QJsonDocument(t).toJson();
+    };
+    struct Case
+    {
+        QByteArray body;
+        int status;
+        QString error;
+    } cases[] = {
+        {with({{u"Type"_s, u"0"_s}}), 400, u"音量设置不正确！"_s},
+        {with({{u"Type"_s, u"65536"_s}}), 400, u"音量设置不正确！"_s},
+        {with({{u"Name"_s, u"  "_s}}), 400, u"任务名称不能为空"_s},
+        {with({{u"Name"_s, u"../../etc/passwd"_s}}), 400, u"任务名称不允许输入半角特殊字符包括  \" \\ / : * ? < > |"_s},
+        {with({{u"Name"_s, QString(50, u'字')}}), 400, u"任务名称不许超出100个半角字符"_s},
+        {with({{u"Name"_s, u"早间新闻"_s.toUpper()}}), 409, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
+        {with({{u"Name"_s, u"午间广播"_s}}), 409, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
+        {with({{u"Name"_s, u".hidden"_s}}), 400, u"任务名称不能以“.”开头"_s},
+        {with({{u"Time"_s, u"25:00:00"_s}}), 400, u"开始时间应为 时:分:秒，如 9:00:00"_s},
+        {with({{u"Device"_s, u"明天"_s}}), 400, u"播放日期应为“每天”、“每周”加星期几，或“指定 年/月/日”"_s},
+        {with({{u"Recurrence"_s, u"倒序"_s}}), 400, u"播放模式应为 顺序、循环 或 随机"_s},
+        {with({{u"files"_s, QJsonArray{u"/a.mp3"_s, u"/a.mp3"_s}}}), 400, u"文件有重复，无法添加！"_s},
+        {with({{u"files"_s, QJsonArray{u" "_s}}}), 400, u"内容不能为空"_s},
+        {with({{u"files"_s, u"/a.mp3"_s}}), 400, u"字段files应为文本列表"_s},
+        {with({{u"Type"_s, 50000}}), 400, u"字段Type应为文本"_s},
+        {with({{u"Volume"_s, u"1"_s}}), 400, u"未知字段：Volume"_s},
+        {R"({"Name":"x","Time":"10:00:00"})", 400, u"缺少字段：Duration"_s},
+        {R"([1,2])", 400, u"请求内容应为 JSON 对象"_s},
+        {R"({"Name":)", 400, u"JSON 格式错误"_s},
+    };
+    for (const Case &c : cases) {
+        const Reply r = boss->call("POST", u"/api/v1/tasks"_s, c.body);
+        EXPECT_EQ(r.status, c.status) << c.body.constData();
+        EXPECT_TRUE(r.error().startsWith(c.error)) << c.body.constData() << " → " << r.error().toStdString();
+    }
+    EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), before);
+    EXPECT_EQ(station->tasks().rows().size(), 1);
+    // A name that would leave the folder finds no task and makes no path.
+    EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/..%2F..%2Fetc%2Fpasswd"_s).status, 404);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/tasks/..%2F【SONG】"_s).status, 404);
+
+    const Reply big = boss->call("POST", u"/api/v1/tasks"_s, QByteArray(WebServer::kMaxBody + 1, ' '));
+    EXPECT_EQ(big.status, 413);
+    EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), before);
+}
+
+TEST_F(WebServerTest, PlayNowAndStopDriveThePlayerAsTheConsoleKeysDo)
+{
+    auto boss = manager();
+    EXPECT_EQ(boss->call("POST", u"/api/v1/tasks/没有/play"_s).status, 404);
+    Reply r = boss->call("POST", u"/api/v1/tasks/早间新闻/play"_s);
+    ASSERT_EQ(r.status, 200);
+    EXPECT_EQ(player.opened.value(0), u"/news.mp3");
+    EXPECT_EQ(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s][u"task"_s].toString(), u"早间新闻");
+    EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 200);
+    EXPECT_EQ(player.state(), MediaPlayer::State::Stopped);
+    EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s].isNull());
+}
+
+TEST_F(WebServerTest, AnAnnouncementIsTakenOrRefusedWithTheBroadcastsWords)
+{
+    auto boss = manager();
+    Reply r = boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"请各班班长到办公室"_s}, {u"repeat"_s, 2}});
+    ASSERT_EQ(r.status, 202) << r.body.constData();
+    EXPECT_TRUE(station->broadcaster()->isBusy());
+    EXPECT_EQ(station->broadcaster()->current().frequency, 2);
+    EXPECT_TRUE(logText().contains(u"远程：127.0.0.1 播音：请各班班长到办公室"_s));
+    struct Case
+    {
+        QJsonObject body;
+        QString error;
+    } cases[] = {
+        {{{u"text"_s, u"  "_s}}, u"朗读内容不能为空"_s},
+        {{{u"text"_s, u"x"_s}, {u"repeat"_s, 11}}, u"播放次数应为 1 到 10"_s},
+        {{{u"text"_s, u"x"_s}, {u"repeat"_s, 1.5}}, u"字段repeat应为整数"_s},
+        {{{u"words"_s, u"x"_s}}, u"未知字段：words"_s},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(boss->call("POST", u"/api/v1/announce"_s, c.body).error(), c.error);
+
+    startStation(false); // no voice on this PC
+    boss = manager();
+    r = boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}});
+    EXPECT_EQ(r.status, 409);
+    EXPECT_EQ(r.error(), u"语音播报不可用：没有语音引擎");
+}
+
+TEST_F(WebServerTest, StopDatesWeekdaysAndHoursGoThroughTheStationsStores)
+{
+    auto boss = manager();
+    Reply r = boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"2026/11/23"_s}});
+    ASSERT_EQ(r.status, 201) << r.body.constData();
+    EXPECT_TRUE(station->scheduler().isStopDay()); // today: the schedule stops at once
+    r = boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"2026-11-23"_s}});
+    EXPECT_EQ(r.status, 409);
+    EXPECT_FALSE(r.error().isEmpty());
+    EXPECT_EQ(boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"昨天"_s}}).status, 400);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/stopdates/2026%2F11%2F23"_s).status, 200);
+    EXPECT_FALSE(station->scheduler().isStopDay());
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/stopdates/2026%2F11%2F23"_s).status, 404);
+
+    r = boss->call("PUT", u"/api/v1/stopdates/weekdays"_s, QJsonObject{{u"周六"_s, true}});
+    EXPECT_EQ(r.json[u"weekdays"_s][u"周六"_s].toBool(), true);
+    EXPECT_TRUE(station->settings().isOn(Switch::StopSaturday));
+
+    r = boss->call("PUT", u"/api/v1/hours"_s,
+                   QJsonObject{{u"workingHours"_s, true}, {u"workStart"_s, u"9:10:00"_s}, {u"workEnd"_s, u"17:00:00"_s}});
+    ASSERT_EQ(r.status, 200) << r.body.constData();
+    EXPECT_TRUE(station->settings().isOn(Switch::WorkingHours));
+    EXPECT_EQ(station->settings().workStart(), 9 * 3600 + 600);
+    EXPECT_TRUE(station->tasks().today().isEmpty()); // the 9:00 task is outside the hours now
+    EXPECT_EQ(boss->call("PUT", u"/api/v1/hours"_s, QJsonObject{{u"workEnd"_s, u"5pm"_s}}).status, 400);
+    EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"[WEB]"_s)); // the settings' own section survives
+}
+
+TEST_F(WebServerTest, CaptionsAreEditedWithTheCaptionEditorsChecks)
+{
+    auto boss = manager();
+    Reply r = boss->call("POST", u"/api/v1/captions"_s,
+                         QJsonObject{{u"content"_s, u"欢迎光临"_s}, {u"start"_s, u"8:00"_s}, {u"end"_s, u"18:00"_s}});
+    ASSERT_EQ(r.status, 201) << r.body.constData();
+    EXPECT_EQ(station->captions().rows().size(), 1);
+    EXPECT_EQ(station->captions().rows()[0].start, u"08:00:00");
+    EXPECT_EQ(boss->call("POST", u"/api/v1/captions"_s,
+                         QJsonObject{{u"content"_s, QString(128, u'字')}, {u"start"_s, u"8:00"_s}, {u"end"_s, u"9:00"_s}})
+                  .error(),
+              u"字幕长度超出范围，请重新编辑内容！");
+    EXPECT_EQ(boss->call("PUT", u"/api/v1/captions/1"_s, QJsonObject{{u"on"_s, false}}).status, 200);
+    EXPECT_FALSE(station->captions().rows()[0].isOn());
+    EXPECT_EQ(boss->call("PUT", u"/api/v1/captions/settings"_s, QJsonObject{{u"manner"_s, 2}}).status, 200);
+    EXPECT_EQ(station->captions().settings().manner, 2);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/captions/2"_s).status, 404);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/captions/1"_s).status, 200);
+    EXPECT_TRUE(station->captions().rows().isEmpty());
+}
+
+TEST_F(WebServerTest, TheLiveStreamTellsOfChangesStartsAndLogLines)
+{
+    auto boss = manager();
+    QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/api/v1/events"_s.arg(server->port())));
+    QNetworkReply *stream = boss->nam().get(request);
+    QByteArray seen;
+    QObject::connect(stream, &QNetworkReply::readyRead, [&] { seen += stream->readAll(); });
+    const auto waitFor = [&](const QByteArray &text) {
+        QElapsedTimer timer;
+        timer.start();
+        while (!seen.contains(text) && timer.elapsed() < 5000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        return seen.contains(text);
+    };
+    ASSERT_TRUE(waitFor("event: status")) << seen.constData();
+    EXPECT_EQ(stream->header(QNetworkRequest::ContentTypeHeader).toString(), u"text/event-stream; charset=utf-8");
+
+    Client other(server->port());
+    ASSERT_EQ(other.login(kManager).status, 200);
+    other.call("PUT", u"/api/v1/stopdates/weekdays"_s, QJsonObject{{u"周日"_s, true}});
+    EXPECT_TRUE(waitFor(R"(event: changed)" "\n" R"(data: {"what":"settings"})"));
+    EXPECT_TRUE(waitFor("修改每周停播"));
+
+    tickAt("2026-11-23 09:00:00");
+    EXPECT_TRUE(waitFor(QByteArray("event: start\ndata: {\"task\":\"") + u"早间新闻"_s.toUtf8()));
+    EXPECT_TRUE(waitFor(QByteArray("\"running\":{")));
+    stream->abort();
+    stream->deleteLater();
+}
+
+TEST_F(WebServerTest, ThePageAndTheMetricsHookAreServedWithoutALogin)
+{
+    Client browser(server->port());
+    Reply r = browser.call("GET", u"/"_s);
+    EXPECT_EQ(r.status, 200);
+    EXPECT_TRUE(r.body.contains("<html lang=\"zh-CN\">"));
+    EXPECT_TRUE(r.header("content-security-policy").contains("default-src 'self'"));
+    EXPECT_EQ(browser.call("GET", u"/app.js"_s).header("content-type"), "text/javascript; charset=utf-8");
+    EXPECT_EQ(browser.call("GET", u"/metrics"_s).status, 404);
+    server->setMetricsProvider([] { return QByteArray("tav_up 1\n"); });
+    r = browser.call("GET", u"/metrics"_s);
+    EXPECT_EQ(r.status, 200);
+    EXPECT_EQ(r.header("content-type"), "text/plain; version=0.0.4; charset=utf-8");
+    EXPECT_EQ(r.body, "tav_up 1\n");
+    EXPECT_EQ(browser.call("GET", u"/api/v2/status"_s).status, 404);
+}
