@@ -3,7 +3,10 @@
 #include "core/datafaults.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
+#include <QHash>
+#include <QMutex>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -67,6 +70,63 @@ QString DataDir::timerSet() const { return file(u"【TIMERSET】.ini"_s); }
 QString DataDir::stopDates() const { return file(u"【DATE】.ini"_s); }
 QString DataDir::playLog() const { return file(u"【PLAYLOG】.txt"_s); }
 QString DataDir::tts() const { return file(u"【TTS】.ini"_s); }
-QString DataDir::tone() const { return file(u"TONE.wav"_s); }
+QString DataDir::tone() const { return fixedFile(kTone); }
+
+namespace {
+
+bool insideFolder(const QFileInfo &entry, const QString &canonicalRoot)
+{
+    if (!entry.isSymLink())
+        return true;
+    const QString target = entry.canonicalFilePath();
+    return !target.isEmpty() && target.startsWith(canonicalRoot + u'/');
+}
+
+// The folder's names, kept while its modification time stays the same and
+// was already a second old when they were read (file times are coarse: a
+// change in the same tick as the read would not show in the time).
+struct FolderNames
+{
+    QDateTime modified;
+    QDateTime readAt;
+    QStringList names;
+};
+
+} // namespace
+
+QString DataDir::fixedFile(const QString &name) const
+{
+    const QString exact = file(name);
+    const QFileInfo folder(m_root);
+    const QString canonicalRoot = folder.canonicalFilePath();
+    if (canonicalRoot.isEmpty())
+        return exact;
+    if (QFileInfo::exists(exact))
+        return insideFolder(QFileInfo(exact), canonicalRoot) ? exact : QString();
+
+    static QMutex mutex;
+    static QHash<QString, FolderNames> seen;
+    const QDateTime modified = folder.lastModified();
+    QStringList names;
+    {
+        QMutexLocker lock(&mutex);
+        auto it = seen.find(canonicalRoot);
+        if (it == seen.end() || it->modified != modified || it->readAt < modified.addSecs(1)) {
+            if (seen.size() > 16)
+                seen.clear();
+            it = seen.insert(canonicalRoot,
+                             {modified, QDateTime::currentDateTimeUtc(),
+                              QDir(m_root).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name)});
+        }
+        names = it->names;
+    }
+    for (const QString &candidate : std::as_const(names))
+        if (candidate.compare(name, Qt::CaseInsensitive) == 0) {
+            const QString path = file(candidate);
+            if (insideFolder(QFileInfo(path), canonicalRoot))
+                return path;
+        }
+    return exact;
+}
 
 } // namespace tav

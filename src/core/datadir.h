@@ -44,6 +44,21 @@ public:
     QString tts() const;  // the voice broadcasts
     QString tone() const; // the prompt tone played before a broadcast
 
+    // The path of a file the operator puts in the folder under a fixed name
+    // ("LOGO.bmp", "TONE.wav" …), found whatever the case of its letters, as
+    // a folder carried over from Windows may have "tone.wav" or "Logo.BMP".
+    // The exact spelling wins; otherwise the first match in name order. A
+    // symlink that leads out of the folder is not taken. Without a match:
+    // the path under the given name (which does not exist). The folder is
+    // read again only when it has changed since the last look.
+    QString fixedFile(const QString &name) const;
+
+    static inline const QString kLogo = QStringLiteral("LOGO.bmp");
+    static inline const QString kBackground = QStringLiteral("PBG.JPG");
+    static inline const QString kPlayerBackground = QStringLiteral("Vbg.jpg");
+    static inline const QString kTitlePicture = QStringLiteral("BG800X600.JPG");
+    static inline const QString kTone = QStringLiteral("TONE.wav");
+
 private:
     QString m_root;
 };

@@ -422,11 +422,9 @@ QString profileString(const IniDocument &doc, const QString &section, const QStr
     const QByteArray bytes = toGbk(value);
     if (bytes.size() <= limit)
         return value;
-    // Cut on a character boundary: a lone lead byte would be garbage.
-    QString cut = fromGbk(bytes.left(limit));
-    if (!value.startsWith(cut))
-        cut.chop(1);
-    return cut;
+    // Cut at the byte: a double-byte character cut in two leaves its lead
+    // byte, which stays a byte of its own (and is written back as it was).
+    return fromGbk(bytes.left(limit));
 }
 
 qint32 profileInt(const IniDocument &doc, const QString &section, const QString &key, qint32 fallback)
@@ -467,18 +465,26 @@ qint32 profileInt(const IniDocument &doc, const QString &section, const QString 
 
 QStringList profileSectionNames(const IniDocument &doc, int size)
 {
-    // Each name is ended by a NUL and the block by one more; a name fits
-    // only while a byte is left after it.
-    QStringList fitting;
-    qsizetype used = 0;
-    for (const QString &name : doc.sectionNames()) {
-        const qsizetype need = gbkLength(name) + 1;
-        if (used + need >= size - 1)
+    // Each name is ended by a NUL and the block by one more. When that does
+    // not fit, the block is cut to size - 2 bytes: the last name is cut
+    // short, a double-byte character possibly to its lead byte.
+    const QStringList names = doc.sectionNames();
+    QByteArray block;
+    for (const QString &name : names) {
+        block += toGbk(name);
+        block += '\0';
+        if (block.size() > size - 2)
             break;
-        used += need;
-        fitting.append(name);
     }
-    return fitting;
+    if (block.size() <= size - 2)
+        return names;
+    QList<QByteArray> pieces = block.left(std::max(size - 2, 0)).split('\0');
+    if (pieces.last().isEmpty())
+        pieces.removeLast();
+    QStringList cut;
+    for (const QByteArray &piece : std::as_const(pieces))
+        cut.append(fromGbk(piece));
+    return cut;
 }
 
 // --- IniFile -------------------------------------------------------------

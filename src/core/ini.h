@@ -133,15 +133,16 @@ QByteArray toGbk(const QString &text);
 qsizetype gbkLength(const QString &text);
 
 // A value as GetPrivateProfileStringA returns it into a buffer of `size`
-// characters: cut to size - 1 GBK bytes on a character boundary.
+// characters: cut to size - 1 GBK bytes, where a double-byte character cut
+// in two leaves its lead byte (kept as the escape for that byte).
 QString profileString(const IniDocument &doc, const QString &section, const QString &key, int size);
 // GetPrivateProfileIntA: `fallback` for a missing or empty value, else the
 // leading number of the value's first 29 characters ("0x", "0o", "0b" pick
 // the base; no digits give 0; 32 bits, wrapping).
 qint32 profileInt(const IniDocument &doc, const QString &section, const QString &key, qint32 fallback);
-// The section names that fit a block of `size` bytes of
-// GetPrivateProfileSectionNamesA (2020 for Class1). Where the function
-// would return the last name cut short, only whole names are returned.
+// The section names in a block of `size` bytes of
+// GetPrivateProfileSectionNamesA (2020 for Class1). Where they do not all
+// fit, the block is cut to size - 2 bytes and its last name is cut short.
 QStringList profileSectionNames(const IniDocument &doc, int size = 2020);
 
 // The one way in which the subsystems read and write their INI files.
@@ -158,7 +159,8 @@ public:
     qint32 ReadInt(const QString &section, const QString &key);
     // Fills names with the section names (file order) and one empty element,
     // returns the index of the last name, or -1 when the file has none.
-    // Only the names that fit a 2020-byte block are returned.
+    // Only the names in a 2020-byte block are returned, the last possibly
+    // cut short.
     qint16 getSectionsName(QStringList &names);
     void DelIniSec(const QString &section);
     // Deletes a key of the file AppProFileName(current name) names.

@@ -18,9 +18,6 @@ namespace tav {
 
 namespace {
 
-const QString kLogoFile = u"LOGO.bmp"_s;
-const QString kBackgroundFile = u"PBG.JPG"_s;
-
 // Always on top, no frame, no task bar entry, never taking the focus; the
 // window manager does not place or restack it (X11 bypass), so it stays
 // exactly where the settings put it. Clicks go through unless the window
@@ -37,7 +34,7 @@ Qt::WindowFlags overlayFlags(bool takesClicks)
 // A picture beside the program, or none.
 QPixmap pictureOf(const DataDir &dir, const QString &name)
 {
-    const QString path = dir.file(name);
+    const QString path = dir.fixedFile(name);
     return QFileInfo::exists(path) ? QPixmap(path) : QPixmap();
 }
 
@@ -61,8 +58,8 @@ frmTopMost::frmTopMost(const DataDir &dir, QWidget *parent)
 
 void frmTopMost::loadPictures()
 {
-    m_logo = pictureOf(m_dir, kLogoFile);
-    m_background = pictureOf(m_dir, kBackgroundFile);
+    m_logo = pictureOf(m_dir, DataDir::kLogo);
+    m_background = pictureOf(m_dir, DataDir::kBackground);
     // The logo's grey lets the background (or, without one, the see-through
     // grey of the window) show.
     m_imgLogo->setPixmap(m_logo.isNull() ? m_logo : QPixmap::fromImage(withoutKey(m_logo.toImage())));

@@ -35,7 +35,7 @@ frmPlay::frmPlay(Settings &settings, const DataDir &dir, MpvPlayer *player, QWid
     setWindowTitle(u"Tavrel多媒体定时播放系统"_s);
     m_layout = new QVBoxLayout(this);
     m_layout->setContentsMargins(0, 0, 0, 0);
-    m_video = new MpvVideoWidget(player, dir.file(u"Vbg.jpg"_s), this);
+    m_video = new MpvVideoWidget(player, dir.fixedFile(DataDir::kPlayerBackground), this);
     m_video->setObjectName(u"wmp1"_s);
     m_layout->addWidget(m_video);
 

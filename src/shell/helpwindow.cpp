@@ -1,5 +1,6 @@
 #include "shell/helpwindow.h"
 
+#include "core/datadir.h"
 #include "shell/resources.h"
 
 #include <QDialogButtonBox>
@@ -72,7 +73,7 @@ HelpWindow::HelpWindow(const QString &dataDir, QWidget *parent)
     layout->addWidget(buttons);
     resize(820, 640);
 
-    const QFileInfo own(dataDir + u'/' + kFileName);
+    const QFileInfo own(dataDir.isEmpty() ? QString() : DataDir(dataDir).fixedFile(kFileName));
     load(!dataDir.isEmpty() && own.isFile() && own.isReadable() ? own.absoluteFilePath() : kShippedHelp);
 }
 

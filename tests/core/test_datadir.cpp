@@ -65,3 +65,37 @@ TEST(DataDir, SharedProgramFolders)
     for (const QString &dir : {u"/opt/tavplayer"_s, u"/home/station/tavplayer"_s, u"/usr"_s, u"/usr/bin/tav"_s})
         EXPECT_FALSE(DataDir::isSharedProgramFolder(dir)) << dir.toStdString();
 }
+
+// A folder carried over from Windows may spell the fixed files any way.
+TEST(DataDir, FixedFilesAreFoundWhateverTheirCase)
+{
+    QTemporaryDir tmp;
+    const DataDir dir(tmp.path());
+    const auto put = [&](const QString &name) {
+        QFile f(tmp.filePath(name));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    };
+    // Missing: the path under the given name, which does not exist.
+    EXPECT_EQ(dir.fixedFile(DataDir::kTone), tmp.filePath(u"TONE.wav"_s));
+    EXPECT_EQ(dir.tone(), tmp.filePath(u"TONE.wav"_s));
+    put(u"tone.WAV"_s);
+    put(u"Logo.BMP"_s);
+    put(u"bg800x600.jpg"_s);
+    EXPECT_EQ(dir.tone(), tmp.filePath(u"tone.WAV"_s)); // the folder changed since the last look
+    EXPECT_EQ(dir.fixedFile(DataDir::kLogo), tmp.filePath(u"Logo.BMP"_s));
+    EXPECT_EQ(dir.fixedFile(DataDir::kTitlePicture), tmp.filePath(u"bg800x600.jpg"_s));
+    EXPECT_FALSE(QFileInfo::exists(dir.fixedFile(DataDir::kBackground)));
+    // The exact spelling wins over another one.
+    put(u"LOGO.bmp"_s);
+    EXPECT_EQ(dir.fixedFile(DataDir::kLogo), tmp.filePath(u"LOGO.bmp"_s));
+
+    // A link that leads out of the folder is not taken.
+    QTemporaryDir outside;
+    QFile secret(outside.filePath(u"x.jpg"_s));
+    ASSERT_TRUE(secret.open(QIODevice::WriteOnly));
+    secret.close();
+    ASSERT_TRUE(QFile::link(outside.filePath(u"x.jpg"_s), tmp.filePath(u"pbg.jpg"_s)));
+    EXPECT_FALSE(QFileInfo::exists(dir.fixedFile(DataDir::kBackground)));
+    ASSERT_TRUE(QFile::link(outside.filePath(u"x.jpg"_s), tmp.filePath(u"Vbg.jpg"_s)));
+    EXPECT_TRUE(dir.fixedFile(DataDir::kPlayerBackground).isEmpty());
+}

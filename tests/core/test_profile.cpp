@@ -110,7 +110,12 @@ TEST_F(ProfileGolden, ValuesReadAsGetPrivateProfileStringA)
             continue;
         const IniDocument doc = corpusFile(c.file);
         const QString ours = tav::profileString(doc, *text(c.fields[0]), *text(c.fields[1]), c.fields[2].toInt());
-        EXPECT_EQ(gbk(ours).toHex(), answers[c.id].bytes.toHex())
+        // The count returned is what Windows copies: where a double-byte
+        // character is cut in two it keeps the lead byte, which Wine leaves
+        // out of the buffer (its count still includes it).
+        const Answer &a = answers[c.id];
+        EXPECT_EQ(gbk(ours).size(), a.result) << "case " << c.id.toStdString();
+        EXPECT_EQ(gbk(ours).left(a.bytes.size()).toHex(), a.bytes.toHex())
             << "case " << c.id.toStdString() << " " << c.file.toStdString() << " ["
             << text(c.fields[0])->toStdString() << "] " << text(c.fields[1])->toStdString() << " size "
             << c.fields[2].toStdString();
@@ -137,10 +142,9 @@ TEST_F(ProfileGolden, IntegersReadAsGetPrivateProfileIntA)
     RecordProperty("cases", checked);
 }
 
-// The one deliberate difference: where the block is too small, the function
-// returns the last name cut short (and says so by returning size - 2); the
-// station takes only whole names, so no task is looked up by half a name.
-TEST_F(ProfileGolden, SectionNamesAsGetPrivateProfileSectionNamesAWholeNamesOnly)
+// Where the block is too small, the last name comes cut short (the function
+// returns size - 2), a double-byte character possibly to its lead byte.
+TEST_F(ProfileGolden, SectionNamesAsGetPrivateProfileSectionNamesA)
 {
     int checked = 0, cut = 0;
     for (const Case &c : std::as_const(cases)) {
@@ -149,9 +153,10 @@ TEST_F(ProfileGolden, SectionNamesAsGetPrivateProfileSectionNamesAWholeNamesOnly
         const int size = c.fields[0].toInt();
         const Answer &a = answers[c.id];
         // After the last NUL comes nothing, or in a block too small the
-        // name that was cut short (possibly to nothing).
+        // name that was cut short.
         QList<QByteArray> names = a.bytes.split('\0');
-        names.removeLast();
+        if (names.last().isEmpty())
+            names.removeLast();
         if (size >= 2 && a.result == size - 2)
             ++cut;
         QStringList expected;

@@ -144,6 +144,34 @@ N("dupsec.ini")
 S("dupsec.ini", "a", "k")
 S("dupsec.ini", "a", "j")
 
+# Keys before the first header, empty key names, and values cut inside a
+# double-byte character.
+corpus["top.ini"] = lines("k=top", "=emptytop", "  =  blanktop", "[]", "k=brackets", "=emptybr", "[s]", "k=s",
+                          "j=", "", "[S2]", "=only", "[S3]", "x=1", "=later")
+for sec in ("", " ", "s", "S2", "S3", "missing"):
+    for key in ("k", "", " ", "x"):
+        S("top.ini", sec, key)
+I("top.ini", "", "k", 5)
+I("top.ini", "S2", "", 3)
+I("top.ini", "", "", 7)
+N("top.ini")
+corpus["topbom.ini"] = b"\xef\xbb\xbfk=bom\r\n[s]\r\nk=1\r\n"
+corpus["topblank.ini"] = lines("", ";c", "k=afterblank", "服=字", "[s]", "j=1")
+for f in ("topbom.ini", "topblank.ini"):
+    S(f, "", "k")
+    S(f, "", "")
+    S(f, "s", "j")
+    N(f)
+S("topblank.ini", "", ";c")
+S("topblank.ini", "", "服")
+corpus["gbkcut.ini"] = lines("[c]", "a=a服b", "q=\"服务\"", "s='x服'", "t=服 务", "u=" + "ab服" * 40, "[服务]", "k=v")
+for key in "aqstu":
+    S("gbkcut.ini", "c", key, *range(1, 8))
+S("gbkcut.ini", "c", "u", 98, 99, 100, 101, 102)
+S("gbkcut.ini", "服务", "k")
+N("gbkcut.ini", 1, 2, 3, 4, 5, 6, 7, 8)
+N("manygbk.ini", 2014, 2013, 2012, 100, 101, 102, 103)
+
 # Writes: the file afterwards must read the same through either reader.
 corpus["write.ini"] = lines("; kept", "[FileInfo1]", "Name=服务厅", "Time = 9:00:00", "[other]", "k=1", "",
                             "[FileInfo1]", "Extra=dup")
