@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 #include "app/verbs.h"
 #include "broadcast/readingsynth.h"
+#include "backup/filebackup.h"
 #include "core/datadir.h"
 #include "core/clock.h"
 #include "platform/clocksetter.h"
@@ -117,15 +118,6 @@ void becomeHeadless(char **argv)
 }
 #endif
 
-// The names under which a station runs: the program and its headless build.
-int runningStations(const QString &exeName)
-{
-    static constexpr QStringView kHeadless = u"-headless";
-    const QString program = exeName.endsWith(kHeadless) ? exeName.chopped(kHeadless.size()) : exeName;
-    return tav::SingleInstance::countProcesses(program)
-           + tav::SingleInstance::countProcesses(program + kHeadless);
-}
-
 int printHelp(const tav::CommandLine &command, int &, char **)
 {
     QTextStream(stdout) << command.helpText(tav::languageOf(QProcessEnvironment::systemEnvironment()));
@@ -189,16 +181,30 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     if (!prompt)
         prompt = std::make_unique<tav::HeadlessPrompt>();
 
-    // One station per data folder: when another copy of the program runs and
-    // it serves this folder, a second start brings that one to the front.
+    // One station per data folder: the copy that takes the folder's lock
+    // runs; a later start brings that one to the front (it may still be
+    // starting: it is asked for a few seconds) and ends.
     const QString instanceName = tav::SingleInstance::serverNameFor(dir);
-    const QString exeName = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
-    if (runningStations(exeName) > 1 && tav::SingleInstance::activateRunning(instanceName)) {
+    tav::SingleInstance instance;
+    if (!instance.lock(dir)) {
+        if (!instance.heldElsewhere()) {
+            fail(instance.errorString());
+            return 1;
+        }
+        for (int i = 0; i < 50 && !tav::SingleInstance::activateRunning(instanceName, 200); ++i)
+            ::usleep(100 * 1000);
         prompt->inform(u"Tavrel多媒体定时播放系统"_s, u"程序已经运行！"_s);
         return 0;
     }
-    tav::SingleInstance instance;
-    instance.listen(instanceName);
+    if (!instance.listen(instanceName)) {
+        fail(instance.errorString());
+        if (instance.answeredByAnother())
+            return 1; // a copy without the lock (an older program) serves the folder
+    }
+    // A restore that a crash or a full disk cut short is finished or undone
+    // before anything reads the folder.
+    for (const QString &line : tav::FileBackup::recover(dir))
+        std::fprintf(stderr, "tavplayer: %s\n", line.toUtf8().constData());
 
     // With a window the video is drawn by the player window; the options
     // given on the command line still come last and win.

@@ -118,8 +118,9 @@ int syncTimeVerb(const CommandLine &command, int &argc, char **argv)
     QEventLoop loop;
     QObject::connect(&sync, &DaytimeSync::finished, &loop,
                      [&](bool good, bool set, const DaytimeAnswer &answer) {
-                         ok = good;
-                         if (good && !command.isSet(u"dry-run"_s)) {
+                         // A clock the system refused to set is a failure: nothing is recorded.
+                         ok = good && (set || command.isSet(u"dry-run"_s));
+                         if (good && set) {
                              TimeHealth health{DataDir(dir)};
                              health.load();
                              if (QString error; !health.record(answer, set, clock.now(), &error))
@@ -162,8 +163,11 @@ int backupVerb(const CommandLine &command, int &argc, char **argv)
     endProgressLine();
     for (const QString &failure : r.failed)
         complain(u"未能复制 "_s + failure);
-    say(u"已备份 %1 个文件到 %2%3"_s.arg(r.copied).arg(target,
-        r.failed.isEmpty() ? QString() : u"，%1 个失败"_s.arg(r.failed.size())));
+    for (const QString &skipped : r.skipped)
+        complain(u"跳过 "_s + skipped);
+    say(u"已备份 %1 个文件到 %2%3%4"_s.arg(r.copied).arg(target,
+        r.failed.isEmpty() ? QString() : u"，%1 个失败"_s.arg(r.failed.size()),
+        r.skipped.isEmpty() ? QString() : u"，%1 个符号链接跳过"_s.arg(r.skipped.size())));
     return r.failed.isEmpty() ? 0 : 1;
 }
 
@@ -173,10 +177,14 @@ int restoreVerb(const CommandLine &command, int &argc, char **argv)
     const QString dir = dataFolder(command);
     if (dir.isEmpty())
         return 1;
-    if (SingleInstance::isRunning(SingleInstance::serverNameFor(dir))) {
-        complain(u"电台正在使用数据文件夹 %1，请先退出再还原"_s.arg(dir));
+    // The station's lock is held for the whole restore: no station starts meanwhile.
+    SingleInstance lock;
+    if (!lock.lock(dir)) {
+        complain(lock.heldElsewhere() ? u"电台正在使用数据文件夹 %1，请先退出再还原"_s.arg(dir) : lock.errorString());
         return 1;
     }
+    for (const QString &line : FileBackup::recover(dir))
+        say(line);
     const QString source = QDir(command.value(u"restore"_s)).absolutePath();
     if (const QString refused = FileBackup::check(source, dir); !refused.isEmpty()) {
         complain(refused);
@@ -185,16 +193,16 @@ int restoreVerb(const CommandLine &command, int &argc, char **argv)
     SystemClock clock;
     const FileBackup::RestoreResult r = FileBackup::restore(source, dir, clock.now(), terminalProgress());
     endProgressLine();
-    if (!r.notMoved.isEmpty()) {
-        complain(u"无法把原有文件移到 %1，未还原：%2"_s.arg(r.setAside, r.notMoved.join(u"、"_s)));
+    for (const QString &skipped : r.copy.skipped)
+        complain(u"跳过 "_s + skipped);
+    if (!r.error.isEmpty()) {
+        complain(r.error);
         return 1;
     }
-    for (const QString &failure : r.copy.failed)
-        complain(u"未能复制 "_s + failure);
     say(u"已从 %1 还原 %2 个文件"_s.arg(source).arg(r.copy.copied));
     if (!r.setAside.isEmpty())
         say(u"原有文件已移到 %1；如需撤销：tavplayer --restore \"%1\""_s.arg(r.setAside));
-    return r.copy.failed.isEmpty() ? 0 : 1;
+    return 0;
 }
 
 int sayVerb(const CommandLine &command, int &argc, char **argv)

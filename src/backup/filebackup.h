@@ -12,15 +12,27 @@ namespace tav {
 // a folder and back. Rules:
 // - the folders are checked before anything is searched (messages in order);
 //   the root folder of any file system is refused as a root folder;
-// - the search is recursive, skips hidden folders and the set-aside folders
-//   below, and compares names without regard to case;
+// - the search is recursive, skips hidden folders, the set-aside folders
+//   below and the other folder of the pair when it lies inside (a backup
+//   target inside the data folder is never backed up into itself), and
+//   compares names without regard to case;
+// - symbolic links, to files or to folders, are never followed: they are
+//   skipped and listed; names are copied byte for byte, whatever their
+//   encoding;
 // - files are matched by their path relative to the chosen folder; every
 //   source file is copied, its folders made as needed; a file that cannot be
-//   read or written is reported and the rest go on; the source is only read;
+//   read or written is reported with the system's reason and the rest go on;
+//   the source is only read; nothing is written through a link;
 // - a copy replaces its target in one rename, so a target is never half written;
-// - a restore first moves the data folder's own "*.ini" and "*.txt" files
-//   into a set-aside folder "还原前的文件_<date>_<time>" inside it, so that a
-//   restore from an empty or wrong folder is undone by restoring from there.
+// - a restore is all or nothing and survives a crash: the backup is first
+//   copied into a hidden staging folder of the data folder (a failure there,
+//   a full disk say, leaves the data folder as it was); then, recorded in a
+//   journal, each file the restore replaces or removes (the top level's own
+//   "*.ini" and "*.txt" and every file in a subfolder that the backup
+//   brings anew) is set aside into "还原前的文件_<date>_<time>" and the new
+//   one renamed into its place, so the data folder holds every file's old
+//   or new version at any moment. recover() finishes such a restore after a
+//   crash, or undoes it when it cannot be finished.
 // The work is plain and synchronous: run it off the clockwork's thread.
 class FileBackup
 {
@@ -62,11 +74,9 @@ public:
     struct CopyResult
     {
         int copied = 0;
-        QStringList failed; // "path: reason"
+        QStringList failed;  // "path：reason"
+        QStringList skipped; // links not followed: "path：reason"
     };
-    // Copies the relative paths from one folder to the other.
-    static CopyResult copyFiles(const QStringList &relativePaths, const QString &from, const QString &to,
-                                const Progress &progress = {});
 
     // The whole backup: every data file of `dataDir` into `destination`.
     static CopyResult backup(const QString &dataDir, const QString &destination, const Progress &progress = {});
@@ -74,11 +84,20 @@ public:
     struct RestoreResult
     {
         CopyResult copy;
-        QString setAside;     // the folder the replaced files went to (empty when there were none)
-        QStringList notMoved; // replaced files that could not be set aside: the restore stopped
+        QString setAside; // the folder the replaced files went to (empty when there were none)
+        QString error;    // why nothing was restored (the data folder is as it was), empty on success
     };
     static RestoreResult restore(const QString &backupDir, const QString &dataDir, const QDateTime &now,
                                  const Progress &progress = {});
+
+    // Finishes a restore that a crash or a full disk cut short, or undoes
+    // it; what was done, one line each (nothing when there was none).
+    static QStringList recover(const QString &dataDir);
+    static const QString kJournalName; // ".tavplayer-restore.journal"
+    static const QString kStagingName; // ".tavplayer-restore"
+
+    // Test seam: called after each file a restore commits (a crash may come there).
+    static void setCommitHook(std::function<void(int done)> hook);
 };
 
 } // namespace tav

@@ -220,12 +220,18 @@ void frmFileBak::backup()
     };
     runOffThread([=] { *result = FileBackup::backup(source, destination, report); },
                  [this, result] {
-                     if (result->failed.isEmpty()) {
+                     QString text;
+                     if (!result->failed.isEmpty())
+                         text += u"以下文件未能复制：\n"_s + result->failed.join(u'\n');
+                     if (!result->skipped.isEmpty())
+                         text += (text.isEmpty() ? QString() : u"\n"_s) + u"以下符号链接未跟随，未备份：\n"_s
+                                 + result->skipped.join(u'\n');
+                     if (result->failed.isEmpty())
                          m_status->setText(u"已完成操作！"_s);
-                     } else {
+                     else
                          m_status->setText(u"已完成操作，%1 个文件未能复制"_s.arg(result->failed.size()));
-                         m_prompt.inform(u"提示"_s, u"以下文件未能复制：\n"_s + result->failed.join(u'\n'));
-                     }
+                     if (!text.isEmpty())
+                         m_prompt.inform(u"提示"_s, text);
                  });
 }
 
@@ -248,15 +254,15 @@ void frmFileBak::restore()
     const QDateTime now = m_clock.now();
     runOffThread([=] { *result = FileBackup::restore(backupDir, dataDir, now, report); },
                  [this, result] {
-                     if (!result->notMoved.isEmpty()) {
-                         m_prompt.inform(u"提示"_s, u"无法移开原有文件，未还原：\n"_s + result->notMoved.join(u'\n'));
+                     if (!result->error.isEmpty()) {
+                         m_prompt.inform(u"提示"_s, result->error);
                          return;
                      }
                      QString text = u"已完成操作，退出软件！"_s;
                      if (!result->setAside.isEmpty())
                          text += u"\n原有文件已移到：\n"_s + result->setAside + u"\n如需撤销，可从该文件夹还原。"_s;
-                     if (!result->copy.failed.isEmpty())
-                         text += u"\n以下文件未能复制：\n"_s + result->copy.failed.join(u'\n');
+                     if (!result->copy.skipped.isEmpty())
+                         text += u"\n以下符号链接未跟随，未还原：\n"_s + result->copy.skipped.join(u'\n');
                      m_prompt.inform(u"提示"_s, text);
                      m_exit();
                  });

@@ -1,4 +1,5 @@
 #include "broadcast/broadcastdraft.h"
+#include "core/datadir.h"
 
 #include "core/tasknames.h"
 #include "core/zhtext.h"
@@ -99,8 +100,8 @@ QString BroadcastDraft::check(const DataDir &dir, const QString &ownName)
     if (!week.contains(true))
         return u"不允许星期为空"_s;
     const QString n = name.trimmed();
-    if (n.contains(u'/') || n.contains(u'\\') || n.startsWith(u'.'))
-        return u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s;
+    if (!n.isEmpty() && !DataDir::isSafeName(n))
+        return DataDir::nameProblem(n, u"任务名称"_s);
     if (TaskNames::isTaken(dir, n, {}, ownName))
         return u"该名称已存在，请查看音乐列表和语音列表的内容！"_s;
     return {};

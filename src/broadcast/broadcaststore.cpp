@@ -143,7 +143,7 @@ QString BroadcastStore::content(const QString &name, QString *note, bool *unread
     QByteArray bytes;
     if (!DataDir::isSafeName(name)) {
         if (note)
-            *note = u"任务名称“%1”含有路径字符，不读取其内容文件"_s.arg(name.trimmed());
+            *note = DataDir::nameProblem(name, u"任务名称"_s) + u"，不读取其内容文件"_s;
         return {};
     }
     if (!readWholeFile(m_dir.taskListFile(name), &bytes))
@@ -190,10 +190,8 @@ bool BroadcastStore::writeText(const QString &name, const QString &text, QString
 
 bool BroadcastStore::checkName(const QString &name, const QString &own, QString *error) const
 {
-    if (name.trimmed().isEmpty())
-        return fail(error, u"任务名称不能为空"_s);
-    if (!DataDir::isSafeName(name))
-        return fail(error, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s);
+    if (const QString problem = DataDir::nameProblem(name, u"任务名称"_s); !problem.isEmpty())
+        return fail(error, problem);
     if (TaskNames::isTaken(m_dir, name, {}, own))
         return fail(error, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s);
     return true;

@@ -102,8 +102,8 @@ bool ScriptStore::add(const QString &title, const QString &text, QString *error)
 {
     if (title.trimmed().isEmpty() || text.isEmpty())
         return fail(error, u"不允许标题内容为空"_s);
-    if (!DataDir::isSafeName(title))
-        return fail(error, u"标题不能包含“/”“\\”，也不能以“.”开头"_s);
+    if (const QString problem = DataDir::nameProblem(title, u"标题"_s); !problem.isEmpty())
+        return fail(error, problem);
     if (isTaken(title))
         return fail(error, u"该名称已存在，请重新输入"_s);
     QString why;
@@ -121,8 +121,8 @@ bool ScriptStore::edit(int section, const QString &oldTitle, const QString &titl
 {
     if (title.trimmed().isEmpty() || text.isEmpty())
         return fail(error, u"不允许标题内容为空"_s);
-    if (!DataDir::isSafeName(title))
-        return fail(error, u"标题不能包含“/”“\\”，也不能以“.”开头"_s);
+    if (const QString problem = DataDir::nameProblem(title, u"标题"_s); !problem.isEmpty())
+        return fail(error, problem);
     if (title.trimmed() != oldTitle.trimmed() && isTaken(title))
         return fail(error, u"该名称已存在，请重新输入"_s);
     QString why;

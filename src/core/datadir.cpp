@@ -43,6 +43,19 @@ QString DataDir::resolve(const QString &explicitDir, const QString &exeDir, cons
     return dir;
 }
 
+bool DataDir::isReservedName(const QString &name)
+{
+    static const QStringList own = {u"【SONG】"_s,  u"【CONTROL】"_s,      u"【TIMERSET】"_s, u"【DATE】"_s,
+                                    u"【IMAGE】"_s, u"【TTS】"_s,          u"【PRESENTATION】"_s,
+                                    u"【SCROLL】"_s, u"【PLAYLOG】"_s,     u"【FILEBAK】"_s};
+    QString n = name.trimmed();
+    // "【SONG】.ini" typed whole is the same file under another suffix.
+    for (const QString &suffix : {u".ini"_s, u".txt"_s})
+        if (n.endsWith(suffix, Qt::CaseInsensitive))
+            n.chop(suffix.size());
+    return own.contains(n.trimmed(), Qt::CaseInsensitive);
+}
+
 bool DataDir::isSafeName(const QString &name)
 {
     const QString n = name.trimmed();
@@ -51,7 +64,18 @@ bool DataDir::isSafeName(const QString &name)
     for (const QChar c : n)
         if (c == u'/' || c == u'\\'|| c.isNull())
             return false;
-    return true;
+    return !isReservedName(n);
+}
+
+QString DataDir::nameProblem(const QString &name, const QString &what)
+{
+    if (name.trimmed().isEmpty())
+        return u"%1不能为空"_s.arg(what);
+    if (isReservedName(name))
+        return u"“%1”是程序自用的文件名，%2请换一个"_s.arg(name.trimmed(), what);
+    if (!isSafeName(name))
+        return u"%1不能包含“/”“\\”，也不能以“.”开头"_s.arg(what);
+    return {};
 }
 
 QString DataDir::nameFile(const QString &name, const QString &suffix) const

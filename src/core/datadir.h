@@ -27,7 +27,14 @@ public:
     // Whether a name read from a file or typed by the operator makes a file
     // name inside the folder: not empty, no separator of either system, no
     // NUL, and not starting with a dot (so neither ".." nor a hidden file).
+    // Also refused: a name of the program's own files ("【SONG】", "【PLAYLOG】"
+    // …, in any case), so that no task, broadcast or script ever reads,
+    // writes, renames or deletes one of them through its name.
     static bool isSafeName(const QString &name);
+    static bool isReservedName(const QString &name);
+    // Why a name typed by the operator cannot make a file (empty when it can):
+    // `what` names the field ("任务名称", "标题").
+    static QString nameProblem(const QString &name, const QString &what);
     // The one way a path is made from a name: the folder + the trimmed name +
     // `suffix`, or an empty text for a name that is not safe (which every
     // reader, writer and remover treats as no file). A refused name that is

@@ -99,6 +99,11 @@ bool checkTaskName(const QString &name, Prompt &prompt)
             return false;
         }
     }
+    // A name of the program's own files would make the task's list one of them.
+    if (DataDir::isReservedName(name)) {
+        prompt.inform(kTitle, DataDir::nameProblem(name, u"任务名称"_s));
+        return false;
+    }
     // The name must stay below 100 bytes in the file's code page, the size
     // of the buffer the task list reads names with.
     if (gbkLength(name) >= 100) {

@@ -8,7 +8,11 @@
 #include <QLocalSocket>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -17,45 +21,46 @@ namespace tav {
 
 namespace {
 
-// The kernel keeps at most 15 bytes of a process name in "comm".
-constexpr qsizetype kCommLength = 15;
 // A request is one short line; anything longer is not ours.
 constexpr qint64 kMaxRequest = 256;
 const QByteArray kShow = QByteArrayLiteral("show");
 
-QByteArray readLink(const QString &path)
+} // namespace
+
+const QString SingleInstance::kLockName = u".tavplayer.lock"_s;
+
+namespace {
+
+QString canonicalFolder(const QString &dataDir)
 {
-    char buffer[PATH_MAX];
-    const ssize_t n = ::readlink(QFile::encodeName(path).constData(), buffer, sizeof buffer);
-    if (n <= 0)
-        return {};
-    return QByteArray(buffer, n);
+    QFileInfo info(dataDir);
+    const QString path = info.canonicalFilePath();
+    return path.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : path;
 }
 
-// The executable's file name of one /proc entry; empty when unknown.
-QByteArray processName(const QString &procDir, bool *truncated)
+// Opens the lock file without following a link put in its place.
+int openLockFile(const QString &path)
 {
-    QByteArray exe = readLink(procDir + u"/exe"_s);
-    static const QByteArray deleted = QByteArrayLiteral(" (deleted)");
-    if (exe.endsWith(deleted))
-        exe.chop(deleted.size());
-    *truncated = false;
-    if (!exe.isEmpty())
-        return exe.mid(exe.lastIndexOf('/') + 1);
-
-    QFile comm(procDir + u"/comm"_s);
-    if (!comm.open(QIODevice::ReadOnly))
-        return {};
-    QByteArray name = comm.readAll();
-    if (name.endsWith('\n'))
-        name.chop(1);
-    *truncated = true;
-    return name;
+    return ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
 }
 
-bool isNumber(const QString &text)
+// The folder's own lock file, or the stand-in keyed by its path.
+int openLockFor(const QString &dataDir, QString *error)
 {
-    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
+    const QString folder = canonicalFolder(dataDir);
+    int fd = openLockFile(folder + u'/' + SingleInstance::kLockName);
+    if (fd >= 0)
+        return fd;
+    const int own = errno;
+    if (own == EACCES || own == EROFS || own == EPERM) {
+        const QByteArray hash = QCryptographicHash::hash(folder.toUtf8(), QCryptographicHash::Sha1).toHex();
+        fd = openLockFile(QDir::tempPath() + u"/tavplayer-%1-%2.lock"_s.arg(::getuid()).arg(QString::fromLatin1(hash.left(16))));
+        if (fd >= 0)
+            return fd;
+    }
+    *error = u"无法建立数据文件夹的锁文件 %1：%2"_s.arg(folder + u'/' + SingleInstance::kLockName,
+                                                         QString::fromLocal8Bit(std::strerror(own)));
+    return -1;
 }
 
 } // namespace
@@ -66,26 +71,40 @@ SingleInstance::~SingleInstance()
 {
     if (m_server)
         m_server->close(); // removes the socket file
+    if (m_lockFd >= 0)
+        ::close(m_lockFd); // the kernel lets the lock go
 }
 
-int SingleInstance::countProcesses(const QString &exeName, const QString &procRoot)
+bool SingleInstance::lock(const QString &dataDir)
 {
-    const QByteArray wanted = QFile::encodeName(exeName);
-    if (wanted.isEmpty())
-        return 0;
-    int count = 0;
-    const QStringList entries = QDir(procRoot).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &pid : entries) {
-        if (!isNumber(pid))
-            continue;
-        bool truncated = false;
-        const QByteArray name = processName(procRoot + u'/' + pid, &truncated);
-        if (name.isEmpty())
-            continue;
-        if (truncated ? name == wanted.left(kCommLength) : name == wanted)
-            ++count;
+    m_error.clear();
+    m_heldElsewhere = false;
+    if (m_lockFd >= 0)
+        return true;
+    const int fd = openLockFor(dataDir, &m_error);
+    if (fd < 0)
+        return false;
+    int rc;
+    do
+        rc = ::flock(fd, LOCK_EX | LOCK_NB);
+    while (rc != 0 && errno == EINTR);
+    if (rc != 0) {
+        const int why = errno;
+        ::close(fd);
+        m_heldElsewhere = why == EWOULDBLOCK;
+        m_error = m_heldElsewhere ? u"另一份程序正在使用这个数据文件夹（%1）"_s.arg(canonicalFolder(dataDir))
+                                  : u"无法锁定数据文件夹 %1：%2"_s.arg(canonicalFolder(dataDir),
+                                                                     QString::fromLocal8Bit(std::strerror(why)));
+        return false;
     }
-    return count;
+    m_lockFd = fd;
+    return true;
+}
+
+bool SingleInstance::isLocked(const QString &dataDir)
+{
+    SingleInstance probe;
+    return !probe.lock(dataDir) && probe.heldElsewhere();
 }
 
 QString SingleInstance::serverNameFor(const QString &dataDir)
@@ -101,6 +120,7 @@ QString SingleInstance::serverNameFor(const QString &dataDir)
 bool SingleInstance::listen(const QString &serverName)
 {
     m_error.clear();
+    m_answered = false;
     if (m_server) {
         m_server->close();
         delete m_server;
@@ -117,6 +137,7 @@ bool SingleInstance::listen(const QString &serverName)
         probe.connectToServer(serverName);
         if (probe.waitForConnected(500)) {
             probe.disconnectFromServer();
+            m_answered = true;
             m_error = u"另一份程序正在使用这个数据文件夹（%1）"_s.arg(serverName);
             return false;
         }

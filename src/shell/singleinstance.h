@@ -10,11 +10,15 @@ class QLocalSocket;
 
 namespace tav {
 
-// One station per data folder. Two guards:
-// - countProcesses() counts the running copies of the program by name;
-// - the first copy listens on a local socket named after the user and the
-//   data folder; a later copy sends it "show" so the running window comes to
-//   the front, then ends.
+// One station per data folder:
+// - lock() takes a lock that the kernel holds for the process (flock) on the
+//   file ".tavplayer.lock" in the data folder, reached through the folder's
+//   canonical path: exactly one copy wins however the folder is spelt and
+//   whatever the executable is called, and the lock ends with the process,
+//   a crash included;
+// - the copy holding it listens on a local socket named after the user and
+//   the data folder; a later copy sends it "show" so the running window
+//   comes to the front, then ends.
 class SingleInstance : public QObject
 {
     Q_OBJECT
@@ -22,20 +26,27 @@ public:
     explicit SingleInstance(QObject *parent = nullptr);
     ~SingleInstance() override;
 
-    // Processes under procRoot whose executable name equals exeName: the
-    // file name of the "exe" link's target, or, when the link cannot be read
-    // (another user's process), the "comm" file, which the kernel cuts to
-    // 15 bytes.
-    static int countProcesses(const QString &exeName, const QString &procRoot = QStringLiteral("/proc"));
+    static const QString kLockName; // ".tavplayer.lock"
+
+    // Takes the data folder's lock; false when another process holds it
+    // (heldElsewhere()) or it cannot be made (errorString()). When the
+    // folder cannot take the file (read-only), a lock file keyed by the
+    // folder's canonical path in the temporary folder stands in.
+    bool lock(const QString &dataDir);
+    bool hasLock() const { return m_lockFd >= 0; }
+    bool heldElsewhere() const { return m_heldElsewhere; }
+    // Another process holds the lock of `dataDir` (it is not taken).
+    static bool isLocked(const QString &dataDir);
 
     // "tavplayer-<uid>-<hash of the data folder's absolute path>".
     static QString serverNameFor(const QString &dataDir);
 
     // Starts listening. A socket left behind by a copy that died is removed
     // and the name taken over; a name another live copy listens on is not
-    // (false, errorString() says why).
+    // (false, answeredByAnother(), errorString() says why).
     bool listen(const QString &serverName);
     bool isListening() const;
+    bool answeredByAnother() const { return m_answered; }
     QString errorString() const { return m_error; }
 
     // Asks the copy listening on serverName to come to the front; false when
@@ -58,6 +69,9 @@ private:
     QLocalServer *m_server = nullptr;
     QString m_error;
     std::function<void(QLocalSocket *)> m_commands;
+    int m_lockFd = -1;
+    bool m_heldElsewhere = false;
+    bool m_answered = false;
 };
 
 } // namespace tav

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -24,14 +26,15 @@ struct Result
 
 // Runs the program while this thread's event loop keeps serving; `input`
 // is its standard input.
-Result run(const QStringList &args, const QByteArray &input = {})
+Result run(const QStringList &args, const QByteArray &input = {},
+           const QString &program = QString::fromUtf8(TAVPLAYER_BIN))
 {
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(u"LANG"_s, u"zh_CN.UTF-8"_s);
     env.remove(u"DISPLAY"_s);
     p.setProcessEnvironment(env);
-    p.start(QString::fromUtf8(TAVPLAYER_BIN), args);
+    p.start(program, args);
     p.write(input);
     p.closeWriteChannel();
     if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
@@ -91,6 +94,17 @@ TEST(Verbs, SyncTimeListsEachAnswerAndSucceedsOnlyOnAHealthyOne)
     EXPECT_TRUE(none.out.contains(u"网络校时不成功"_s)) << none.out.toStdString();
 
     EXPECT_EQ(run({u"--dry-run"_s}).exitCode, 2); // only with --sync-time
+
+    // Without the right to set the clock: said, a failure, and no check recorded.
+    QFile::setPermissions(data.path(), QFileDevice::Permissions(0x7777));
+    QStringList asUser{u"--sync-time"_s, u"--daytime-server"_s, healthy.address(), u"--data-dir"_s, data.path()};
+    if (::geteuid() == 0)
+        asUser = QStringList{u"--reuid=65534"_s, u"--regid=65534"_s, u"--clear-groups"_s, u"--"_s,
+                             QString::fromUtf8(TAVPLAYER_BIN)} + asUser;
+    const Result refused = ::geteuid() == 0 ? run(asUser, {}, u"setpriv"_s) : run(asUser);
+    EXPECT_EQ(refused.exitCode, 1) << refused.out.toStdString() << refused.err.toStdString();
+    EXPECT_TRUE(refused.out.contains(u"无法设置系统时间："_s)) << refused.out.toStdString();
+    EXPECT_FALSE(QFile::exists(data.file(u"【CONTROL】.ini"_s)));
 }
 
 TEST(Verbs, BackupToANewFolderAndARestoreThatCanBeUndone)

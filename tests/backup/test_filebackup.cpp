@@ -8,10 +8,13 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -141,35 +144,219 @@ TEST(FileBackupTest, FilesThatDoNotFitAreReportedAndOldTargetsKept)
     EXPECT_TRUE(QDir(target.path()).entryList({u"*.tmp-*"_s}, QDir::Files | QDir::Hidden).isEmpty());
 }
 
-// Restore sets the station's own files aside first: a restore from an empty
-// folder is undone by restoring from the set-aside folder.
-TEST(FileBackupTest, RestoreFromAnEmptyFolderIsUndone)
+// What the station's folder may hold that a backup must not follow, lose or
+// swallow: each case one probe.
+TEST(FileBackupTest, LinksOddNamesAndATargetInsideTheFolder)
 {
     Station station;
-    QTemporaryDir empty;
-    const QByteArray song = bytesOf(station.file(u"【SONG】.ini"_s));
-    const FileBackup::RestoreResult r = FileBackup::restore(empty.path(), station.path(), at("2026-11-24 23:15:00"));
-    EXPECT_TRUE(r.notMoved.isEmpty());
-    EXPECT_EQ(r.copy.copied, 0);
-    EXPECT_EQ(QFileInfo(r.setAside).fileName(), u"还原前的文件_20261124_231500");
-    EXPECT_FALSE(QFile::exists(station.file(u"【SONG】.ini"_s)));
-    EXPECT_EQ(bytesOf(r.setAside + u"/【SONG】.ini"_s), song);
-    // The set-aside folder is not data of the station: a backup skips it.
-    EXPECT_FALSE(FileBackup::search(station.path()).join(u'|').contains(u"还原前的文件_"_s));
+    QTemporaryDir outside;
+    put(outside.filePath(u"secret.ini"_s), "outside the data folder");
+    put(outside.filePath(u"sub/more.ini"_s), "outside too");
+    ASSERT_TRUE(QFile::link(outside.filePath(u"secret.ini"_s), station.file(u"link.ini"_s)));
+    ASSERT_TRUE(QFile::link(outside.filePath(u"sub"_s), station.file(u"linked"_s)));
+    // A name that is not valid UTF-8 (a GBK name from a Windows disk).
+    const QByteArray odd = QFile::encodeName(station.path()) + "/\xd4\xe7\xb2\xd9.ini";
+    {
+        FILE *raw = std::fopen(odd.constData(), "wb");
+        ASSERT_NE(raw, nullptr);
+        std::fputs("gbk name", raw);
+        std::fclose(raw);
+    }
+    QTemporaryDir target;
+    const FileBackup::CopyResult r = FileBackup::backup(station.path(), target.path());
+    EXPECT_EQ(r.copied, 6) << r.failed.join(u'|').toStdString();
+    EXPECT_TRUE(r.failed.isEmpty()) << r.failed.join(u'|').toStdString();
+    EXPECT_EQ(r.skipped.size(), 2) << r.skipped.join(u'|').toStdString();
+    EXPECT_TRUE(r.skipped.join(u'|').contains(u"link.ini"_s));
+    EXPECT_FALSE(QFileInfo::exists(target.filePath(u"link.ini"_s)));
+    EXPECT_FALSE(QFileInfo::exists(target.filePath(u"linked"_s)));
+    const QByteArray copiedOdd = QFile::encodeName(target.path()) + "/\xd4\xe7\xb2\xd9.ini";
+    struct stat st {};
+    EXPECT_EQ(::stat(copiedOdd.constData(), &st), 0); // the same bytes, not a look-alike
+    EXPECT_EQ(st.st_size, 8);
 
-    const FileBackup::RestoreResult undo = FileBackup::restore(r.setAside, station.path(), at("2026-11-24 23:16:00"));
-    EXPECT_EQ(undo.copy.copied, 4);
-    EXPECT_EQ(bytesOf(station.file(u"【SONG】.ini"_s)), song);
-    EXPECT_EQ(bytesOf(station.file(u"字幕/欢迎.txt"_s)), "欢迎光临"); // subfolders were never set aside
+    // A nightly target inside the data folder, six nights running.
+    const QString nightly = station.file(u"备份"_s);
+    QDir().mkpath(nightly);
+    int copied = 0;
+    for (int night = 0; night < 6; ++night)
+        copied = FileBackup::backup(station.path(), nightly).copied;
+    EXPECT_EQ(copied, 6);
+    EXPECT_EQ(FileBackup::search(nightly).size(), 6);
+    for (const QByteArray &path : {odd, copiedOdd, QByteArray(QFile::encodeName(nightly) + "/\xd4\xe7\xb2\xd9.ini")})
+        ::unlink(path.constData()); // a name Qt cannot spell: removed here
 }
 
-TEST(FileBackupTest, RestoreBringsBackupFilesWithTheirFolders)
+namespace {
+
+// A station and a backup of it, the backup newer in every file.
+struct RestoreCase
 {
-    Station station, backup;
-    put(backup.file(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=备份的任务\r\n");
-    put(backup.file(u"新/新的.ini"_s), "new");
-    const FileBackup::RestoreResult r = FileBackup::restore(backup.path(), station.path(), at("2026-11-24 23:15:00"));
-    EXPECT_EQ(bytesOf(station.file(u"【SONG】.ini"_s)), "[FileInfo1]\r\nName=备份的任务\r\n");
-    EXPECT_EQ(bytesOf(station.file(u"新/新的.ini"_s)), "new");
-    EXPECT_TRUE(r.copy.failed.isEmpty());
+    Station station;
+    QTemporaryDir backup;
+    RestoreCase(int extraFiles = 0)
+    {
+        put(backup.filePath(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=备份的任务\r\n");
+        put(backup.filePath(u"字幕/欢迎.txt"_s), "新的欢迎");
+        put(backup.filePath(u"新/新的.ini"_s), "new");
+        for (int i = 0; i < extraFiles; ++i) {
+            put(station.file(u"列表/%1.ini"_s.arg(i)), "old " + QByteArray::number(i));
+            put(backup.filePath(u"列表/%1.ini"_s.arg(i)), "new " + QByteArray::number(i));
+        }
+    }
+    // Every file holds its old or its new version; returns how many are new.
+    int checkEachOldOrNew(int extraFiles) const
+    {
+        int fresh = 0;
+        const auto one = [&](const QString &rel, const QByteArray &old, const QByteArray &now) {
+            const QByteArray got = bytesOf(station.file(rel));
+            EXPECT_TRUE(got == old || got == now) << rel.toStdString() << " holds " << got.toStdString();
+            fresh += got == now;
+        };
+        one(u"【SONG】.ini"_s, "[FileInfo1]\r\nName=早操\r\n", "[FileInfo1]\r\nName=备份的任务\r\n");
+        one(u"字幕/欢迎.txt"_s, "欢迎光临", "新的欢迎");
+        for (int i = 0; i < extraFiles; ++i)
+            one(u"列表/%1.ini"_s.arg(i), "old " + QByteArray::number(i), "new " + QByteArray::number(i));
+        return fresh;
+    }
+};
+
+} // namespace
+
+// Everything a restore replaces, in subfolders too, is set aside; restoring
+// from the set-aside folder undoes it.
+TEST(FileBackupTest, RestoreSetsAsideWhatItReplacesAndCanBeUndone)
+{
+    RestoreCase c;
+    const FileBackup::RestoreResult r = FileBackup::restore(c.backup.path(), c.station.path(), at("2026-11-24 23:15:00"));
+    ASSERT_TRUE(r.error.isEmpty()) << r.error.toStdString();
+    EXPECT_EQ(r.copy.copied, 3);
+    EXPECT_EQ(QFileInfo(r.setAside).fileName(), u"还原前的文件_20261124_231500");
+    EXPECT_EQ(bytesOf(c.station.file(u"字幕/欢迎.txt"_s)), "新的欢迎");
+    EXPECT_EQ(bytesOf(c.station.file(u"新/新的.ini"_s)), "new");
+    EXPECT_FALSE(QFile::exists(c.station.file(u"【CONTROL】.ini"_s))); // the top level is replaced whole
+    EXPECT_EQ(bytesOf(r.setAside + u"/字幕/欢迎.txt"_s), "欢迎光临");
+    EXPECT_EQ(bytesOf(r.setAside + u"/【CONTROL】.ini"_s), "[复选控制]\r\n显示图片=1\r\n");
+    EXPECT_FALSE(QFileInfo::exists(c.station.file(FileBackup::kJournalName)));
+    EXPECT_FALSE(QFileInfo::exists(c.station.file(FileBackup::kStagingName)));
+    // The set-aside folder is not data of the station: a backup skips it.
+    EXPECT_FALSE(FileBackup::search(c.station.path()).join(u'|').contains(u"还原前的文件_"_s));
+
+    const FileBackup::RestoreResult undo = FileBackup::restore(r.setAside, c.station.path(), at("2026-11-24 23:16:00"));
+    ASSERT_TRUE(undo.error.isEmpty()) << undo.error.toStdString();
+    EXPECT_EQ(c.checkEachOldOrNew(0), 0);
+    EXPECT_EQ(bytesOf(c.station.file(u"【CONTROL】.ini"_s)), "[复选控制]\r\n显示图片=1\r\n");
+}
+
+// A subfolder of the data folder that is a link to elsewhere: nothing is
+// written through it and nothing else changes.
+TEST(FileBackupTest, RestoreNeverWritesThroughALink)
+{
+    RestoreCase c;
+    QTemporaryDir outside;
+    ASSERT_TRUE(QDir(c.station.path()).rename(u"字幕"_s, u"字幕-原"_s));
+    ASSERT_TRUE(QFile::link(outside.path(), c.station.file(u"字幕"_s)));
+    const FileBackup::RestoreResult r = FileBackup::restore(c.backup.path(), c.station.path(), at("2026-11-24 23:15:00"));
+    EXPECT_TRUE(r.error.contains(u"字幕/欢迎.txt"_s)) << r.error.toStdString();
+    EXPECT_TRUE(QDir(outside.path()).isEmpty());
+    EXPECT_EQ(bytesOf(c.station.file(u"【SONG】.ini"_s)), "[FileInfo1]\r\nName=早操\r\n");
+    EXPECT_FALSE(QFileInfo::exists(c.station.file(FileBackup::kJournalName)));
+}
+
+// A disk that fills up while the backup is copied in: the restore does not
+// happen, "big.txt" keeps its old bytes and the reason is the system's. A
+// real small file system where one can be mounted, a file-size limit
+// otherwise (and always).
+TEST(FileBackupTest, AFullDiskLeavesTheFolderAsItWasAndSaysWhy)
+{
+    struct Disk
+    {
+        const char *what;
+        bool mount;
+    };
+    for (const Disk disk : {Disk{"size limit", false}, Disk{"tmpfs", true}}) {
+        SCOPED_TRACE(disk.what);
+        QTemporaryDir place, backup;
+        const QString data = place.filePath(u"data"_s);
+        QDir().mkpath(data);
+        if (disk.mount && ::mount("tmpfs", QFile::encodeName(data).constData(), "tmpfs", 0, "size=256k") != 0)
+            continue; // not permitted here
+        put(data + u"/big.txt"_s, QByteArray(100 * 1024, 'o'));
+        put(data + u"/【SONG】.ini"_s, "old");
+        put(backup.filePath(u"big.txt"_s), QByteArray(200 * 1024, 'n'));
+        put(backup.filePath(u"【SONG】.ini"_s), "new");
+        struct rlimit old {};
+        ::getrlimit(RLIMIT_FSIZE, &old);
+        const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+        struct rlimit small = old;
+        if (!disk.mount)
+            small.rlim_cur = 150 * 1024;
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        const FileBackup::RestoreResult r = FileBackup::restore(backup.path(), data, at("2026-11-24 23:15:00"));
+        ::setrlimit(RLIMIT_FSIZE, &old);
+        std::signal(SIGXFSZ, oldSignal);
+        EXPECT_TRUE(r.error.contains(disk.mount ? u"No space left on device"_s : u"File too large"_s))
+            << r.error.toStdString();
+        EXPECT_FALSE(r.error.contains(u"Unknown error"_s));
+        EXPECT_EQ(bytesOf(data + u"/big.txt"_s), QByteArray(100 * 1024, 'o'));
+        EXPECT_EQ(bytesOf(data + u"/【SONG】.ini"_s), "old");
+        EXPECT_EQ(QDir(data).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                  (QStringList{u"big.txt"_s, u"【SONG】.ini"_s}));
+        if (disk.mount)
+            ::umount(QFile::encodeName(data).constData());
+    }
+}
+
+// A restore killed at any moment (here: after each tenth of its files copied
+// in, and after each file put in place) leaves every file old or new, and
+// the next start completes it or undoes it whole.
+TEST(FileBackupTest, ARestoreKilledAtAnyMomentIsCompletedOrUndone)
+{
+    constexpr int kExtra = 30;
+    constexpr int kFiles = kExtra + 3;
+    int completed = 0, undone = 0;
+    for (int trial = 0; trial < 20; ++trial) {
+        SCOPED_TRACE(trial);
+        RestoreCase c(kExtra);
+        const bool inCommit = trial % 2 == 1;
+        const int killAt = 1 + (trial / 2) * kFiles / 10;
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            int copiedIn = 0;
+            FileBackup::setCommitHook([&](int done) {
+                if (inCommit && done == killAt)
+                    ::raise(SIGKILL);
+            });
+            FileBackup::restore(c.backup.path(), c.station.path(), at("2026-11-24 23:15:00"),
+                                [&](const QString &text, int) {
+                                    if (!inCommit && text.startsWith(u"完成"_s) && ++copiedIn == killAt)
+                                        ::raise(SIGKILL);
+                                });
+            ::_exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the restore ended before the kill";
+        c.checkEachOldOrNew(kExtra);
+        EXPECT_TRUE(QFileInfo::exists(c.station.file(FileBackup::kJournalName)));
+
+        const QStringList said = FileBackup::recover(c.station.path());
+        ASSERT_EQ(said.size(), 1);
+        const int fresh = c.checkEachOldOrNew(kExtra);
+        if (said[0].contains(u"已完成"_s)) {
+            ++completed;
+            EXPECT_EQ(fresh, kExtra + 2);
+            EXPECT_EQ(bytesOf(c.station.file(u"新/新的.ini"_s)), "new");
+        } else {
+            ++undone;
+            EXPECT_EQ(fresh, 0) << said[0].toStdString();
+            EXPECT_TRUE(QFile::exists(c.station.file(u"【CONTROL】.ini"_s)));
+        }
+        EXPECT_FALSE(QFileInfo::exists(c.station.file(FileBackup::kJournalName)));
+        EXPECT_FALSE(QFileInfo::exists(c.station.file(FileBackup::kStagingName)));
+        EXPECT_TRUE(FileBackup::recover(c.station.path()).isEmpty());
+    }
+    EXPECT_EQ(completed, 10);
+    EXPECT_EQ(undone, 10);
 }

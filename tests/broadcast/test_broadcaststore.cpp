@@ -1,5 +1,6 @@
 #include "broadcast/broadcastdraft.h"
 #include "broadcast/broadcaststore.h"
+#include "broadcast/scriptstore.h"
 #include "core/datadir.h"
 #include "core/ini.h"
 #include "core/tasknames.h"
@@ -173,7 +174,7 @@ TEST_F(StoreTest, ANameFromTheFileThatLeavesTheFolderIsNeitherReadNorDeleted)
     ASSERT_EQ(hostile.tasks().size(), 2);
     QString note;
     EXPECT_EQ(hostile.content(u"../outside/外部"_s, &note), QString());
-    EXPECT_TRUE(note.contains(u"路径字符"));
+    EXPECT_TRUE(note.contains(u"不能包含"));
     // Renamed to a proper name: the file outside stays where it is.
     BroadcastTask renamed = hostile.tasks()[0];
     renamed.name = u"早安"_s;
@@ -210,4 +211,39 @@ TEST(BroadcastDraftDefaults, StartAtTheNextWholeMinuteAndEndAtTheEndOfTheYear)
         EXPECT_EQ(d.dateEnd, c.last) << c.now;
         EXPECT_EQ(d.week, QList<bool>(7, true)) << c.now;
     }
+}
+
+// Names of the program's own files never reach them through a broadcast or
+// a script: refused when typed, and when found in a file neither read,
+// renamed nor deleted.
+TEST_F(StoreTest, TheProgramsOwnFileNamesAreNoTaskOrScriptNames)
+{
+    d.write(u"【PLAYLOG】.txt"_s, u"[2026-11-24 08:00:00]开播：早操\n"_s);
+    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\n"_s);
+    const QByteArray log = d.bytes(u"【PLAYLOG】.txt"_s), song = d.bytes(u"【SONG】.ini"_s);
+    for (const QString &name : {u"【SONG】"_s, u"【playlog】"_s, u" 【TTS】 "_s, u"【SONG】.ini"_s}) {
+        EXPECT_FALSE(store.add(task(name, u"08:30:00"_s), u"x"_s, &error)) << name.toStdString();
+        EXPECT_EQ(error, u"“%1”是程序自用的文件名，任务名称请换一个"_s.arg(name.trimmed()));
+    }
+    tav::ScriptStore scripts(dir);
+    EXPECT_FALSE(scripts.add(u"【PLAYLOG】"_s, u"文稿"_s, &error));
+    EXPECT_EQ(error, u"“【PLAYLOG】”是程序自用的文件名，标题请换一个");
+
+    // Written by hand into the files.
+    d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=【SONG】\nTTS_TimeStart=08:30:00\n"
+                              u"[TTS2]\nTTS_Name=午间\nTTS_TimeStart=12:00:00\n"_s);
+    d.write(u"【PRESENTATION】.ini"_s, u"[Presentation1]\nPresentationName=【PLAYLOG】\n"
+                                       u"[Presentation2]\nPresentationName=通知\n"_s);
+    ASSERT_TRUE(store.load());
+    EXPECT_EQ(store.content(u"【SONG】"_s), QString());
+    BroadcastTask renamed = store.tasks()[0];
+    renamed.name = u"早安"_s;
+    ASSERT_TRUE(store.modify(1, u"【SONG】"_s, renamed, u"早上好"_s, &error)) << error.toStdString();
+    ASSERT_TRUE(store.remove(1, &error)) << error.toStdString();
+    ASSERT_TRUE(scripts.load(&error));
+    ASSERT_EQ(scripts.scripts().size(), 2);
+    EXPECT_EQ(scripts.text(u"【PLAYLOG】"_s), QString());
+    ASSERT_TRUE(scripts.remove(scripts.scripts()[0].section, &error)) << error.toStdString();
+    EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), log);
+    EXPECT_EQ(d.bytes(u"【SONG】.ini"_s), song);
 }

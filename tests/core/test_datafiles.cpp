@@ -116,7 +116,9 @@ TEST_F(DataFilesTest, NamesNeverMakeAPathOutsideTheFolder)
 {
     const DataDir dir(d.path());
     const QStringList hostile = {u"../outside/外部"_s, u"sub/子"_s, u"/etc/passwd"_s, u"C:\\Windows\\win"_s, u".."_s,
-                                 u"."_s, u".hidden"_s, u"a\\b"_s, u"a"_s + QChar(0) + u"b"_s, u"  ../x  "_s};
+                                 u"."_s, u".hidden"_s, u"a\\b"_s, u"a"_s + QChar(0) + u"b"_s, u"  ../x  "_s,
+                                 // the program's own files
+                                 u"【PLAYLOG】"_s, u" 【song】.INI"_s, u"【TTS】"_s, u"【FILEBAK】"_s};
     for (const QString &name : hostile) {
         EXPECT_FALSE(DataDir::isSafeName(name)) << name.toStdString();
         EXPECT_EQ(dir.taskListFile(name), QString()) << name.toStdString();

@@ -251,19 +251,53 @@ TEST(Headless, UnreadableTaskFileIsSaidAndOldTemporaryFilesGo)
     EXPECT_TRUE(tav::fromGbk(st.data.bytes(u"【PLAYLOG】.txt"_s)).contains(fault));
 }
 
-TEST(Headless, SecondCopyOnTheSameFolderIsRefusedAndTheFirstRunsOn)
+// Starts at the same instant on one folder, under every spelling of its
+// path and a renamed copy of the program: exactly one runs, the others say
+// so and end. Each trial's winner is killed outright: its lock goes with it.
+TEST(Headless, ExactlyOneOfManySimultaneousStartsRunsAndAKilledOneLeavesNoLock)
 {
-    Station first;
-    first.start();
-    QThread::msleep(700); // let it take its place
-    QProcess second;
-    second.start(QString::fromUtf8(TAVPLAYER_BIN),
-                 {u"--headless"_s, u"--data-dir"_s, first.data.path(), u"--player-option"_s, u"ao=null"_s});
-    ASSERT_TRUE(second.waitForFinished(10000));
-    EXPECT_EQ(second.exitCode(), 0);
-    EXPECT_TRUE(second.readAllStandardError().contains(u"程序已经运行！"_s.toUtf8()));
-    EXPECT_EQ(first.process.state(), QProcess::Running);
-    first.stop();
+    tav::test::DataFolder place;
+    const QString data = place.file(u"站"_s);
+    QDir().mkpath(data);
+    QDir().mkpath(place.file(u"other"_s));
+    ASSERT_TRUE(QFile::link(data, place.file(u"link"_s)));
+    const QString bin = QString::fromUtf8(TAVPLAYER_BIN);
+    const QString copy = place.file(u"renamed-station"_s);
+    ASSERT_TRUE(QFile::copy(bin, copy));
+    ASSERT_TRUE(QFile::copy(bin + u"-headless"_s, copy + u"-headless"_s));
+    QFile::setPermissions(copy, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(copy + u"-headless"_s, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    const QList<QPair<QString, QString>> starts = {
+        {bin, data}, {bin, place.file(u"link"_s)}, {bin, data + u"/"_s}, {bin, place.file(u"other/../站"_s)},
+        {copy, data},
+    };
+    for (int trial = 0; trial < 20; ++trial) {
+        SCOPED_TRACE(trial);
+        std::array<QProcess, 5> runs;
+        for (qsizetype i = 0; i < starts.size(); ++i)
+            runs[i].start(starts[i].first, {u"--headless"_s, u"--data-dir"_s, starts[i].second, u"--player-option"_s,
+                                            u"ao=null"_s});
+        const auto running = [&runs] {
+            int n = 0;
+            for (QProcess &p : runs) {
+                p.waitForFinished(0);
+                n += p.state() != QProcess::NotRunning;
+            }
+            return n;
+        };
+        EXPECT_TRUE(waitFor([&] { return running() <= 1; }, 15000));
+        QThread::msleep(300); // a second winner would still be running now
+        ASSERT_EQ(running(), 1);
+        for (QProcess &p : runs) {
+            if (p.state() == QProcess::NotRunning) {
+                EXPECT_EQ(p.exitCode(), 0);
+                EXPECT_TRUE(p.readAllStandardError().contains(u"程序已经运行！"_s.toUtf8()));
+            } else {
+                ::kill(pid_t(p.processId()), SIGKILL);
+                p.waitForFinished(5000);
+            }
+        }
+    }
 }
 
 // Without a window the station runs as the headless build: none of the

@@ -58,6 +58,8 @@ TEST_F(TaskEditorTest, ChecksRunInOrderAndStopAtTheFirstFailure)
         EXPECT_EQ(checkShows(t), QStringList{u"提示|任务名称不允许输入半角特殊字符包括  \" \\ / : * ? < > |"_s})
             << qPrintable(c);
     }
+    t.name = u"【PLAYLOG】"_s; // its list would be the program's own file
+    EXPECT_EQ(checkShows(t), QStringList{u"提示|“【PLAYLOG】”是程序自用的文件名，任务名称请换一个"_s});
     t.name = QString(50, u'播'); // 100 GBK bytes
     EXPECT_EQ(checkShows(t), QStringList{u"提示|任务名称不许超出100个半角字符"_s});
     t.name = u"早操"_s;

@@ -17,31 +17,37 @@
 using namespace Qt::StringLiterals;
 using tav::SingleInstance;
 
-namespace {
-
-// One entry of a /proc look-alike: a "comm" file and, when given, an "exe" link.
-void addProcess(const QTemporaryDir &proc, const QString &pid, const QByteArray &comm, const QString &exe = {})
+// The folder's lock is one whatever the path's spelling; it can be taken
+// again once its holder is gone, and a link in the lock file's place is not
+// followed.
+TEST(SingleInstanceLock, OneHolderPerFolderWhateverTheSpelling)
 {
-    ASSERT_TRUE(QDir().mkpath(proc.filePath(pid)));
-    QFile file(proc.filePath(pid + u"/comm"_s));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(comm + '\n') > 0);
-    ASSERT_TRUE(exe.isEmpty() || QFile::link(exe, proc.filePath(pid + u"/exe"_s)));
-}
+    QTemporaryDir place;
+    const QString data = place.filePath(u"站"_s);
+    QDir().mkpath(data);
+    QDir().mkpath(place.filePath(u"other"_s));
+    ASSERT_TRUE(QFile::link(data, place.filePath(u"link"_s)));
+    auto holder = std::make_unique<SingleInstance>();
+    ASSERT_TRUE(holder->lock(data)) << holder->errorString().toStdString();
+    for (const QString &spelling : {data, data + u"/"_s, place.filePath(u"link"_s), place.filePath(u"other/../站"_s)}) {
+        SingleInstance other;
+        EXPECT_FALSE(other.lock(spelling)) << spelling.toStdString();
+        EXPECT_TRUE(other.heldElsewhere());
+        EXPECT_TRUE(SingleInstance::isLocked(spelling));
+    }
+    holder.reset();
+    EXPECT_FALSE(SingleInstance::isLocked(data));
+    SingleInstance again;
+    EXPECT_TRUE(again.lock(place.filePath(u"link"_s)));
 
-} // namespace
-
-TEST(SingleInstanceCount, CountsByExecutableNameWithTheShortenedCommAsFallback)
-{
-    QTemporaryDir proc;
-    addProcess(proc, u"100"_s, "tavplayer");                                       // link unreadable: comm
-    addProcess(proc, u"200"_s, "renamed", u"/opt/站/tavplayer"_s);                 // the link wins over comm
-    addProcess(proc, u"300"_s, "tavplayer", u"/usr/bin/tavplayer (deleted)"_s);    // updated while running
-    addProcess(proc, u"400"_s, "tavplayer2", u"/usr/bin/tavplayer2"_s);
-    addProcess(proc, u"self"_s, "tavplayer");                                      // not a process number
-    addProcess(proc, u"500"_s, "tavplayer-stati");                                 // the kernel keeps 15 bytes
-    EXPECT_EQ(SingleInstance::countProcesses(u"tavplayer"_s, proc.path()), 3);
-    EXPECT_EQ(SingleInstance::countProcesses(u"tavplayer-station"_s, proc.path()), 1);
-    EXPECT_GE(SingleInstance::countProcesses(QFileInfo(QCoreApplication::applicationFilePath()).fileName()), 1);
+    QTemporaryDir trap;
+    const QString outside = trap.filePath(u"outside"_s);
+    ASSERT_TRUE(QFile::link(outside, trap.filePath(SingleInstance::kLockName)));
+    SingleInstance trapped;
+    EXPECT_FALSE(trapped.lock(trap.path()));
+    EXPECT_FALSE(trapped.heldElsewhere());
+    EXPECT_FALSE(trapped.errorString().isEmpty());
+    EXPECT_FALSE(QFileInfo::exists(outside));
 }
 
 TEST(SingleInstanceServer, OneCopyOwnsTheSocketUntilItIsGone)

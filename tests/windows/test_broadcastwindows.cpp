@@ -101,6 +101,7 @@ TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
             {"txtTTSName", u"  "_s, u"不允许任务名称或内容为空"_s}, {"txtTTSContent", QString(), u"不允许任务名称或内容为空"_s},
             {"txtTTSName", u"升旗"_s, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
             {"txtTTSName", u"a/b"_s, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s},
+            {"txtTTSName", u"【SONG】"_s, u"“【SONG】”是程序自用的文件名，任务名称请换一个"_s},
             {"txtVolume", u"101"_s, u"不允许朗读音量超出0-100之间"_s}, {"txtRate", u"11"_s, u"不允许语速超出-10到10之间"_s}});
     EXPECT_TRUE(store.tasks().isEmpty()); // nothing written so far
     refuse({{"txtInterval", u"1200"_s, QString()}, {"txtDelay", u"abc"_s, QString()}, {"txtRate", u"-10"_s, QString()}});
