@@ -54,6 +54,7 @@ WORDS = {
     '得到': 'de2 dao4',
     '不得不': 'bu4 de2 bu4',
     '教学': 'jiao4 xue2',    # teaching; jiao1 xue2 is "to teach"
+    '不是': 'bu4 shi4',      # is not; bu4 shi5 is "fault"
     '精神': 'jing1 shen2',   # spirit; jing1 shen5 is "lively"
     '一个': 'yi1 ge4',
     '挂号处': 'gua4 hao4 chu4',
@@ -78,7 +79,7 @@ def normal(reading):
         s = s.lower()
         if s == 'r5':
             s = 'er5'
-        if not SYLLABLE.match(s):
+        if not SYLLABLE.match(s) or s == 'xx5':  # xx5: reading unknown
             return None
         out.append(s)
     return out

@@ -52,6 +52,8 @@ void Dictionary::parse()
 {
     // "word reading" a line; "#" starts a comment line.
     m_entries.clear();
+    m_fromFirst.clear();
+    m_toLast.clear();
     const QStringView all(m_text);
     qsizetype at = 0;
     while (at < all.size()) {
@@ -66,6 +68,10 @@ void Dictionary::parse()
                 --readingLength;
             m_entries.push_back({quint32(at), quint32(at + space + 1), quint16(space), quint16(readingLength)});
             m_longest = std::max(m_longest, int(space));
+            int &fromFirst = m_fromFirst[line.front().unicode()];
+            fromFirst = std::max(fromFirst, int(space));
+            int &toLast = m_toLast[line[space - 1].unicode()];
+            toLast = std::max(toLast, int(space));
         }
         at = end + 1;
     }
@@ -84,7 +90,8 @@ QStringView Dictionary::reading(QStringView word) const
 
 qsizetype Dictionary::bytes() const
 {
-    return m_text.capacity() * qsizetype(sizeof(QChar)) + qsizetype(m_entries.capacity() * sizeof(Entry));
+    return m_text.capacity() * qsizetype(sizeof(QChar)) + qsizetype(m_entries.capacity() * sizeof(Entry))
+           + (m_fromFirst.size() + m_toLast.size()) * 32;
 }
 
 namespace {
@@ -175,11 +182,10 @@ Word single(QStringView text, qsizetype at, const Dictionary &dictionary)
 QList<Word> cut(QStringView text, qsizetype from, qsizetype to, const Dictionary &dictionary, bool fromRight)
 {
     QList<Word> out;
-    const qsizetype longest = dictionary.longest();
     if (!fromRight) {
         for (qsizetype at = from; at < to;) {
             Word w = single(text, at, dictionary);
-            for (qsizetype length = qMin(longest, to - at); length >= 2; --length)
+            for (qsizetype length = qMin<qsizetype>(dictionary.longestFrom(text[at]), to - at); length >= 2; --length)
                 if (known(text, at, length, dictionary, &w))
                     break;
             at += w.length;
@@ -189,7 +195,7 @@ QList<Word> cut(QStringView text, qsizetype from, qsizetype to, const Dictionary
     }
     for (qsizetype end = to; end > from;) {
         Word w = single(text, end - 1, dictionary);
-        for (qsizetype length = qMin(longest, end - from); length >= 2; --length)
+        for (qsizetype length = qMin<qsizetype>(dictionary.longestTo(text[end - 1]), end - from); length >= 2; --length)
             if (known(text, end - length, length, dictionary, &w))
                 break;
         end -= w.length;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringView>
@@ -21,8 +22,11 @@ public:
 
     // The reading of a word, or an empty view when it is not known.
     QStringView reading(QStringView word) const;
-    // The longest word known, in QString units.
+    // The longest word known, in QString units; of those that begin or end
+    // with a character.
     int longest() const { return m_longest; }
+    int longestFrom(QChar first) const { return m_fromFirst.value(first.unicode()); }
+    int longestTo(QChar last) const { return m_toLast.value(last.unicode()); }
     qsizetype size() const { return qsizetype(m_entries.size()); }
     // The memory it holds.
     qsizetype bytes() const;
@@ -46,6 +50,7 @@ private:
     QString m_text;
     std::vector<Entry> m_entries; // sorted by word
     int m_longest = 1;
+    QHash<char16_t, int> m_fromFirst, m_toLast;
     QString m_error;
 };
 

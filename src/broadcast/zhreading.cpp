@@ -230,7 +230,14 @@ QList<Token> tokens(const QString &text)
                 continue;
             }
         }
-        const bool phoneContext = afterPhoneWord(QStringView(text).mid(qMax<qsizetype>(0, i - 8), qMin<qsizetype>(i, 8)));
+        // A telephone word before it in the same clause.
+        QStringView clause = QStringView(text).mid(qMax<qsizetype>(0, i - 8), qMin<qsizetype>(i, 8));
+        for (qsizetype k = clause.size() - 1; k >= 0; --k)
+            if (u"，。；！？,;!?\n"_s.contains(clause[k])) {
+                clause = clause.mid(k + 1);
+                break;
+            }
+        const bool phoneContext = afterPhoneWord(clause);
         if (const QRegularExpressionMatch m = phoneGroups().match(text, i, anchored, at);
             m.hasMatch() && m.captured().count(QRegularExpression(u"\\d"_s)) >= 7
             && (phoneContext || text[i] == u'0' || m.captured().startsWith(u"400-"_s)

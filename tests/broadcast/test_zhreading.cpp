@@ -26,6 +26,11 @@ struct Case
     const char16_t *expected;
 };
 
+QString str(const char16_t *text)
+{
+    return QString::fromUtf16(text);
+}
+
 // The characters of `reading` that stand for text[from, from + length).
 QString spokenFor(const zr::Reading &reading, qsizetype from, qsizetype length)
 {
@@ -47,7 +52,7 @@ TEST(Placeholders, TwelveHourTimeWeekAndDate)
         {u"2026-11-22 19:00:00", u"晚上7:00"},  {u"2026-11-22 23:59:00", u"晚上11:59"},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(zr::expandPlaceholders(u"%Time"_s, at(QString(c.text).toLatin1().constData())), QString(c.expected));
+        EXPECT_EQ(zr::expandPlaceholders(u"%Time"_s, at(str(c.text).toLatin1().constData())), str(c.expected));
     // Every occurrence; the lower-case time is not a placeholder; week and
     // date in both spellings.
     EXPECT_EQ(zr::expandPlaceholders(u"%Time|%time|%Week|%week|%Date|%date|%Time"_s, at("2026-11-22 08:30:00")),
@@ -102,7 +107,7 @@ TEST(VoiceReading, TimesDatesAndNumbersTheChineseWay)
         {u"25:61，1:2:3", u"二十五比六十一，一比二比三"},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(zr::forVoice(QString(c.text)).text, QString(c.expected)) << QString(c.text).toStdString();
+        EXPECT_EQ(zr::forVoice(str(c.text)).text, str(c.expected)) << str(c.text).toStdString();
 
     const std::pair<qint64, const char16_t *> numbers[] = {
         {0, u"零"},         {10, u"十"},         {15, u"十五"},         {105, u"一百零五"},       {110, u"一百一十"},
@@ -110,7 +115,7 @@ TEST(VoiceReading, TimesDatesAndNumbersTheChineseWay)
         {300000000, u"三亿"}, {-7, u"负七"},
     };
     for (const auto &[n, words] : numbers)
-        EXPECT_EQ(zr::number(n), QString(words)) << n;
+        EXPECT_EQ(zr::number(n), str(words)) << n;
 }
 
 // The spoken words point back into the text shown, so the word being
@@ -151,8 +156,8 @@ TEST(VoiceReading, EachVoiceGetsTheWordsItReads)
         {u"[[2点]]", u"en", u"2点"},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(zr::forEngine(QString(c.text), QString(c.voice)).text, QString(c.expected))
-            << QString(c.text).toStdString();
+        EXPECT_EQ(zr::forEngine(str(c.text), str(c.voice)).text, str(c.expected))
+            << str(c.text).toStdString();
 }
 
 // What the station speaks through: the engine gets pinyin, the marks come
@@ -206,7 +211,7 @@ TEST(Pinyin, LongestKnownWordsAndUnknownCharactersAsTheyAre)
         {u"长, 错X", u"chang2|[, ]|[错]|[X]"},                 // a reading of the wrong length is not used
     };
     for (const Case &c : cases)
-        EXPECT_EQ(read(QString(c.text)), QString(c.expected)) << QString(c.text).toStdString();
+        EXPECT_EQ(read(str(c.text)), str(c.expected)) << str(c.text).toStdString();
 }
 
 // The shipped dictionary: read once, small, and every syllable in it is one
