@@ -223,13 +223,9 @@ void Broadcaster::warmUp(const BroadcastRequest &next, const QDateTime &firing)
     m_voice.warmUp();
     if (isBusy())
         return; // the players are in use; asked again the next second
-    if (next.tone && QFileInfo::exists(m_dir.tone())) {
-        dropPrepared();
-        // The tone waits at its first sample: at the firing only its pause goes.
-        if (m_player.state() == MediaPlayer::State::Stopped)
-            m_player.prepare(m_dir.tone());
-        return;
-    }
+    // The tone waits at its first sample: at the firing only its pause goes.
+    if (next.tone && QFileInfo::exists(m_dir.tone()) && m_player.state() == MediaPlayer::State::Stopped)
+        m_player.prepare(m_dir.tone());
     const VoiceChoice choice = m_voices.resolve(next.speaker);
     const QString spoken = textToSpeak(next.text, choice, firing);
     if (next.text.isEmpty() || namesSoundFile(next, spoken)) {

@@ -41,8 +41,8 @@ struct BroadcastRequest
 //    broadcast is still bringing it back: then that broadcast's saved
 //    volume stands) and turns it to the music volume; the slider follows;
 // 3. "TONE.wav" of the data folder, when asked for and present, plays on the
-//    broadcast player at the voice volume; the rest waits for its end
-//    without holding anything up (a tone that cannot play is logged and
+//    broadcast player at the voice volume; the rest waits until its end has
+//    been heard (the player's end of an item) without holding anything up (a tone that cannot play is logged and
 //    skipped; one that never ends is given up after kToneLimitMs);
 // 4. the background music plays at the music volume on the broadcast
 //    player ("路径错误：" + path when the file is missing);
@@ -83,10 +83,11 @@ public:
     void stop();
     void setToneLimit(int ms) { m_toneLimit.setInterval(ms); }
     // `next` is due at `firing`, within seconds: the tone's and the voice's
-    // players get ready and its first sound waits at its first sample, so
-    // that it sounds on its second: the tone, or for a broadcast that starts
-    // speaking, its first reading, synthesised now (off this thread) with
-    // the placeholders of `firing`. The prepared reading is spoken only by
+    // players get ready and its first sounds wait at their first samples, so
+    // that the tone sounds on its second and the speech the moment the tone
+    // has been heard to its end (or on the second, without a tone): its
+    // first reading is synthesised now (off this thread) with the
+    // placeholders of `firing`. The prepared reading is spoken only by
     // a speak() of the same request in the second of `firing`; any other
     // speak() or stop() lets it go. Again for the same firing: kept.
     void warmUp(const BroadcastRequest &next, const QDateTime &firing);

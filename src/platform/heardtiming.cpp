@@ -30,12 +30,14 @@ void HeardTiming::heardAt(qint64 at, qint64 positionMs)
 {
     // Only a position past the flow's start has been heard: before the
     // first sample sounds the engine reports the start itself.
-    if (!m_flowing || m_measured || positionMs <= m_flowPosition)
+    if (!m_flowing || positionMs <= m_flowPosition)
         return;
     const qint64 latency = (at - positionMs) - (m_flowAt - m_flowPosition);
     if (latency < -50 || latency > kMaxLatencyMs)
         return;
-    m_latency = std::max<qint64>(0, latency);
+    // A report reaches us a little late, never early: the least is the truth.
+    const qint64 measured = std::max<qint64>(0, latency);
+    m_latency = m_measured ? std::min(m_latency, measured) : measured;
     m_measured = true;
 }
 

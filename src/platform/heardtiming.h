@@ -15,8 +15,9 @@ namespace tav {
 //   on (output began, or a pause was let go); stalled(at) when it pauses;
 // - heardAt(at, position): the engine's position as heard at that moment
 //   (mpv's time-pos of an audio item already counts the output's delay).
-//   The first such report after flowing() tells the output's latency:
-//   at - position - (flow start - flow position);
+//   Each such report after flowing() tells the output's latency,
+//   at - position - (flow start - flow position), or a little more: the
+//   least of the flow's reports is taken;
 // - the item is over as heard at its start as heard plus what is left of it:
 //   heardEnd(duration), or at handed-over end plus the latency when the
 //   duration is not known.
@@ -47,7 +48,7 @@ public:
 private:
     qint64 m_latency = -1;
     bool m_flowing = false;
-    bool m_measured = false; // this flow has told the latency
+    bool m_measured = false; // this flow has told the latency (its least so far)
     qint64 m_flowAt = 0;       // when the current flow began
     qint64 m_flowPosition = 0; // the item's position then
 };

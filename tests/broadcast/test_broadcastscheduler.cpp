@@ -380,7 +380,9 @@ TEST_F(BroadcastDay, TimeThatJumpsSpeaksWhatItJumpedOverOnceAndNothingTwice)
     EXPECT_EQ(scheduler.rows().last().status, Status::Spoken);
 }
 
-TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
+// The tone and the first reading both wait ready: the tone goes on the
+// second, the speech the moment the tone's end is heard, never under it.
+TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollowsTheHeardTone)
 {
     add(u"午休"_s, u"12:00:00"_s, u"午休时间到了"_s);
     enable();
@@ -396,10 +398,18 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndNotBefore)
     // The tone waits at its first sample; the firing lets it go.
     EXPECT_EQ(broadcastPlayer.prepared, dir.tone());
     EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Paused);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    const QString reading = voicePlayer.prepared;
 
     tickAt("2026-11-23 12:00:00");
     ASSERT_EQ(listed(), QStringList{u"12:00:00 午休 已播"_s});
     EXPECT_EQ(broadcastPlayer.currentUrl(), dir.tone());
+    broadcastPlayer.sound();
+    QTest::qWait(100);
+    EXPECT_TRUE(voicePlayer.opened.isEmpty()) << "not under the tone";
+    broadcastPlayer.finish(); // heard to its end
+    EXPECT_EQ(voicePlayer.opened, QStringList{reading}) << "at once, nothing left to synthesise";
+    EXPECT_EQ(synth.texts().size(), 1);
     broadcastPlayer.warmUps = voicePlayer.warmUps = 0;
     tickAt("2026-11-23 12:00:05");
     QTest::qWait(500);

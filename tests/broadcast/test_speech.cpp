@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <vector>
+
 using namespace Qt::StringLiterals;
 using tav::EspeakSynth;
 
@@ -60,12 +63,48 @@ TEST(Espeak, WordsAndSentencesAreMarkedInTheText)
     EXPECT_EQ(sentences, 2);
     EXPECT_GE(lastWordAt, int(text.indexOf(u'请')));
     EXPECT_LE(lastMs, audio.durationMs());
+    // The words start at the first sample and end at the last: no padding.
+    const auto *samples = reinterpret_cast<const qint16 *>(audio.samples.constData());
+    EXPECT_GT(std::abs(int(samples[0])), tav::kSilenceLevel);
+    EXPECT_GT(std::abs(int(samples[audio.frames() - 1])), tav::kSilenceLevel);
     // Faster is shorter.
     tav::SpeechAudio fast;
     ASSERT_TRUE(synth.synthesize(text, u"cmn-latn-pinyin"_s, 10, &fast, &error));
     EXPECT_LT(fast.durationMs(), audio.durationMs() * 3 / 4);
     EXPECT_FALSE(synth.synthesize(text, u"no-such-voice"_s, 0, &fast, &error));
     EXPECT_FALSE(error.isEmpty());
+}
+
+TEST(Espeak, SilenceAroundTheSpeechIsTrimmedAndTheMarksFollow)
+{
+    // Samples at 1 kHz, so that a sample is a millisecond.
+    struct Case
+    {
+        const char *name;
+        std::vector<qint16> in;
+        std::vector<int> marksIn;
+        std::vector<qint16> out;
+        std::vector<int> marksOut;
+    } cases[] = {
+        {"leading and trailing", {0, 1, -2, 0, 500, 0, -300, 2, 0}, {0, 4, 6, 9}, {500, 0, -300}, {0, 0, 2, 3}},
+        {"nothing to trim", {7, 0, -7}, {1}, {7, 0, -7}, {1}},
+        {"all silence stays", {0, 1, -1, 0}, {2}, {0, 1, -1, 0}, {2}},
+        {"empty", {}, {}, {}, {}},
+    };
+    for (const Case &c : cases) {
+        tav::SpeechAudio audio;
+        audio.sampleRate = 1000;
+        audio.samples = QByteArray(reinterpret_cast<const char *>(c.in.data()), qsizetype(c.in.size() * 2));
+        for (int ms : c.marksIn)
+            audio.marks.append({tav::SpeechMark::Kind::Word, 0, 1, ms});
+        tav::trimSilence(audio);
+        const auto *s = reinterpret_cast<const qint16 *>(audio.samples.constData());
+        EXPECT_EQ(std::vector<qint16>(s, s + audio.frames()), c.out) << c.name;
+        std::vector<int> marks;
+        for (const tav::SpeechMark &m : audio.marks)
+            marks.push_back(m.audioMs);
+        EXPECT_EQ(marks, c.marksOut) << c.name;
+    }
 }
 
 TEST(Traditional, CantoneseReadsTraditionalCharacters)

@@ -31,8 +31,8 @@ TEST(HeardTiming, TheEndIsWhenTheLastSampleSounds)
 {
     using S = Step;
     const Case cases[] = {
-        {"quick output: a second's item ends as heard, not when handed over",
-         {{S::Flow, 1000, 0}, {S::Heard, 1100, 98}, {S::Heard, 1700, 698}}, 2, 1000, 1700, 2002},
+        {"quick output: a second's item ends as heard, not when handed over; late reports count least",
+         {{S::Flow, 1000, 0}, {S::Heard, 1100, 88}, {S::Heard, 1700, 698}, {S::Heard, 1800, 780}}, 2, 1000, 1700, 2002},
         {"a sink two seconds deep",
          {{S::Flow, 1000, 0}, {S::Heard, 1500, 0}, {S::Heard, 3100, 100}}, 2000, 1850, 1005, 4850},
         {"a short item all buffered at once: the latency of the item before holds",
