@@ -365,7 +365,7 @@ QString CommandLine::helpText(Language language) const
             s += u'-' + entry.shortName + u", "_s;
         s += dashed(entry.name);
         if (!entry.valueName.isEmpty())
-            s += entry.optionalValue ? u" ["_s + entry.valueName + u']' : u' ' + entry.valueName;
+            s += entry.optionalValue ? QString(u" ["_s + entry.valueName + u']') : QString(u' ' + entry.valueName);
         return s;
     };
     auto textOf = [zh](const OptionEntry &entry) { return zh ? entry.helpZh : entry.helpEn; };

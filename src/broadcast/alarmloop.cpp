@@ -89,10 +89,10 @@ void AlarmLoop::synthesise()
         m_ticket = 0;
         if (!error->isEmpty()) {
             log(u"紧急广播的文字无法朗读："_s + *error);
-            return;
+        } else {
+            m_readingPath = path;
+            emit readingReady();
         }
-        m_readingPath = path;
-        emit readingReady();
         if (m_step == Step::Waiting)
             next();
     });

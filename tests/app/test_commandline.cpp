@@ -197,8 +197,8 @@ TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
                 ASSERT_FALSE(text.contains(u'\n')) << entry.name.toStdString();
                 const QString syntax = u"--"_s + entry.name
                                        + (entry.valueName.isEmpty() ? QString()
-                                          : entry.optionalValue ? u" ["_s + entry.valueName + u']'
-                                                                : u' ' + entry.valueName);
+                                          : entry.optionalValue ? QString(u" ["_s + entry.valueName + u']')
+                                                                : QString(u' ' + entry.valueName));
                 QStringList rows;
                 for (const QString &line : lines)
                     if (line.contains(syntax + u' ') && line.endsWith(text))

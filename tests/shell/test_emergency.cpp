@@ -161,8 +161,7 @@ TEST_F(EmergencyTest, SettingsAndTokenAreKeptInTheirOwnSection)
     EXPECT_EQ(error, u"令牌至少要有8个字符");
     ASSERT_TRUE(EmergencySettings::setToken(dir, u"panel-secret-1"_s, &error));
     EXPECT_FALSE(tav::IniFile(dir.control()).value(EmergencySettings::kSection, u"报警系统令牌"_s).contains(u"panel"_s));
-    for (int i = 0; i < 2; ++i) { // the second time from the digest
-        EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s));
-        EXPECT_FALSE(station->emergencyTokenMatches(u"panel-secret-2"_s));
-    }
+    EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s));
+    EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s)); // from the digest
+    EXPECT_FALSE(station->emergencyTokenMatches(u"panel-secret-2"_s));
 }

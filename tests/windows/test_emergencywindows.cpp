@@ -2,6 +2,7 @@
 #include "shell/emergencycover.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
