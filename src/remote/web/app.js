@@ -283,7 +283,8 @@ async function loadStops() {
     return li;
   }));
   if (!s.dates.length) $('stopDates').append(el('li', '没有停播日期', 'sub'));
-  $('weekdayStops').replaceChildren(...Object.entries(s.weekdays).map(([day, on]) => {
+  const week = ['周一', '周二', '周三', '周四', '周五', '周六', '周日'];
+  $('weekdayStops').replaceChildren(...week.map((day) => [day, s.weekdays[day]]).map(([day, on]) => {
     const label = el('label');
     const box = el('input');
     box.type = 'checkbox';
