@@ -86,7 +86,9 @@ function refreshAll() {
 
 function showStatus(s) {
   const running = s.running;
-  $('nowPlaying').textContent = running ? (running.task || '手动播放列表') : '没有播放';
+  $('nowPlaying').textContent = running
+    ? (running.task || (running.idleContent ? '图片广告背景音乐' : '手动播放列表'))
+    : '没有播放';
   $('nowItem').textContent = running && running.item
     ? `第 ${running.index}/${running.count} 项：${running.item}` + (running.end ? `，结束于 ${running.end}` : '')
     : '';
