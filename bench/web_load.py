@@ -132,7 +132,7 @@ async def concurrent(port, cookie, clients, rounds):
 
 
 def run(binary, starts, web, load, args):
-    first = (dt.datetime.now() + dt.timedelta(seconds=8)).replace(microsecond=0)
+    first = (dt.datetime.now() + dt.timedelta(seconds=12)).replace(microsecond=0)
     data = lay_out(binary, first, starts)
     trace = os.path.join(data, "trace.txt")
     port = free_port()

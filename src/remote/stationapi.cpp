@@ -171,6 +171,7 @@ QJsonObject StationApi::status() const
         running[u"index"_s] = playback.selectedIndex() + 1;
         running[u"count"_s] = int(playback.items().size());
         running[u"end"_s] = s.scheduler().runningEnd();
+        running[u"idleContent"_s] = m_running.isEmpty() && s.slideshow().isRunning(); // the advertising music
         out[u"running"_s] = running;
     } else {
         out[u"running"_s] = QJsonValue::Null;

@@ -86,7 +86,9 @@ function refreshAll() {
 
 function showStatus(s) {
   const running = s.running;
-  $('nowPlaying').textContent = running ? (running.task || '手动播放列表') : '没有播放';
+  $('nowPlaying').textContent = running
+    ? (running.task || (running.idleContent ? '图片广告背景音乐' : '手动播放列表'))
+    : '没有播放';
   $('nowItem').textContent = running && running.item
     ? `第 ${running.index}/${running.count} 项：${running.item}` + (running.end ? `，结束于 ${running.end}` : '')
     : '';
@@ -283,7 +285,8 @@ async function loadStops() {
     return li;
   }));
   if (!s.dates.length) $('stopDates').append(el('li', '没有停播日期', 'sub'));
-  $('weekdayStops').replaceChildren(...Object.entries(s.weekdays).map(([day, on]) => {
+  const week = ['周一', '周二', '周三', '周四', '周五', '周六', '周日'];
+  $('weekdayStops').replaceChildren(...week.map((day) => [day, s.weekdays[day]]).map(([day, on]) => {
     const label = el('label');
     const box = el('input');
     box.type = 'checkbox';

@@ -1,0 +1,67 @@
+// The web console's fields on the console's settings page.
+#include "remote/webconsolebox.h"
+#include "remote/websettings.h"
+#include "widgets.h"
+
+#include <QSignalSpy>
+#include <QSpinBox>
+
+using tav::test::child;
+
+namespace {
+
+struct Fields
+{
+    bool on = true;
+    QString listen = u"127.0.0.1"_s;
+    QString password, certificate, key;
+};
+
+} // namespace
+
+TEST(WebConsoleBox, RefusesWhatCannotWorkAndSavesAHashedPassword)
+{
+    tav::test::DataFolder d;
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n播音=1\n"_s);
+    tav::test::ScriptedPrompt prompt;
+    tav::WebConsoleBox box(tav::DataDir(d.path()), prompt);
+    QSignalSpy saved(&box, &tav::WebConsoleBox::saved);
+    const auto fill = [&box](const Fields &f) {
+        child<QCheckBox>(&box, "chkWebOn")->setChecked(f.on);
+        child<QComboBox>(&box, "cboWebListen")->setCurrentText(f.listen);
+        child<QLineEdit>(&box, "txtWebPassword")->setText(f.password);
+        child<QLineEdit>(&box, "txtWebCertificate")->setText(f.certificate);
+        child<QLineEdit>(&box, "txtWebKey")->setText(f.key);
+        child<QSpinBox>(&box, "txtWebPort")->setValue(8791);
+    };
+    struct Case
+    {
+        Fields fields;
+        QString message;
+    } refused[] = {
+        {{.listen = u"192.168.1.300"_s, .password = u"secret1"_s}, u"提示|监听地址不正确：192.168.1.300"_s},
+        {{.password = u"short"_s}, u"提示|密码至少要 6 个字符"_s},
+        {{}, u"提示|请先设置管理密码"_s},
+        {{.password = u"secret1"_s, .certificate = u"/etc/c.pem"_s}, u"提示|证书文件和密钥文件要同时填写"_s},
+    };
+    for (const Case &c : refused) {
+        prompt.shown.clear();
+        fill(c.fields);
+        child<QPushButton>(&box, "cmdWebSave")->click();
+        EXPECT_EQ(prompt.shown, QStringList{c.message});
+    }
+    EXPECT_FALSE(d.text(u"【CONTROL】.ini"_s).contains(u"[WEB]"_s));
+
+    saved.clear();
+    fill({.listen = u"0.0.0.0"_s, .password = u"station-secret"_s});
+    child<QPushButton>(&box, "cmdWebSave")->click();
+    ASSERT_TRUE(saved.wait(10000));
+    EXPECT_TRUE(saved.last().at(0).toBool());
+    const tav::WebSettings s = tav::WebSettings::load(tav::DataDir(d.path()));
+    EXPECT_TRUE(s.enabled);
+    EXPECT_EQ(s.port, 8791);
+    EXPECT_EQ(s.listen, u"0.0.0.0");
+    EXPECT_TRUE(s.managerHash.startsWith(u"pbkdf2-sha256$"_s));
+    EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"播音=1"_s));
+    EXPECT_TRUE(child<QLineEdit>(&box, "txtWebPassword")->text().isEmpty());
+}
