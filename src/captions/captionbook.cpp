@@ -5,6 +5,7 @@
 #include "core/zhtext.h"
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -89,25 +90,31 @@ CaptionSettings CaptionBook::readSettings()
     const std::shared_ptr<const IniDocument> doc = IniFile(m_dir.control()).read(&readable);
     if (!readable)
         report(u"读取设置文件失败："_s + m_dir.control());
-    // A missing key keeps the default; a key that is not a whole number in
-    // range is reported and keeps it too.
-    const auto number = [&](const Place &place, int &out, int low, int high) {
+    // Values are read as numbers, as far as the text makes one ("12 px" is
+    // 12, "10.5" is 10.5; whole-number settings round). A missing key keeps
+    // the default; a value that is no number or out of range is reported and
+    // keeps it too.
+    const auto real = [&](const Place &place, double &out, double low, double high) {
         const QString text = doc->value(place.section, place.key);
         if (text.isEmpty())
             return;
-        bool ok = false;
-        const int v = text.toInt(&ok);
-        if (ok && v >= low && v <= high)
-            out = v;
+        const std::optional<double> v = zh::leadingNumber(text);
+        if (v && *v >= low && *v <= high)
+            out = *v;
         else
             report(u"字幕设置 [%1] %2=%3 无效，改用 %4"_s.arg(place.section, place.key, text).arg(out));
+    };
+    const auto number = [&](const Place &place, int &out, int low, int high) {
+        double v = out;
+        real(place, v, low - 0.5, high + 0.5);
+        out = qBound(low, int(std::lround(v)), high);
     };
     number(kMove, s.move, CaptionSettings::kMinMove, CaptionSettings::kMaxMove);
     number(kJump, s.jump, CaptionSettings::kMinJump, CaptionSettings::kMaxJump);
     number(kTop, s.y, 0, 100000); // the strip keeps itself on its screen
     number(kManner, s.manner, CaptionSettings::Loop, CaptionSettings::ByTime);
     number(kChangeTime, s.changeMinutes, 1, CaptionSettings::kMaxChangeMinutes);
-    number({kFontSection, u"Size"_s}, s.fontSize, 1, 500);
+    real({kFontSection, u"Size"_s}, s.fontSize, 1, 500);
     int colour = int(s.foreColor);
     number({kFontSection, u"ForeColor"_s}, colour, 0, 0xFFFFFF);
     s.foreColor = quint32(colour);

@@ -45,12 +45,14 @@ struct CaptionSettings
 
     int move = 2;          // 速度/MOVE, pixels per jump
     int jump = 20;         // 跳跃速度/JUMP, milliseconds
-    int y = 50;            // 高度位置/Y, top of the strip
+    // 高度位置/Y, top of the strip: by default low on the screen, clear of
+    // the logo and clock at the top left (the strip keeps itself on screen).
+    int y = 700;
     int manner = Loop;     // 字幕播放方式/Manner
     int changeMinutes = 1; // 字幕切换时间/titleChangeTime
     // 字体/Name … ForeColor; the colour as the stored number, red + green×256 + blue×65536.
     QString fontName;
-    int fontSize = 28;
+    double fontSize = 28; // points; "10.5" stays 10.5
     bool bold = true;
     bool italic = false;
     bool underline = false;

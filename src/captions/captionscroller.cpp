@@ -30,6 +30,14 @@ void CaptionScroller::useSettings(const CaptionSettings &settings)
     m_settings = settings;
 }
 
+void CaptionScroller::setMoving(bool moving)
+{
+    if (moving == m_moving)
+        return;
+    m_moving = moving;
+    emit movingChanged(moving);
+}
+
 void CaptionScroller::setVisible(bool visible)
 {
     if (visible == m_visible)
@@ -43,7 +51,7 @@ void CaptionScroller::show(const ActiveCaption &caption, const QString &status)
 {
     m_row = caption.row;
     m_text = CaptionBook::fits(caption.content) ? caption.content : kTooLong;
-    m_moving = true;
+    setMoving(true);
     m_status = status;
     emit statusChanged(m_status);
     emit captionStarted(m_text);
@@ -53,6 +61,7 @@ void CaptionScroller::show(const ActiveCaption &caption, const QString &status)
 void CaptionScroller::playMode()
 {
     cmdSRstop_Click();
+    m_checking = false;
     if (m_stationSettings.isOn(Switch::Captions) && m_settings.manner == CaptionSettings::ByTime) {
         m_checking = true;
         m_checkedMinute = QDateTime();
@@ -70,7 +79,8 @@ void CaptionScroller::playMode()
 
 void CaptionScroller::cmdSRstop_Click()
 {
-    m_moving = m_switching = m_checking = false;
+    setMoving(false);
+    m_switching = false;
     m_timedEnd.clear();
     m_index = -1;
     setVisible(false);
@@ -120,8 +130,14 @@ void CaptionScroller::nextCaption()
     const QList<ActiveCaption> running = m_book.active();
     int next = m_index + 1;
     if (next >= running.size()) {
-        if (m_settings.manner != CaptionSettings::Loop || running.isEmpty()) {
-            cmdSRstop_Click(); // once through: done
+        if (running.isEmpty()) {
+            cmdSRstop_Click();
+            return;
+        }
+        if (m_settings.manner != CaptionSettings::Loop) {
+            // Once through: done; the last caption stays where it stands.
+            m_switching = false;
+            setMoving(false);
             return;
         }
         next = 0;
@@ -160,7 +176,7 @@ void CaptionScroller::hideAtEnd(const QDateTime &now)
     if (end >= 0 && (since < 0 || since >= 60))
         return;
     m_timedEnd.clear();
-    m_moving = false;
+    setMoving(false);
     m_row = 0;
     setVisible(false);
 }

@@ -36,7 +36,8 @@ public:
     // and the manner is by time, else the first running caption at once.
     void playMode();
     void cmdStartNow_Click() { playMode(); }
-    // Stops moving, switching and checking, and hides the strip.
+    // Stops moving and switching and hides the strip; the timed check of
+    // the timed manner goes on, so the next caption due by time still runs.
     void cmdSRstop_Click();
     // The editor's preview: this text runs on the strip until stopped.
     void preview(const QString &text);
@@ -56,14 +57,18 @@ public:
     const QString &timedEnd() const { return m_timedEnd; }
 
 signals:
-    // A caption starts on the strip: it enters from the right.
+    // A caption starts on the strip: it replaces the text where the text
+    // stands and moves on from there.
     void captionStarted(const QString &text);
+    // The text stopped (once through: the last caption stays in view) or moves again.
+    void movingChanged(bool moving);
     void visibleChanged(bool visible);
     void statusChanged(const QString &status);
 
 private:
     void show(const ActiveCaption &caption, const QString &status);
     void setVisible(bool visible);
+    void setMoving(bool moving);
     void nextCaption();
     void orderTick(const QDateTime &now);
     void timedCheck(const QDateTime &now);

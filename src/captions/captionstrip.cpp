@@ -36,7 +36,7 @@ QFont captionFont(const CaptionSettings &s, QString *problem)
         else if (problem)
             *problem = u"字幕字体“%1”在本机不存在，改用默认字体%2"_s.arg(s.fontName, font.family());
     }
-    font.setPointSize(s.fontSize);
+    font.setPointSizeF(s.fontSize);
     font.setBold(s.bold);
     font.setItalic(s.italic);
     font.setUnderline(s.underline);
@@ -80,6 +80,8 @@ CaptionStrip::CaptionStrip(CaptionScroller &scroller, CaptionBook &book, const S
         setCaption(text);
         setMoving(m_scroller.isMoving());
     });
+    connect(&scroller, &CaptionScroller::movingChanged, this,
+            [this](bool moving) { setMoving(moving && m_scroller.isVisible()); });
     connect(&scroller, &CaptionScroller::visibleChanged, this, [this](bool visible) {
         setMoving(visible && m_scroller.isMoving());
         if (visible) {
@@ -117,10 +119,17 @@ void CaptionStrip::setLook(const QFont &font, const QColor &colour)
 
 void CaptionStrip::setCaption(const QString &text)
 {
+    // The new text takes the place of the old one and moves on from there;
+    // the first one enters from the right.
+    const bool first = m_text.isEmpty();
+    const double x = position();
     m_text = text;
     render();
     placeOnScreen();
-    restartFromRight();
+    m_runBefore = first ? 0 : width() - x;
+    m_since.restart();
+    m_paintedX = INT_MIN;
+    update();
 }
 
 void CaptionStrip::setSpeed(int move, int jump)
@@ -192,14 +201,6 @@ void CaptionStrip::scheduleFrame()
     m_frameNo = qMax(m_frameNo + 1, now / m_framePeriodNs + 1); // a late frame skips, never bunches
     const qint64 wait = m_frameNo * m_framePeriodNs - now;
     m_frames.start(int((wait + 999'999) / 1'000'000));
-}
-
-void CaptionStrip::restartFromRight()
-{
-    m_runBefore = 0;
-    m_since.restart();
-    m_paintedX = INT_MIN;
-    update();
 }
 
 double CaptionStrip::position() const

@@ -74,7 +74,6 @@ protected:
 private:
     void render();
     void placeOnScreen();
-    void restartFromRight();
     void frame();
     void scheduleFrame();
 

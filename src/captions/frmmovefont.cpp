@@ -379,7 +379,7 @@ void frmMoveFont::cmdCabelColor_Click()
     const std::optional<QColor> colour = m_chooseColour(m_colour);
     CaptionSettings s = m_book.settings();
     s.fontName = font->family();
-    s.fontSize = font->pointSize() > 0 ? font->pointSize() : s.fontSize;
+    s.fontSize = font->pointSizeF() > 0 ? font->pointSizeF() : s.fontSize;
     s.bold = font->bold();
     s.italic = font->italic();
     s.underline = font->underline();

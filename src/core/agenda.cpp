@@ -57,9 +57,9 @@ QString line(const AgendaItem &item)
     return text;
 }
 
-QStringList warnings(const QList<AgendaItem> &items)
+QList<std::pair<QString, QString>> keyedWarnings(const QList<AgendaItem> &items)
 {
-    QStringList lines;
+    QList<std::pair<QString, QString>> lines;
     QSet<QString> seen;
     for (const AgendaItem &item : items) {
         if (!item.attention || item.past)
@@ -69,9 +69,17 @@ QStringList warnings(const QList<AgendaItem> &items)
         if (seen.contains(key))
             continue;
         seen.insert(key);
-        lines.append(item.lane + u"“"_s + item.name + u"”："_s + problem + u"（"_s
-                     + zh::shortDate(item.date) + u" 起）"_s);
+        lines.append({key, item.lane + u"“"_s + item.name + u"”："_s + problem + u"（"_s
+                               + zh::shortDate(item.date) + u" 起）"_s});
     }
+    return lines;
+}
+
+QStringList warnings(const QList<AgendaItem> &items)
+{
+    QStringList lines;
+    for (const auto &[key, line] : keyedWarnings(items))
+        lines.append(line);
     return lines;
 }
 

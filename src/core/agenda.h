@@ -51,6 +51,9 @@ QString line(const AgendaItem &item);
 // The warnings and the reasons an operator has to act on (a missing file,
 // a voice that is not installed), one line per thing to fix, earliest day first.
 QStringList warnings(const QList<AgendaItem> &items);
+// The same lines, each with the key that stays the same while the problem
+// does (its kind, its start and its problem, not the date it is first seen on).
+QList<std::pair<QString, QString>> keyedWarnings(const QList<AgendaItem> &items);
 
 } // namespace agenda
 } // namespace tav

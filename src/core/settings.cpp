@@ -75,6 +75,7 @@ Place placeOf(Setting s)
     case Setting::Skin: return {kSwitchSection, u"skin"};
     case Setting::InterfaceColour: return {kSwitchSection, u"界面颜色值"};
     case Setting::ShutdownTime: return {u"定时器时间设置", u"关机时间", File::TimerSet};
+    case Setting::ConsolePlace: return {u"主窗口位置", u"Place"};
     }
     Q_UNREACHABLE();
 }
@@ -92,7 +93,7 @@ constexpr Setting kAllSettings[] = {
     Setting::Channel, Setting::PlayHeight, Setting::PlayWidth, Setting::PlayTop, Setting::PlayLeft,
     Setting::ClockFontName, Setting::ClockFontSize, Setting::ClockFontBold, Setting::ClockFontItalic,
     Setting::ClockFontUnderline, Setting::ClockFontStrikethru, Setting::ClockForeColor,
-    Setting::Skin, Setting::InterfaceColour, Setting::ShutdownTime};
+    Setting::Skin, Setting::InterfaceColour, Setting::ShutdownTime, Setting::ConsolePlace};
 
 // Monday first, as QDate::dayOfWeek counts.
 constexpr Switch kWeekdayStops[] = {Switch::StopMonday, Switch::StopTuesday, Switch::StopWednesday,

@@ -60,6 +60,7 @@ enum class Setting {
     Skin,           // 复选控制/skin
     InterfaceColour, // 复选控制/界面颜色值
     ShutdownTime,   // 【TIMERSET】.ini 定时器时间设置/关机时间  DTPCloseTime
+    ConsolePlace,   // 主窗口位置/Place: "left,top,width,height" of the console, pixels
 };
 
 // The operator's options as the station is running with them: read once at

@@ -90,4 +90,15 @@ QString durationText(int seconds)
         .arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
 
+std::optional<double> leadingNumber(const QString &text)
+{
+    static const QRegularExpression number(u"^\\s*([+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?)"_s);
+    const QRegularExpressionMatch m = number.match(text);
+    if (!m.hasMatch())
+        return std::nullopt;
+    bool ok = false;
+    const double v = m.captured(1).toDouble(&ok);
+    return ok ? std::optional<double>(v) : std::nullopt;
+}
+
 } // namespace tav::zh

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QTime>
 
+#include <optional>
+
 // Dates, weekdays and times as the station's Simplified Chinese texts,
 // whatever the locale of the machine.
 namespace tav::zh {
@@ -30,5 +32,10 @@ inline int secondsOfDay(QTime t) { return t.hour() * 3600 + t.minute() * 60 + t.
 QString timeText(int seconds);
 // "hh:mm:ss", the countdown form.
 QString durationText(int seconds);
+
+// The number a setting's text begins with, as the settings were always read:
+// blanks, a sign, digits with an optional decimal point and exponent; what
+// follows is ignored ("10.5" → 10.5, " 12px" → 12). None without a digit.
+std::optional<double> leadingNumber(const QString &text);
 
 } // namespace tav::zh

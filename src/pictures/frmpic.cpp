@@ -87,7 +87,7 @@ frmPic::frmPic(Slideshow &slideshow, Prompt &prompt, QWidget *parent)
     auto *picOptions = new QHBoxLayout;
     optionPair(m_pictureOrder, u"OptPlayMode"_s, u"顺序显示"_s, u"随机显示"_s, this, picOptions);
     picOptions->addSpacing(16);
-    picOptions->addWidget(new QLabel(u"切换时间（秒）"_s));
+    picOptions->addWidget(new QLabel(u"切换时间（5～60秒）"_s));
     m_switchTime = numberBox(u"cboSwithTime"_s, {u"5"_s, u"10"_s, u"15"_s, u"20"_s, u"30"_s, u"45"_s, u"60"_s});
     picOptions->addWidget(m_switchTime);
     picOptions->addStretch();

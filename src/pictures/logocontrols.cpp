@@ -11,6 +11,9 @@
 #include "platform/mediaplayer.h"
 #include "platform/prompt.h"
 
+#include <QDateTime>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
@@ -18,6 +21,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -78,6 +82,8 @@ LogoControls::~LogoControls()
 void LogoControls::start()
 {
     m_overlay->loadPictures();
+    m_pictureSignature = pictureSignature();
+    watchPictures();
     m_overlay->setClockFont(ClockFont::read(m_settings));
     m_overlay->placeAt(LogoPlace::read(m_settings).pixels());
     m_overlay->showTime(m_clock.now().time());
@@ -134,6 +140,14 @@ void LogoControls::switchChanged(Switch s, bool on)
 {
     switch (s) {
     case Switch::Logo:
+        if (on) {
+            // The file may have come (or changed) since it was last read.
+            m_overlay->loadPictures();
+            m_pictureSignature = pictureSignature();
+            if (!m_overlay->hasLogo())
+                m_prompt.inform(u"提示"_s, u"没有可显示的台标：数据文件夹中没有 %1，或它不是可读的图片（%2）"_s.arg(
+                                               DataDir::kLogo, m_dir.root()));
+        }
         m_overlay->setLogoShown(on);
         break;
     case Switch::ClockShow:
@@ -176,6 +190,46 @@ void LogoControls::dismissScreenSaver()
         return;
     m_saverDismissed = true;
     m_overlay->setScreenSaver(false);
+}
+
+QString LogoControls::pictureSignature() const
+{
+    QString signature;
+    for (const QString &name : {DataDir::kLogo, DataDir::kBackground}) {
+        const QFileInfo info(m_dir.fixedFile(name));
+        signature += info.fileName() + u'|' + QString::number(info.exists() ? info.size() : -1) + u'|'
+                     + QString::number(info.exists() ? info.lastModified().toMSecsSinceEpoch() : 0) + u'\n';
+    }
+    return signature;
+}
+
+void LogoControls::watchPictures()
+{
+    if (!m_pictureWatch) {
+        m_pictureWatch = new QFileSystemWatcher(this);
+        m_pictureSettle = new QTimer(this);
+        m_pictureSettle->setSingleShot(true);
+        m_pictureSettle->setInterval(500); // a copy takes a moment
+        connect(m_pictureWatch, &QFileSystemWatcher::directoryChanged, m_pictureSettle,
+                qOverload<>(&QTimer::start));
+        connect(m_pictureWatch, &QFileSystemWatcher::fileChanged, m_pictureSettle, qOverload<>(&QTimer::start));
+        connect(m_pictureSettle, &QTimer::timeout, this, [this] {
+            watchPictures(); // a file replaced by a rename is a new file
+            const QString now = pictureSignature();
+            if (now == m_pictureSignature)
+                return;
+            m_pictureSignature = now;
+            m_overlay->loadPictures();
+            m_keeper->raiseOverlays();
+        });
+    }
+    if (!m_pictureWatch->files().isEmpty())
+        m_pictureWatch->removePaths(m_pictureWatch->files());
+    if (m_pictureWatch->directories().isEmpty() && QFileInfo(m_dir.root()).isDir())
+        m_pictureWatch->addPath(m_dir.root());
+    for (const QString &name : {DataDir::kLogo, DataDir::kBackground})
+        if (const QString path = m_dir.fixedFile(name); QFileInfo::exists(path))
+            m_pictureWatch->addPath(path);
 }
 
 void LogoControls::reportWriteFailure()

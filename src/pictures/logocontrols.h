@@ -10,6 +10,9 @@ class QLineEdit;
 class QRect;
 class QWidget;
 
+class QFileSystemWatcher;
+class QTimer;
+
 namespace tav {
 
 class Clock;
@@ -73,6 +76,10 @@ private:
     QRect saverArea() const;
 
     void reportWriteFailure();
+    // The pictures are read again when their files change (a logo copied
+    // in while the station runs shows without a restart).
+    void watchPictures();
+    QString pictureSignature() const;
 
     Settings &m_settings;
     const DataDir &m_dir;
@@ -90,6 +97,9 @@ private:
     int m_quietSeconds = 0;
     bool m_saverDismissed = false;
     std::function<bool()> m_screenBusy;
+    QFileSystemWatcher *m_pictureWatch = nullptr;
+    QTimer *m_pictureSettle = nullptr;
+    QString m_pictureSignature;
 };
 
 } // namespace tav

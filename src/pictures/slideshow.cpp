@@ -108,6 +108,12 @@ void Slideshow::startTask(const PictureList &list)
     // The task's own music replaces the slideshow's: nothing to stop on the player.
     m_musicDelay.stop();
     m_musicItems.clear();
+    if (list.paths.isEmpty() && m_source == Source::Idle && m_showing) {
+        // A task without pictures of its own: the slideshow's pictures stay
+        // beside its music (a video item shows over them), until it ends.
+        setSource(Source::Task);
+        return;
+    }
     stopPictures();
     if (list.paths.isEmpty() || !m_display) {
         setSource(Source::None);

@@ -82,7 +82,9 @@ public:
     // screen, or music to play).
     bool startIdle();
     void stopIdle();
-    // A task started: its own pictures (none: the screen is the task's).
+    // A task started: its own pictures; without any, the idle pictures
+    // that are showing stay beside its music (none showing: the screen is
+    // the task's).
     void startTask(const PictureList &pictures);
     // The task ended: its pictures go.
     void stopTask();

@@ -52,7 +52,23 @@ constexpr const char *kDefaults[][2] = {
     {"load-stats-overlay", "no"},
     {"load-osd-console", "no"},
     {"load-auto-profiles", "no"},
+    // Hardware decoding is off (mpv's default); its interops (CUDA, VA-API)
+    // would still be probed by the video output, each failure a line of noise.
+    {"gpu-hwdec-interop", "no"},
 };
+
+// mpv tries PipeWire first; where no PipeWire runs, the PipeWire library
+// prints its missing client configuration on every start. The sound outputs
+// in mpv's own order, without PipeWire's when it has no socket to talk to.
+bool pipeWireRuns()
+{
+    if (qEnvironmentVariableIsSet("PIPEWIRE_REMOTE"))
+        return true;
+    QString dir = qEnvironmentVariable("PIPEWIRE_RUNTIME_DIR");
+    if (dir.isEmpty())
+        dir = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return !dir.isEmpty() && QFileInfo::exists(dir + u"/pipewire-0"_s);
+}
 
 QString takeMpvString(char *text)
 {
@@ -112,6 +128,8 @@ MpvPlayer::MpvPlayer(const QStringList &options, QObject *parent)
         if (rc < 0 && rc != MPV_ERROR_OPTION_NOT_FOUND)
             qWarning("mpv refused its default %s=%s: %s", option[0], option[1], mpv_error_string(rc));
     }
+    if (!pipeWireRuns())
+        mpv_set_option_string(mpv, "ao", "pulse,alsa,jack,sdl"); // an ao= option still decides
     for (const QString &option : options) {
         QString text = option.trimmed();
         if (text.startsWith(u"--"))

@@ -63,6 +63,13 @@ Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, S
         if (s == Setting::WorkStart || s == Setting::WorkEnd)
             reviewDay();
     });
+    // A task started by hand is over when its list is: the status says so.
+    connect(&m_playback, &PlaybackController::idle, this, [this] {
+        if (m_byHand && m_runningEnd.isEmpty()) {
+            m_byHand = false;
+            setStatus(kIdleTitle);
+        }
+    });
 }
 
 void Scheduler::startDay()
@@ -279,6 +286,7 @@ void Scheduler::startTask(const TodayTask &task, QDate today, const QString &end
         return;
     }
     emit playerWindowRequested();
+    m_byHand = false;
     m_runningEnd = end;
     m_playback.stop();
     setStatus(u"正在播放："_s + task.name());
@@ -369,6 +377,13 @@ void Scheduler::idleContentStarted()
 {
     setStatus(u"正在播放广告内容"_s);
     m_log.append(zh::datedLine(m_clock.now().date(), u"开播：广告内容"_s));
+}
+
+void Scheduler::startedByHand(const QString &name)
+{
+    m_byHand = true;
+    setStatus(u"正在播放："_s + name);
+    m_log.append(zh::datedLine(m_clock.now().date(), u"立即播放："_s + name));
 }
 
 NextTaskStatus Scheduler::nextTaskStatus() const

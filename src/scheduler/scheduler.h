@@ -115,6 +115,9 @@ public:
     void reviewDay();
     // The idle content (the advertising slideshow) really started.
     void idleContentStarted();
+    // The operator started a task by hand (立即播放): said on the status bar
+    // and in the message log as a timed start is.
+    void startedByHand(const QString &name);
     const QString &runningEnd() const { return m_runningEnd; }
     // The operator took the list over: the running task's end no longer stops it.
     void cancelRunningEnd()
@@ -178,6 +181,7 @@ private:
     bool m_enabled = false;
     QString m_runningEnd;
     QString m_status;
+    bool m_byHand = false; // the status tells of a task started by hand
     QDate m_day;
     QDateTime m_holdUntil;
     QDate m_shutdownDone; // the daily shutdown time fires once a day

@@ -56,6 +56,8 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <QSlider>
@@ -147,10 +149,19 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     connect(m_emergency, &QPushButton::clicked, this, [this] { toggleEmergency(u"主窗口"_s); });
 
     m_tabs = named(new QTabWidget, "SSTab1");
+    // Pages taller than the window scroll: a look with bigger controls
+    // does not grow the window past the screen.
+    const auto scrolling = [](QWidget *page) {
+        auto *area = new QScrollArea;
+        area->setWidget(page);
+        area->setWidgetResizable(true);
+        area->setFrameShape(QFrame::NoFrame);
+        return area;
+    };
     m_tabs->addTab(buildTaskPage(), u"定时任务"_s);
     m_tabs->addTab(buildPlayListPage(), u"播放列表"_s);
-    m_tabs->addTab(buildSettingsPage(), u"系统设置"_s);
-    m_tabs->addTab(buildStopPage(), u"停播与关机"_s);
+    m_tabs->addTab(scrolling(buildSettingsPage()), u"系统设置"_s);
+    m_tabs->addTab(scrolling(buildStopPage()), u"停播与关机"_s);
     m_tabs->addTab(buildAgendaPage(), u"一周节目表"_s);
     layout->addWidget(m_tabs, 3);
 
@@ -167,7 +178,7 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     messageButtons->addStretch();
     messageLayout->addLayout(messageButtons);
     connect(clear, &QPushButton::clicked, &m_station.log(), &MessageLog::clear);
-    connect(hide, &QPushButton::clicked, m_messages, &QWidget::hide);
+    connect(hide, &QPushButton::clicked, m_messages, &QWidget::hide); // the view menu brings it back
     layout->addWidget(m_messages, 1);
     setCentralWidget(central);
 
@@ -236,6 +247,12 @@ QWidget *MainForm1::buildTaskPage()
     m_grid = new TaskGrid;
     connect(m_grid, &QTableWidget::cellDoubleClicked, this, &MainForm1::modifyTask);
     layout->addWidget(m_grid, 1);
+    m_preview = named(new QListWidget, "ListPreview");
+    m_preview->setToolTip(u"选中任务的播放列表"_s);
+    m_preview->setMaximumHeight(120);
+    m_preview->hide();
+    layout->addWidget(m_preview);
+    connect(m_grid, &QTableWidget::itemSelectionChanged, this, &MainForm1::showPreview);
 
     auto *actions = new QHBoxLayout;
     auto *add = button("cmdNewAddTaskOK", u"新增任务"_s);
@@ -348,6 +365,8 @@ QCheckBox *MainForm1::switchBox(const char *name, const QString &text, Switch s)
             reloadTasks(); // today's list leaves out tasks outside the hours
         if (s == Switch::SecondMonitor)
             m_playerWindow->applyPlacement();
+        if (s == Switch::PreviewList)
+            showPreview();
         if (s == Switch::Captions) {
             if (on)
                 m_station.captionScroller().cmdStartNow_Click();
@@ -546,6 +565,20 @@ void MainForm1::openCaptions()
     }
     m_captionEditor->show();
     m_captionEditor->raise();
+    // The strip stays above every window: the editor goes clear of it.
+    if (m_captionStrip->isVisible()) {
+        const QRect strip = m_captionStrip->frameGeometry();
+        QRect editor = m_captionEditor->frameGeometry();
+        if (editor.intersects(strip)) {
+            const QScreen *screen = m_captionStrip->screen();
+            const QRect area = screen ? screen->availableGeometry() : QRect();
+            if (strip.top() - area.top() >= editor.height() || strip.top() - area.top() >= area.bottom() - strip.bottom())
+                editor.moveBottom(strip.top() - 1);
+            else
+                editor.moveTop(strip.bottom() + 1);
+            m_captionEditor->move(editor.topLeft());
+        }
+    }
 }
 
 void MainForm1::openPictures()
@@ -733,6 +766,14 @@ void MainForm1::buildMenus()
     connect(m_autoRunAction, &QAction::triggered, this, setAutoRun);
 
     QMenu *view = menuBar()->addMenu(u"视窗(&V)"_s);
+    // The message pane: 隐藏 hides it, this brings it back.
+    QAction *tips = action(view, "mnuTips", u"显示消息区"_s);
+    tips->setCheckable(true);
+    tips->setChecked(true);
+    connect(tips, &QAction::toggled, m_messages, &QWidget::setVisible);
+    connect(findChild<QPushButton *>(u"cmdTipsHide"_s), &QPushButton::clicked, tips,
+            [tips] { tips->setChecked(false); });
+    view->addSeparator();
     connect(action(view, "mnuMini", u"迷你视窗"_s), &QAction::triggered, this, [this] {
         if (!m_playerWindow->isMini())
             m_playerWindow->toggleMiniView();
@@ -798,14 +839,14 @@ void MainForm1::buildStatusBar()
     const auto showTimeHealth = [this] {
         const TimeHealth::Status status = m_station.timeKeeper().status();
         m_timeHealth->setText(status.text);
-        m_timeHealth->setStyleSheet(status.warning ? u"color: #c00000; font-weight: bold;"_s : QString());
+        Skins::markWarning(*m_timeHealth, status.warning);
     };
     connect(&m_station.timeKeeper(), &TimeKeeper::statusChanged, this, showTimeHealth);
     showTimeHealth();
     bar->addPermanentWidget(m_timeHealth);
     // Data files that cannot be read or saved, until they can.
     m_dataFaults = named(new QLabel, "lblDataFaults");
-    m_dataFaults->setStyleSheet(u"color: #c00000; font-weight: bold;"_s);
+    Skins::markWarning(*m_dataFaults, true);
     const auto showDataFaults = [this] {
         const QStringList faults = DataFaults::instance().outstanding();
         m_dataFaults->setText(faults.isEmpty() ? QString() : u"数据文件故障：%1"_s.arg(faults.join(u'；')));
@@ -917,6 +958,16 @@ void MainForm1::startUp()
         m_station.setFreshPlayWindow(frmPlay::freshPlace());
     m_station.start();
     loadControls();
+    // Where the console was at the last exit or trip to the tray.
+    const QStringList place = m_station.settings().text(Setting::ConsolePlace).split(u',');
+    if (place.size() == 4) {
+        int v[4];
+        bool ok = true;
+        for (int i = 0; i < 4 && ok; ++i)
+            v[i] = place[i].trimmed().toInt(&ok);
+        if (ok && v[2] > 0 && v[3] > 0)
+            restorePlace(QRect(v[0], v[1], v[2], v[3]));
+    }
     m_logo->start();
     if (m_station.settings().isOn(Switch::Captions))
         m_station.captionScroller().cmdStartNow_Click();
@@ -928,14 +979,9 @@ void MainForm1::startUp()
     m_playerWindow->applyPlacement(); // the stored size is known only now; shown when needed
 
     // The station's own background picture, when the operator put one in.
-    for (const QString &name : {u"BG800X600.JPG"_s, u"BG800X600.jpg"_s}) {
-        const QString path = m_station.dataDir().file(name);
-        if (QFileInfo::exists(path)) {
-            findChild<QWidget *>(u"picTitle"_s)->setStyleSheet(
-                u"#picTitle { border-image: url(\"%1\") 0 0 0 0 stretch stretch; }"_s.arg(path));
-            break;
-        }
-    }
+    if (const QString path = m_station.dataDir().fixedFile(DataDir::kTitlePicture); QFileInfo::exists(path))
+        findChild<QWidget *>(u"picTitle"_s)->setStyleSheet(
+            u"#picTitle { border-image: url(\"%1\") 0 0 0 0 stretch stretch; }"_s.arg(path));
 }
 
 void MainForm1::loadControls()
@@ -948,6 +994,7 @@ void MainForm1::loadControls()
     m_workStart->setTime(timeOf(s.workStart()));
     m_workEnd->setTime(timeOf(s.workEnd()));
     m_closeComputer->setChecked(s.isOn(Switch::ShutdownAtTime));
+    showPreview();
     m_closeTime->setTime(timeOf(s.shutdownTime()));
     m_channels[m_station.playback().channel()]->setChecked(true);
     m_volume->setValue(m_station.playback().slider());
@@ -970,7 +1017,9 @@ void MainForm1::loadControls()
 
 void MainForm1::applySkin(int skin)
 {
+    const QSize before = size();
     Skins::apply(*qApp, Skins::Skin(skin), m_colour->value());
+    resize(before); // a look changes the controls, not the window
     m_station.settings().setText(Setting::Skin, Skins::toSetting(Skins::Skin(skin)));
     // The plain look follows the desktop's colours.
     m_colour->setEnabled(Skins::hueAdjustable(Skins::Skin(skin)));
@@ -1047,6 +1096,7 @@ void MainForm1::playOne()
         PlaybackController &playback = m_station.playback();
         playback.setSlider(r.volume.toInt());
         playback.startTask(r.mode, m_station.tasks().readMediaList(r.name));
+        m_station.scheduler().startedByHand(r.name);
         m_playingName->setText(u"正在播放："_s + r.name);
         m_grid->PlayTaskColor(r.name);
         m_tabs->setCurrentIndex(1);
@@ -1168,6 +1218,26 @@ void MainForm1::showLog()
     }
 }
 
+// 预览列表: the selected task's media under the grid, while the switch is on.
+void MainForm1::showPreview()
+{
+    const bool on = m_station.settings().isOn(Switch::PreviewList);
+    m_preview->setVisible(on);
+    m_preview->clear();
+    if (!on)
+        return;
+    const int section = m_grid->selectedSection();
+    for (const TaskRecord &r : m_station.tasks().rows()) {
+        if (r.section != section)
+            continue;
+        const QStringList media = m_station.tasks().readMediaList(r.name);
+        m_preview->addItems(media);
+        if (media.isEmpty())
+            m_preview->addItem(u"（“%1”的列表为空）"_s.arg(r.name));
+        return;
+    }
+}
+
 // The status label's resting text: what the schedule says, else the title.
 void MainForm1::showIdleStatus()
 {
@@ -1185,7 +1255,7 @@ void MainForm1::onSecond()
         status = NextTaskStatus{{}, {}, false, status.workHours}; // no next task while the schedule rests
     m_nextTask->setText(status.next);
     m_remaining->setText(status.remaining);
-    m_remaining->setStyleSheet(status.lastTen ? u"color: #c00000; font-weight: bold;"_s : QString());
+    Skins::markWarning(*m_remaining, status.lastTen);
     m_workHours->setText(status.workHours);
 }
 
@@ -1193,7 +1263,7 @@ void MainForm1::bringToFront()
 {
     // Back where it was when it went to the tray, whatever the window manager chooses.
     if (!isVisible() && m_shownGeometry.isValid())
-        setGeometry(m_shownGeometry);
+        restorePlace(m_shownGeometry);
     m_logo->dismissScreenSaver();
     showNormal();
     raise();
@@ -1202,14 +1272,46 @@ void MainForm1::bringToFront()
 
 void MainForm1::hideToTray()
 {
-    m_shownGeometry = geometry();
+    keepPlace();
     hide();
+}
+
+void MainForm1::keepPlace()
+{
+    if (!isVisible())
+        return;
+    m_shownGeometry = QRect(pos(), size()); // pos() is the frame's, as move() takes it
+    const QString text = u"%1,%2,%3,%4"_s.arg(m_shownGeometry.x())
+                             .arg(m_shownGeometry.y())
+                             .arg(m_shownGeometry.width())
+                             .arg(m_shownGeometry.height());
+    if (text != m_station.settings().text(Setting::ConsolePlace))
+        m_station.settings().setText(Setting::ConsolePlace, text);
+}
+
+void MainForm1::restorePlace(QRect place)
+{
+    const QScreen *screen = QGuiApplication::screenAt(place.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (screen) {
+        const QRect area = screen->availableGeometry();
+        // The frame around the client area, as far as it is known yet.
+        const QSize frame = isVisible() ? frameGeometry().size() - geometry().size() : QSize(0, 0);
+        place.setSize(place.size().boundedTo(area.size() - frame).expandedTo(minimumSizeHint()));
+        const QSize outer = place.size() + frame;
+        place.moveLeft(qBound(area.left(), place.x(), qMax(area.left(), area.right() + 1 - outer.width())));
+        place.moveTop(qBound(area.top(), place.y(), qMax(area.top(), area.bottom() + 1 - outer.height())));
+    }
+    resize(place.size());
+    move(place.topLeft());
 }
 
 void MainForm1::requestExit()
 {
     if (!m_station.prompt().ask(u"提示"_s, u"确定退出软件吗?"_s, false))
         return;
+    keepPlace();
     m_exiting = true;
     m_tray->hide();
     m_station.shutDown();

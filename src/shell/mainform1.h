@@ -144,6 +144,8 @@ private:
     QLabel *m_dataFaults = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
+    QListWidget *m_preview = nullptr; // 预览列表: the selected task's media
+    void showPreview();
     QLabel *m_playingName = nullptr;
     QSlider *m_volume = nullptr;
     QPushButton *m_playMode = nullptr;
@@ -166,7 +168,11 @@ private:
     QLabel *m_remaining = nullptr;
     QLabel *m_workHours = nullptr;
     QLabel *m_mediaName = nullptr;
-    QRect m_shownGeometry; // where the window was when it went to the tray
+    QRect m_shownGeometry; // where the window was (frame position, size) when it went to the tray
+    // The console's place is kept over a restart and always put back on a
+    // screen, whole when it fits.
+    void keepPlace();
+    void restorePlace(QRect place);
     QAction *m_autoRunAction = nullptr;
     QAction *m_statusBarAction = nullptr;
     QActionGroup *m_skins = nullptr;

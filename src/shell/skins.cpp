@@ -6,6 +6,7 @@
 #include <QColor>
 #include <QFile>
 #include <QRegularExpression>
+#include <QStyle>
 #include <QWidget>
 
 #include <cmath>
@@ -195,9 +196,27 @@ QString Skins::rotateHue(const QString &qss, int degrees)
     return out;
 }
 
+QString Skins::warningRule(Skin skin)
+{
+    // Red that reads on the look's own ground: deep on the light looks,
+    // light on the dark one. Not turned with the hue: a warning stays red.
+    const QString colour = skin == Skin::Skin2 ? u"#ff8a80"_s : u"#c00000"_s;
+    return u"\n*[warning=\"true\"] { color: %1; font-weight: bold; }\n"_s.arg(colour);
+}
+
 void Skins::apply(QApplication &app, Skin skin, int hue)
 {
-    app.setStyleSheet(styleSheet(skin, qBound(kHueMin, hue, kHueMax)));
+    app.setStyleSheet(styleSheet(skin, qBound(kHueMin, hue, kHueMax)) + warningRule(skin));
+}
+
+void Skins::markWarning(QWidget &widget, bool on)
+{
+    if (widget.property("warning").toBool() == on)
+        return;
+    widget.setProperty("warning", on);
+    widget.style()->unpolish(&widget);
+    widget.style()->polish(&widget);
+    widget.update();
 }
 
 void Skins::setAero(QWidget &window, bool on)

@@ -46,6 +46,10 @@ public:
     static QString rotateHue(const QString &qss, int degrees);
 
     static void apply(QApplication &app, Skin skin, int hue);
+    // A text that warns (the clock not trusted, a data file at fault): red
+    // in a shade that keeps its contrast on every look.
+    static void markWarning(QWidget &widget, bool on);
+    static QString warningRule(Skin skin);
 
     // The Aero switch: the window turns slightly translucent. Needs a
     // compositing window manager (X11 or Wayland); the offscreen platform

@@ -2,6 +2,7 @@
 
 #include "core/clock.h"
 #include "core/datadir.h"
+#include "core/ini.h"
 #include "core/settings.h"
 #include "scheduler/stopdates.h"
 #include "scheduler/taskagenda.h"
@@ -93,7 +94,9 @@ void WeekAhead::watch(const DataDir &dir)
         connect(m_watcher, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
     }
     m_dir = dir.root();
-    m_ignored = QFileInfo(dir.playLog()).fileName();
+    m_ignored = {QFileInfo(dir.playLog()).fileName(), kNoticeFile};
+    m_notices = dir.file(kNoticeFile);
+    m_reportedOn = QDate();
     rewatch();
 }
 
@@ -111,7 +114,7 @@ bool WeekAhead::rewatch()
     QString signature;
     const QFileInfoList infos = QDir(m_dir).entryInfoList({u"*.ini"_s, u"*.INI"_s, u"*.txt"_s}, QDir::Files);
     for (const QFileInfo &info : infos) {
-        if (info.fileName() == m_ignored)
+        if (m_ignored.contains(info.fileName()))
             continue;
         files.append(info.filePath());
         signature += info.fileName() + u'|' + QString::number(info.size()) + u'|'
@@ -127,18 +130,52 @@ bool WeekAhead::rewatch()
 QStringList WeekAhead::newWarnings(const QList<AgendaItem> &items)
 {
     const QDate today = m_clock.now().date();
-    if (m_reportedOn != today) {
-        m_reportedOn = today;
-        m_reported.clear();
-    }
+    if (m_reportedOn != today)
+        recallReported(today);
     QStringList fresh;
-    for (const QString &line : agenda::warnings(items)) {
-        if (!m_reported.contains(line)) {
-            m_reported.insert(line);
+    for (const auto &[key, line] : agenda::keyedWarnings(items)) {
+        if (!m_reported.contains(key)) {
+            m_reported.insert(key);
             fresh.append(line);
         }
     }
+    if (!fresh.isEmpty())
+        keepReported();
     return fresh;
+}
+
+namespace {
+const QString kNoticeSection = u"已提醒"_s;
+const QString kDateKey = u"日期"_s;
+} // namespace
+
+void WeekAhead::recallReported(QDate today)
+{
+    m_reportedOn = today;
+    m_reported.clear();
+    if (m_notices.isEmpty())
+        return;
+    const auto doc = IniFile(m_notices).read();
+    if (doc->value(kNoticeSection, kDateKey) != today.toString(Qt::ISODate))
+        return;
+    for (const QString &key : doc->keys(kNoticeSection))
+        if (key.compare(kDateKey, Qt::CaseInsensitive) != 0)
+            m_reported.insert(doc->value(kNoticeSection, key).replace(u"<分>"_s, u"\n"_s));
+}
+
+void WeekAhead::keepReported() const
+{
+    if (m_notices.isEmpty())
+        return;
+    QList<std::pair<QString, QString>> entries{{kDateKey, m_reportedOn.toString(Qt::ISODate)}};
+    QStringList keys(m_reported.cbegin(), m_reported.cend());
+    keys.sort();
+    for (qsizetype i = 0; i < keys.size(); ++i)
+        entries.append({QString::number(i + 1), QString(keys[i]).replace(u'\n', u"<分>"_s)});
+    IniFile file(m_notices);
+    IniDocument doc = *file.read();
+    doc.replaceSection(kNoticeSection, entries);
+    file.write(doc); // a failure is told by the file layer
 }
 
 } // namespace tav

@@ -45,8 +45,11 @@ public:
     void watch(const DataDir &dir);
 
     // The things to fix in the coming week that have not been reported
-    // today yet; each is reported once a day.
+    // today yet; each problem of each start is reported once a day, whatever
+    // the date it is first seen on, and, with a data folder watched, over a
+    // restart too (the reported ones are kept in kNoticeFile).
     QStringList newWarnings(const QList<AgendaItem> &items);
+    static inline const QString kNoticeFile = QStringLiteral("【NOTICE】.ini");
 
     // The data folder's coming days as lines, for the command line; the
     // files are only read. Returns the exit status.
@@ -57,12 +60,15 @@ signals:
 
 private:
     bool rewatch();
+    void recallReported(QDate today);
+    void keepReported() const;
 
     const Clock &m_clock;
     std::vector<std::unique_ptr<AgendaLane>> m_lanes;
     QFileSystemWatcher *m_watcher = nullptr;
     QString m_dir;
-    QString m_ignored;   // the play log's name: its lines are no edit
+    QStringList m_ignored; // the play log's and the notices' names: no edits
+    QString m_notices;     // where the day's reported problems are kept
     QString m_signature; // names, sizes and times of the watched files
     QTimer m_settle;
     QDate m_reportedOn;

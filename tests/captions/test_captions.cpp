@@ -152,6 +152,17 @@ TEST_F(CaptionTest, SettingsRoundTripAndBadValuesAreReportedAndReplaced)
     book.load();
     EXPECT_EQ(book.settings(), s);
 
+    // Numbers are read as numbers: a fraction stays, text after the digits goes.
+    d.write(u"【CONTROL】.ini"_s, u"[字体]\nSize=10.5\n[跳跃速度]\nJUMP= 12ms\n[速度]\nMOVE=2.6\n"_s);
+    log.clear();
+    book.load();
+    EXPECT_DOUBLE_EQ(book.settings().fontSize, 10.5);
+    EXPECT_EQ(book.settings().jump, 12);
+    EXPECT_EQ(book.settings().move, 3);
+    EXPECT_TRUE(log.text().isEmpty()) << log.text().toStdString();
+    ASSERT_TRUE(book.saveSettings(book.settings()));
+    EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"Size=10.5\r\n"_s));
+
     // Words where numbers belong: each reported, each keeps its default.
     d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=快\n[跳跃速度]\nJUMP=0\n[高度位置]\nY=abc\n[字幕播放方式]\nManner=7\n"
                        "[字幕切换时间]\ntitleChangeTime=5\n[字体]\nBold=也许\n"_s);
@@ -211,18 +222,24 @@ TEST_F(CaptionTest, LoopReturnsToTheFirstCaptionAndSkipsThoseThatAreOff)
     EXPECT_EQ(started.size(), 3);
 }
 
-TEST_F(CaptionTest, OnceInOrderStopsAfterTheLastCaption)
+// Once through, the last caption stays on the strip where it stands.
+TEST_F(CaptionTest, OnceInOrderStopsOnTheLastCaption)
 {
     book.add(on("08:00:00", "09:00:00", u"一"_s));
     book.add(on("09:00:00", "10:00:00", u"二"_s));
     setManner(CaptionSettings::OnceInOrder);
+    QSignalSpy moving(&scroller, &CaptionScroller::movingChanged);
     scroller.playMode();
     runTo("2026-11-25 08:01:00");
     EXPECT_EQ(scroller.text(), u"二"_s);
-    EXPECT_TRUE(scroller.isVisible());
     runTo("2026-11-25 08:02:00");
     EXPECT_FALSE(scroller.isRunning());
-    EXPECT_FALSE(scroller.isVisible());
+    EXPECT_TRUE(scroller.isVisible());
+    EXPECT_EQ(scroller.text(), u"二"_s);
+    ASSERT_FALSE(moving.isEmpty());
+    EXPECT_FALSE(moving.last().at(0).toBool());
+    runTo("2026-11-25 08:05:00");
+    EXPECT_EQ(scroller.text(), u"二"_s);
 }
 
 TEST_F(CaptionTest, EmptyListShowsNothing)
@@ -260,6 +277,9 @@ TEST_F(CaptionTest, TimedCaptionRunsFromItsMinuteToItsEnd)
     EXPECT_FALSE(scroller.isVisible());
     EXPECT_FALSE(scroller.isMoving());
     EXPECT_TRUE(scroller.isChecking()); // the next one comes at its time
+    // 停止滚动 stops what runs, not the check: the next one still comes.
+    scroller.cmdSRstop_Click();
+    EXPECT_TRUE(scroller.isChecking());
     runTo("2026-11-25 08:10:05");
     EXPECT_EQ(scroller.text(), u"放学"_s);
     EXPECT_TRUE(scroller.isVisible());

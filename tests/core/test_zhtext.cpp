@@ -17,3 +17,13 @@ TEST(ZhText, TimesOfDayParseStrictly)
     EXPECT_FALSE(zh::parseShortDate(u"2026/13/1"_s).isValid());
     EXPECT_EQ(zh::durationText(3725), u"01:02:05");
 }
+
+TEST(ZhText, SettingsAreReadAsTheNumberTheyBeginWith)
+{
+    const std::pair<QString, std::optional<double>> cases[] = {
+        {u"10.5"_s, 10.5}, {u" 12px"_s, 12.0}, {u"-3"_s, -3.0}, {u"+.5"_s, 0.5}, {u"2e2x"_s, 200.0},
+        {u"7."_s, 7.0},    {u"abc"_s, std::nullopt}, {u""_s, std::nullopt}, {u"."_s, std::nullopt},
+        {u"１２"_s, std::nullopt}, {u"- 3"_s, std::nullopt}};
+    for (const auto &[text, number] : cases)
+        EXPECT_EQ(zh::leadingNumber(text), number) << text.toStdString();
+}

@@ -527,28 +527,6 @@ TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOne
     EXPECT_TRUE(skipped.playLog().contains(u"补播：晨钟，应于2:30:00开播，晚了30分")) << skipped.playLog().toStdString();
 }
 
-TEST(HeadlessClockSteps, AutumnsRepeatedHourStartsNothingTwice)
-{
-    if (!FakeTime::available())
-        GTEST_SKIP() << "libfaketime is not installed";
-    Station st;
-    addTasks(st, {{u"甲"_s, u"2:59:51"_s, u"3:30:00"_s},
-                  {u"乙"_s, u"2:59:53"_s, u"3:30:00"_s},
-                  {u"丙"_s, u"2:59:55"_s, u"3:30:00"_s}});
-    FakeTime clock(st, utcOf("2026-10-25T00:59:49Z"), u"Europe/Berlin"_s); // 2:59:49 CEST
-    st.start();
-    ASSERT_TRUE(waitFor([&] { return st.starts(u"丙"_s) == 1; }, 12000)) << st.traceText().toStdString();
-    ASSERT_TRUE(waitFor([&] { return st.playLog().contains(u"夏令时切换：本地时间向后调整1小时"); }, 8000))
-        << st.playLog().toStdString();
-    // Now 2:00:0x CET: on to the repeated 2:59:5x without waiting an hour.
-    clock.step(3600 - 15);
-    QThread::msleep(10000);
-    st.stop();
-    for (const QString &task : {u"甲"_s, u"乙"_s, u"丙"_s})
-        EXPECT_EQ(st.starts(task), 1) << task.toStdString() << st.traceText().toStdString();
-    EXPECT_TRUE(st.playLog().contains(u"时钟回拨，不重复开播")) << st.playLog().toStdString();
-}
-
 namespace {
 
 struct Answer

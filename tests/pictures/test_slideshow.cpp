@@ -483,3 +483,23 @@ TEST_F(SlideshowTest, TheIdleSwitchTimeIsHeldToItsRange)
     ASSERT_TRUE(show.play(s));
     EXPECT_EQ(show.intervalSeconds(), 60);
 }
+
+// A sound-only task without pictures of its own, with the slideshow on: its
+// pictures stay beside the music instead of a black player window.
+TEST_F(StationSlideshowTest, ATaskWithoutPicturesKeepsTheSlideshowsPictures)
+{
+    d.write(u"早间新闻.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/news.mp3\n"_s);
+    startStation(true);
+    QCoreApplication::processEvents();
+    ASSERT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+    QSignalSpy video(&station->playback(), &tav::PlaybackController::videoVisibilityChanged);
+    second("2026-11-23 09:00:00");
+    ASSERT_EQ(video.count(), 1);
+    EXPECT_FALSE(video.at(0).at(0).toBool()); // the video gives way to the pictures
+    EXPECT_TRUE(station->slideshow().isShowing());
+    EXPECT_EQ(station->slideshow().currentPicture(), u"/ad.jpg");
+    EXPECT_FALSE(station->slideshow().isMusicPending()); // the task's sound, not the slideshow's
+    EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
+    second("2026-11-23 09:00:11");
+    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+}

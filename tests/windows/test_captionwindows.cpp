@@ -250,6 +250,24 @@ TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedAndComesBackFromTheRight)
     EXPECT_EQ(strip->position(), stood);
 }
 
+// The next caption replaces the text where it stands and moves on from there.
+TEST_F(CaptionWindows, ANewCaptionTakesThePlaceOfTheLastOne)
+{
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=甲\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
+                                u"[Scroll2]\ncontent=乙\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=4\n[跳跃速度]\nJUMP=2\n"_s);
+    open();
+    ASSERT_EQ(strip->caption(), u"甲"_s);
+    QTest::qWait(100);
+    const double before = strip->position();
+    EXPECT_LT(before, strip->width() - 100); // on its way
+    clock.advance(60);
+    scroller.onSecond();
+    ASSERT_EQ(strip->caption(), u"乙"_s);
+    EXPECT_LE(strip->position(), before);
+    EXPECT_GT(strip->position(), before - 60);
+}
+
 TEST_F(CaptionWindows, PreviewRunsTheSampleText)
 {
     d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=甲\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);

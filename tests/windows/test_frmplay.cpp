@@ -38,44 +38,30 @@ protected:
     QWidget *videoParent() const { return play->video()->parentWidget(); }
 };
 
+// The stored pixels as they stand; missing or non-numeric values count 0.
 TEST_F(PlayerWindowTest, StoredSizeIsAppliedAsLogicalPixels)
 {
-    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
-    start();
+    start(); // no 【CONTROL】.ini at all
+    EXPECT_EQ(play->geometry(), QRect(0, 0, 0, 0));
     EXPECT_EQ(play->objectName(), u"frmPlay");
     EXPECT_EQ(play->video()->objectName(), u"wmp1");
-    EXPECT_EQ(play->geometry(), QRect(0, 0, 800, 600));
     EXPECT_TRUE(play->windowFlags().testFlag(Qt::FramelessWindowHint));
+    const struct { QStringList stored; QRect placed; } cases[] = {
+        {{u"600"_s, u"800"_s, u"0"_s, u"0"_s}, {0, 0, 800, 600}},
+        {{u"360"_s, u"640"_s, u"20"_s, u"30"_s}, {30, 20, 640, 360}},
+        {{u"360"_s, u"640"_s, u"abc"_s, u"12x"_s}, {0, 0, 640, 360}},
+    };
+    for (const auto &c : cases) {
+        writeSize(c.stored[0], c.stored[1], c.stored[2], c.stored[3]);
+        start();
+        QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
+        play->windowSize();
+        EXPECT_EQ(play->geometry(), c.placed) << c.stored.join(u',').toStdString();
+        ASSERT_EQ(applied.size(), 1);
+        EXPECT_EQ(applied.at(0), (QVariantList{c.placed.height(), c.placed.width(), c.placed.y(), c.placed.x()}));
+    }
 
-    writeSize(u"360"_s, u"640"_s, u"20"_s, u"30"_s);
-    start();
-    QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
-    play->windowSize();
-    EXPECT_EQ(play->geometry(), QRect(30, 20, 640, 360));
-    ASSERT_EQ(applied.size(), 1);
-    EXPECT_EQ(applied.at(0), (QVariantList{360, 640, 20, 30}));
-}
-
-TEST_F(PlayerWindowTest, MissingOrNonNumericSizesCountZero)
-{
-    start(); // no 【CONTROL】.ini at all
-    EXPECT_EQ(play->geometry().topLeft(), QPoint(0, 0));
-    EXPECT_EQ(play->width(), 0);
-    EXPECT_EQ(play->height(), 0);
-
-    writeSize(u"abc"_s, u"800"_s, u""_s, u"12x"_s);
-    start();
-    const tav::frmPlay::PlaySize size = play->storedSize();
-    EXPECT_EQ(size.height, 0);
-    EXPECT_EQ(size.width, 800);
-    EXPECT_EQ(size.top, 0);
-    EXPECT_EQ(size.left, 0);
-}
-
-TEST_F(PlayerWindowTest, SavedSizesArePlacedAgainOnce)
-{
-    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
-    start();
+    // Saved sizes are placed again, once for the four keys.
     QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
     settings->setText(tav::Setting::PlayHeight, u"300"_s);
     settings->setText(tav::Setting::PlayWidth, u"400"_s);
@@ -115,7 +101,7 @@ TEST_F(PlayerWindowTest, BetweenItemsTheBackgroundPictureIsStretchedElseBlack)
     QImage picture(8, 4, QImage::Format_RGB32);
     picture.fill(QColor(200, 30, 30));
     picture.setPixelColor(7, 3, QColor(30, 30, 200)); // bottom right: stretched, it reaches the corner
-    ASSERT_TRUE(picture.save(d.file(u"Vbg.jpg"_s), "PNG"));
+    ASSERT_TRUE(picture.save(d.file(u"VBG.JPG"_s), "PNG")); // any case, as a Windows folder may have it
     start();
     play->show();
     for (QWidget *shown : {static_cast<QWidget *>(play->video()), static_cast<QWidget *>(play.get())}) {
@@ -129,22 +115,20 @@ TEST_F(PlayerWindowTest, BetweenItemsTheBackgroundPictureIsStretchedElseBlack)
 
 TEST(PlayerWindowSizeCheck, WholeNumbersInRange)
 {
-    using tav::frmPlay;
-    EXPECT_TRUE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s));
-    EXPECT_TRUE(frmPlay::validSize(u" 1"_s, u"10000"_s, u"-10000"_s, u"10000"_s));
-    EXPECT_TRUE(frmPlay::validSize(u"1"_s, u"1"_s, u"-5"_s, u"+5"_s));
-    // height and width
-    EXPECT_FALSE(frmPlay::validSize(u"0"_s, u"800"_s, u"0"_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"10001"_s, u"0"_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"-600"_s, u"800"_s, u"0"_s, u"0"_s));
-    // top and left
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"-10001"_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"10001"_s));
-    // not whole numbers, or empty
-    EXPECT_FALSE(frmPlay::validSize(u"600.5"_s, u"800"_s, u"0"_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"8OO"_s, u"0"_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u""_s, u"0"_s));
-    EXPECT_FALSE(frmPlay::validSize(u"600"_s, u"800"_s, u"0"_s, u"1e3"_s));
+    // Height, width, top, left: sizes 1 … 10000, places ±10000, whole numbers only.
+    const struct { const char *text; bool valid; } cases[] = {
+        {"600 800 0 0", true},         {" 1 10000 -10000 10000", true}, {"1 1 -5 +5", true},
+        {"0 800 0 0", false},          {"600 10001 0 0", false},        {"-600 800 0 0", false},
+        {"600 800 -10001 0", false},   {"600 800 0 10001", false},      {"600.5 800 0 0", false},
+        {"600 8OO 0 0", false},        {"600 800 _ 0", false},          {"600 800 0 1e3", false},
+    };
+    for (const auto &c : cases) {
+        QStringList f = QString::fromLatin1(c.text).split(u' ');
+        if (f.first().isEmpty()) // " 1": a leading blank
+            f = QStringList{u" "_s + f[1]} + f.mid(2);
+        f.replaceInStrings(u"_"_s, QString()); // "_": an empty field
+        EXPECT_EQ(tav::frmPlay::validSize(f[0], f[1], f[2], f[3]), c.valid) << c.text;
+    }
 }
 
 TEST_F(PlayerWindowTest, TheOneVideoMovesBetweenTheWindows)

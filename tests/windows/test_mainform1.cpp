@@ -100,6 +100,10 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheEditorIsMadeOnce)
     auto *editor = window->findChild<tav::frmMoveFont *>();
     ASSERT_NE(editor, nullptr);
     EXPECT_TRUE(editor->isVisible());
+    // The strip stays above every window: the editor opens clear of it.
+    EXPECT_FALSE(editor->frameGeometry().intersects(strip->frameGeometry()))
+        << editor->frameGeometry().y() << "+" << editor->frameGeometry().height() << " strip at "
+        << strip->frameGeometry().y();
     editor->hide();
     click("cmdScrollOpen");
     EXPECT_EQ(window->findChildren<tav::frmMoveFont *>().size(), 1);
@@ -187,6 +191,13 @@ TEST_F(MainWindowTest, MessagePaneFollowsTheLogAndClears)
     click("cmdTipsClear");
     EXPECT_EQ(get<QGroupBox>("Frame11")->title(), u"消息");
     EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().isEmpty());
+    // 隐藏 hides the pane; the view menu brings it back.
+    click("cmdTipsHide");
+    EXPECT_TRUE(get<QGroupBox>("Frame11")->isHidden());
+    auto *tips = get<QAction>("mnuTips");
+    EXPECT_FALSE(tips->isChecked());
+    tips->trigger();
+    EXPECT_FALSE(get<QGroupBox>("Frame11")->isHidden());
 }
 
 TEST_F(MainWindowTest, ExitAsksAndNoKeepsRunning)
@@ -518,6 +529,34 @@ TEST_F(MainWindowTest, RunningTaskIsMarkedWhilePlaying)
     click("CommandStopKey");
     EXPECT_TRUE(get<QLabel>("txtPlayingName")->text().isEmpty());
     EXPECT_FALSE(grid->isColoured(1));
+
+    // 立即播放 says so on the status bar and in the log, until its list is over.
+    selectTask(u"早操"_s);
+    click("cmdPlayOne");
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"正在播放：早操");
+    EXPECT_TRUE(station->log().text().contains(u"立即播放：早操"_s));
+    player.begin();
+    player.finish();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return get<QLabel>("Label2")->text() == u"Tavrel多媒体定时播放系统"; }, 3000))
+        << get<QLabel>("Label2")->text().toStdString();
+}
+
+// 预览列表 shows the selected task's list under the grid.
+TEST_F(MainWindowTest, PreviewListShowsTheSelectedTasksMedia)
+{
+    addTask(u"早操"_s, u"11:00:00"_s, u"11:00:20"_s, {u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s});
+    addTask(u"空"_s, u"12:00:00"_s, u"12:00:20"_s, {});
+    start();
+    auto *preview = get<QListWidget>("ListPreview");
+    selectTask(u"早操"_s);
+    EXPECT_TRUE(preview->isHidden());
+    click("chkViewList");
+    EXPECT_FALSE(preview->isHidden());
+    EXPECT_EQ(tav::test::texts(preview), (QStringList{u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s}));
+    selectTask(u"空"_s);
+    EXPECT_EQ(tav::test::texts(preview), QStringList{u"（“空”的列表为空）"_s});
+    click("chkViewList");
+    EXPECT_TRUE(preview->isHidden());
 }
 
 TEST_F(MainWindowTest, TasksMoveUpAndDownAndTheFileFollows)
@@ -540,16 +579,35 @@ TEST_F(MainWindowTest, TasksMoveUpAndDownAndTheFileFollows)
     EXPECT_EQ(tav::IniFile(d.file(u"【SONG】.ini"_s)).value(u"FileInfo3"_s, u"Name"_s), u"丙");
 }
 
-TEST_F(MainWindowTest, WindowComesBackFromTheTrayWhereItWas)
+TEST_F(MainWindowTest, WindowKeepsItsPlaceOnTheScreenThroughTheTrayLooksAndARestart)
 {
     start();
-    window->setGeometry(130, 90, 900, 640);
+    const QRect screen = window->screen()->availableGeometry();
+    window->setGeometry(screen.x() + 30, screen.y() + 20, screen.width() - 100, screen.height() - 80);
     window->show();
     const QRect was = window->geometry();
     window->hideToTray();
-    window->setGeometry(0, 0, 900, 640); // the window manager's idea
+    window->setGeometry(0, 0, 300, 200); // the window manager's idea
     window->bringToFront();
     EXPECT_EQ(window->geometry(), was);
+    // A look with bigger controls does not grow it.
+    for (const char *look : {"mnuQQ09", "mnuVista", "mnuQQ08", "mnuWindow"}) {
+        get<QAction>(look)->trigger();
+        QCoreApplication::processEvents();
+        EXPECT_EQ(window->size(), was.size()) << look;
+    }
+    // Left partly below and beside the screen: it comes back whole on it.
+    window->move(screen.right() - 100, screen.bottom() - 50);
+    window->hideToTray();
+    window->bringToFront();
+    EXPECT_TRUE(screen.contains(window->frameGeometry())) << window->frameGeometry().x() << ","
+                                                          << window->frameGeometry().y();
+    // Kept over a restart.
+    window->move(screen.x() + 10, screen.y() + 10);
+    window->hideToTray();
+    const QRect kept = window->geometry();
+    start();
+    EXPECT_EQ(window->geometry(), kept);
 }
 
 // Qt's own dialog texts and the calendar speak Chinese under any locale.
@@ -643,6 +701,15 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     ASSERT_NE(editor, nullptr);
     EXPECT_TRUE(editor->isVisible());
     EXPECT_EQ(editor->findChild<QLineEdit *>(u"TxtTaskName"_s)->text(), u"早操");
+
+    // Said once a day, over a restart and a later first day too.
+    tickAt("2026-11-23 12:40:00"); // today's 午休 is past: the problem is seen from tomorrow
+    start();
+    emit station->weekAhead().changed();
+    EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 1) << station->log().text().toStdString();
+    clock.set(at("2026-11-24 09:00:00"));
+    emit station->weekAhead().changed();
+    EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 2);
 }
 
 TEST_F(MainWindowTest, BackupMenusOpenOneDirectionAndTheClockStatusOpensNetworkTime)
@@ -650,7 +717,7 @@ TEST_F(MainWindowTest, BackupMenusOpenOneDirectionAndTheClockStatusOpensNetworkT
     start();
     auto *health = get<QPushButton>("lblTimeHealth");
     EXPECT_EQ(health->text(), u"时钟：从未校时"_s);
-    EXPECT_TRUE(health->styleSheet().contains(u"color"_s));
+    EXPECT_TRUE(health->property("warning").toBool()); // red, in every look
 
     const auto backupWindow = [this] { return window->findChild<QWidget *>(u"frmFileBak"_s); };
     get<QAction>("mnuBakTasks")->trigger();
@@ -692,7 +759,7 @@ TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->timeKeeper().current() == nullptr; }, 5000));
     auto *health = get<QPushButton>("lblTimeHealth");
     EXPECT_TRUE(health->text().endsWith(u"已校时"_s)) << health->text().toStdString();
-    EXPECT_TRUE(health->styleSheet().isEmpty());
+    EXPECT_FALSE(health->property("warning").toBool());
     EXPECT_TRUE(station->log().text().contains(u"网络校时已成功"_s));
 
     click("chkNetTime"); // off again: a day later nothing is asked

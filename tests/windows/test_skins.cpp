@@ -3,6 +3,9 @@
 #include "shell/skins.h"
 
 #include <QApplication>
+#include <QLabel>
+#include <QMainWindow>
+#include <QStatusBar>
 #include <QRegularExpression>
 #include <QTextBrowser>
 
@@ -63,7 +66,42 @@ TEST(SkinsApply, EachSkinAppliesItsOwnSheetTurnedByTheHueAndPlainClearsIt)
         }
     }
     Skins::apply(*qApp, Skin::Plain, 45);
-    EXPECT_TRUE(qApp->styleSheet().isEmpty());
+    EXPECT_EQ(qApp->styleSheet(), Skins::warningRule(Skin::Plain)); // the warnings' red only
+}
+
+// A warning on the status bar ("时钟：从未校时") reads on every look: the
+// contrast of its text with the ground around it, as drawn.
+TEST(SkinsApply, WarningsKeepTheirContrastInEveryLook)
+{
+    for (Skin skin : {Skin::Plain, Skin::Skin1, Skin::Skin2, Skin::Skin3}) {
+        Skins::apply(*qApp, skin, skin == Skin::Plain ? 0 : 150);
+        QMainWindow window;
+        auto *label = new QLabel(u"时钟：从未校时"_s);
+        window.statusBar()->addPermanentWidget(label);
+        window.setCentralWidget(new QWidget);
+        Skins::markWarning(*label, true);
+        window.resize(400, 200);
+        window.show();
+        QCoreApplication::processEvents();
+        // The bar drawn with its ground, where the label stands.
+        const QImage image = window.statusBar()->grab(label->geometry()).toImage().convertToFormat(QImage::Format_RGB32);
+        // The ground is the commonest colour; the text the one furthest from it.
+        QHash<QRgb, int> count;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                ++count[image.pixel(x, y)];
+        QRgb ground = 0;
+        for (auto it = count.cbegin(); it != count.cend(); ++it)
+            if (it.value() > count.value(ground))
+                ground = it.key();
+        double best = 1;
+        for (auto it = count.cbegin(); it != count.cend(); ++it) {
+            const double a = luminance(QColor(it.key())), b = luminance(QColor(ground));
+            best = std::max(best, (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05));
+        }
+        EXPECT_GE(best, 4.5) << "look " << Skins::toSetting(skin).toStdString();
+    }
+    Skins::apply(*qApp, Skin::Plain, 0);
 }
 
 TEST(SkinsHue, TurnsEveryColourOfTheRulesKeepingLuminance)
