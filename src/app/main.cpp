@@ -13,6 +13,7 @@
 #include "platform/shutdown.h"
 #include "shell/singleinstance.h"
 #include "shell/station.h"
+#include "remote/metricsserver.h"
 #include "shell/weekahead.h"
 
 // The headless build (tavplayer-headless) is this file without the console:
@@ -282,6 +283,21 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     if (!windowed) {
         station.printToConsole();
         station.start();
+    }
+    // The figures for a monitoring system, on a port of their own when asked for.
+    tav::MetricsServer metricsServer([&station] { return station.metrics().text(); });
+    const QString metricsListen =
+        command.isSet(u"metrics-listen"_s) ? command.value(u"metrics-listen"_s) : station.metricsListen();
+    if (!metricsListen.isEmpty()) {
+        QString why;
+        const QString line = metricsServer.listen(metricsListen, &why)
+                                 ? u"指标页面：http://%1:%2/metrics"_s.arg(
+                                       metricsServer.address().protocol() == QAbstractSocket::IPv6Protocol
+                                           ? u'[' + metricsServer.address().toString() + u']'
+                                           : metricsServer.address().toString())
+                                       .arg(metricsServer.port())
+                                 : why;
+        station.log().append(tav::zh::stampedLine(clock.now(), line));
     }
     // The libraries' loading tables go once the first seconds have bound the
     // functions the station uses at rest (see loadertables.h).

@@ -5,12 +5,10 @@
 #include <QObject>
 #include <QSet>
 #include <QStringList>
-#include <QTimer>
 
 #include <memory>
 #include <vector>
 
-class QFileSystemWatcher;
 class QTextStream;
 
 namespace tav {
@@ -23,8 +21,8 @@ class TaskStore;
 
 // What the station will play over the coming days, and why something will
 // not: every subsystem adds its lane; the answers come from the lanes' own
-// rules on the live data. changed() follows every edit of the data folder
-// (debounced), so a page or a watch can ask again.
+// rules on the live data. changed() follows every change of the data folder
+// (the station tells it), so a page or a watch can ask again.
 class WeekAhead : public QObject
 {
     Q_OBJECT
@@ -41,9 +39,6 @@ public:
 
     QList<AgendaItem> compute(int days = kDays) const;
 
-    // Watches the data folder's files; changed() comes once after a burst of writes.
-    void watch(const DataDir &dir);
-
     // The things to fix in the coming week that have not been reported
     // today yet; each is reported once a day.
     QStringList newWarnings(const QList<AgendaItem> &items);
@@ -56,15 +51,8 @@ signals:
     void changed();
 
 private:
-    bool rewatch();
-
     const Clock &m_clock;
     std::vector<std::unique_ptr<AgendaLane>> m_lanes;
-    QFileSystemWatcher *m_watcher = nullptr;
-    QString m_dir;
-    QString m_ignored;   // the play log's name: its lines are no edit
-    QString m_signature; // names, sizes and times of the watched files
-    QTimer m_settle;
     QDate m_reportedOn;
     QSet<QString> m_reported;
 };
