@@ -25,7 +25,7 @@ packages=(
   # through WebDriver for its tests
   qt6-httpserver-dev qt6-websockets-dev chromium chromium-driver python3-selenium
   # fleets: the synchroniser and the monitoring server used by the fleet tests
-  syncthing prometheus
+  syncthing prometheus curl
   # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
   dpkg-dev desktop-file-utils
 )

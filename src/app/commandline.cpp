@@ -40,6 +40,14 @@ bool isDayCount(const QString &value)
     return ok && days >= 1 && days <= 366;
 }
 
+// ADDR:PORT for a listener: IPv4, [IPv6], "*" or nothing, and a port.
+bool isListenAddress(const QString &value)
+{
+    static const QRegularExpression pattern(u"^(\\*|\\[[0-9A-Fa-f:.]+\\]|[0-9]{1,3}(\\.[0-9]{1,3}){3})?:([0-9]{1,5})$"_s);
+    const QRegularExpressionMatch match = pattern.match(value.trimmed());
+    return match.hasMatch() && match.captured(3).toInt() <= 65535;
+}
+
 QString pick(Language language, const QString &zh, const QString &en)
 {
     return language == Language::Chinese ? zh : en;
@@ -90,6 +98,12 @@ const QList<OptionEntry> &CommandLine::standardTable()
          .with = {kStation},
          .helpZh = u"把任务和媒体的计时事件追加到文件（精确到毫秒）"_s,
          .helpEn = u"append timing events of tasks and media items to FILE, in milliseconds"_s},
+        {.name = u"metrics-listen"_s,
+         .valueName = u"ADDR:PORT"_s,
+         .with = {kStation},
+         .helpZh = u"本次运行在 ADDR:PORT 提供 /metrics（Prometheus 文本格式），如 127.0.0.1:9464、*:9464；覆盖【CONTROL】.ini 中 [METRICS] 的 Listen"_s,
+         .helpEn = u"serve /metrics (Prometheus text format) on ADDR:PORT for this run, e.g. 127.0.0.1:9464 or *:9464; overrides Listen in [METRICS] of 【CONTROL】.ini"_s,
+         .accepts = isListenAddress},
         {.name = u"agenda"_s,
          .kind = OptionEntry::Verb,
          .helpZh = u"列出今后几天（默认7天）每次开播的日期、时间、类别、名称，以及会播放还是不播放的原因，然后退出"_s,

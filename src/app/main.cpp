@@ -16,6 +16,7 @@
 #include "shell/singleinstance.h"
 #include "shell/station.h"
 #include "shell/stationcommands.h"
+#include "remote/metricsserver.h"
 #include "shell/weekahead.h"
 #include "remote/webserver.h"
 
@@ -324,6 +325,21 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
             fail(why);
             webServer.reset();
         }
+    }
+    // The figures for a monitoring system, on a port of their own when asked for.
+    tav::MetricsServer metricsServer([&station] { return station.metrics().text(); });
+    const QString metricsListen =
+        command.isSet(u"metrics-listen"_s) ? command.value(u"metrics-listen"_s) : station.metricsListen();
+    if (!metricsListen.isEmpty()) {
+        QString why;
+        const QString line = metricsServer.listen(metricsListen, &why)
+                                 ? u"指标页面：http://%1:%2/metrics"_s.arg(
+                                       metricsServer.address().protocol() == QAbstractSocket::IPv6Protocol
+                                           ? u'[' + metricsServer.address().toString() + u']'
+                                           : metricsServer.address().toString())
+                                       .arg(metricsServer.port())
+                                 : why;
+        station.log().append(tav::zh::stampedLine(clock.now(), line));
     }
     // The libraries' loading tables go once the first seconds have bound the
     // functions the station uses at rest (see loadertables.h).

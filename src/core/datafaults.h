@@ -32,6 +32,9 @@ public:
     void setClock(const Clock *clock) { m_clock = clock; }
 
     void unreadable(const QString &path, const QString &why);
+    // A file changed by another program is not whole: what was loaded
+    // before stays in force.
+    void rejected(const QString &path, const QString &why);
     void unwritable(const QString &path, const QString &why, const QByteArray &bytes);
     void refusedName(const QString &name, const QString &what);
     // Something a file held that was left out: told once per `key` an hour.

@@ -551,6 +551,36 @@ std::shared_ptr<const IniDocument> IniFile::read(bool *readable) const
     return doc;
 }
 
+QString IniFile::notWholeReason() const
+{
+    if (!QFileInfo::exists(m_path))
+        return QString();
+    QByteArray bytes;
+    if (!readWholeFile(m_path, &bytes))
+        return u"无法读取"_s;
+    return notWholeReason(bytes);
+}
+
+QString IniFile::notWholeReason(const QByteArray &bytes)
+{
+    if (bytes.isEmpty())
+        return u"文件为空"_s;
+    const bool utf16 = bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF");
+    if (!utf16 && bytes.contains('\0'))
+        return u"文件含有空字节，可能未写完"_s;
+    if (utf16)
+        return bytes.contains('[') ? QString() : u"文件中没有任何节"_s;
+    for (qsizetype at = 0; at < bytes.size();) {
+        qsizetype end = bytes.indexOf('\n', at);
+        if (end < 0)
+            end = bytes.size();
+        if (QByteArrayView(bytes).sliced(at, end - at).trimmed().startsWith('['))
+            return QString();
+        at = end + 1;
+    }
+    return u"文件中没有任何节"_s;
+}
+
 bool IniFile::write(const IniDocument &doc, QString *error) const
 {
     const QByteArray bytes = doc.toBytes();

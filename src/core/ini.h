@@ -110,6 +110,11 @@ public:
 
     // `readable` is false when the file exists but could not be read.
     std::shared_ptr<const IniDocument> read(bool *readable = nullptr) const;
+    // Why the file, changed by another program, cannot be a data file
+    // written whole: it is empty, holds NUL bytes (outside UTF-16) or has no
+    // section at all. Empty text when it can be taken in, or is missing.
+    QString notWholeReason() const;
+    static QString notWholeReason(const QByteArray &bytes);
     bool write(const IniDocument &doc, QString *error = nullptr) const;
 
     QString value(const QString &section, const QString &key) const;

@@ -142,6 +142,19 @@ void Settings::load()
         m_texts[s] = read(placeOf(s));
 }
 
+void Settings::reload()
+{
+    const QHash<Switch, bool> switches = m_switches;
+    const QHash<Setting, QString> texts = m_texts;
+    load();
+    for (Switch s : kAllSwitches)
+        if (switches.value(s, false) != isOn(s))
+            emit switchChanged(s, isOn(s));
+    for (Setting s : kAllSettings)
+        if (texts.value(s) != text(s))
+            emit textChanged(s, text(s));
+}
+
 bool Settings::writeFreshDefaults(const PlayWindowPlace &place, QString *error)
 {
     // In the files' own order, so that a fresh file reads like the settings pages.

@@ -87,6 +87,9 @@ public:
     explicit Settings(const DataDir &dir, QObject *parent = nullptr);
 
     void load();
+    // load() again after another program changed the files: every option
+    // whose value changed is told as if it had been set here.
+    void reload();
     // No "【CONTROL】.ini" existed at the last load: a fresh station.
     bool isFresh() const { return m_fresh; }
     // Writes a fresh station's defaults, so that its files say what is in

@@ -259,6 +259,7 @@ void PlaybackController::checkProgress()
         return; // a backend that cannot tell is trusted; a stall has its time
     m_watchedSince = -1;
     const QString seconds = QString::number(m_stallMs / 1000);
+    emit deadAir();
     m_log.append(zh::stampedLine(m_clock.now(), u"文件错误:"_s + url));
     if (playing) {
         m_log.append(zh::stampedLine(m_clock.now(), u"播放中%1秒无声，重新打开声音输出"_s.arg(seconds)));

@@ -161,6 +161,7 @@ signals:
     void itemOpening(const QString &path); // an item is about to go to the player
     void modeChanged(tav::PlayMode mode);
     void idle();                       // sequential list done: status back to idle
+    void deadAir();                    // an item made no progress for the stall time
 
 private:
     void onError(const QString &url);

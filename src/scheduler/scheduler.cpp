@@ -10,6 +10,7 @@
 #include "scheduler/stopdates.h"
 #include "scheduler/taskstore.h"
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -118,6 +119,47 @@ void Scheduler::newDay(qint64 key)
     });
 }
 
+void Scheduler::reloadTasks()
+{
+    if (!m_day.isValid())
+        return; // start-up loads them
+    const QDateTime now = m_clock.now();
+    const qint64 key = wallKey(now.date(), zh::secondsOfDay(now.time()));
+    const quint64 generation = ++m_dayGeneration;
+    // Starts already made this second stay made; the ones after are held.
+    if (m_dayLoadingSince < 0)
+        m_dayLoadingSince = std::max(key - 1, m_startsDoneAt);
+    const DataDir dir = m_store.dataDir();
+    m_listReaders.start([this, generation, dir] {
+        QElapsedTimer took;
+        took.start();
+        QString why = TaskStore::incompleteReason(dir);
+        TaskStore::TaskFile file;
+        if (why.isEmpty()) {
+            file = TaskStore::readTaskFile(dir);
+            if (!file.readable)
+                why = u"无法读取"_s;
+        }
+        const qint64 readMs = took.elapsed();
+        QMetaObject::invokeMethod(this, [this, generation, file = std::move(file), why, readMs]() mutable {
+            if (generation != m_dayGeneration)
+                return; // a newer read or a new day took over
+            const qint64 from = std::exchange(m_dayLoadingSince, -1);
+            if (why.isEmpty())
+                m_store.apply(std::move(file), m_day);
+            emit tasksReloaded(why.isEmpty(), why, readMs);
+            const QDateTime now = m_clock.now();
+            if (!m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
+                return;
+            m_jumpedFrom = from;
+            m_catchUp = true;
+            tick();
+            m_jumpedFrom = -1;
+            m_catchUp = false;
+        }, Qt::QueuedConnection);
+    });
+}
+
 void Scheduler::delayStart(int seconds)
 {
     m_holdUntil = m_clock.now().addSecs(seconds);
@@ -212,6 +254,8 @@ void Scheduler::startDueTasks(QDate today, int t)
         return; // today's tasks are not in yet, or this second's starts are done
     m_startsDoneAt = key;
     QList<const TodayTask *> late, onTime;
+    // Seconds that went by without a tick: after a step, or a stall.
+    const qint64 gapFrom = m_jumpedFrom >= 0 ? m_jumpedFrom : m_lastKey;
     for (const TodayTask &task : m_store.today()) {
         if (task.start < 0 || !TaskStore::playsOn(task.days(), weekday, date))
             continue;
@@ -219,6 +263,9 @@ void Scheduler::startDueTasks(QDate today, int t)
             onTime.append(&task);
         else if (m_catchUp && jumpedOver(today, task.start))
             late.append(&task);
+        else if (!m_catchUp && gapFrom >= 0 && wallKey(today, task.start) > gapFrom
+                 && wallKey(today, task.start) < key)
+            emit startMissed(task.name());
     }
     if (key <= m_noRepeatUntil) {
         for (const TodayTask *task : std::as_const(onTime))
@@ -238,6 +285,7 @@ void Scheduler::startDueTasks(QDate today, int t)
         m_log.append(zh::stampedLine(m_clock.now(), u"补播："_s + task->name() + u"，应于"_s
                                                         + zh::timeText(task->start) + u"开播，晚了"_s
                                                         + stepSizeText(lateBy * 1000LL)));
+        emit startMadeGood(task->name(), lateBy);
         // A task whose whole time was jumped over plays its length from now.
         QString end = task->fields.at(3);
         if (task->end > task->start && task->end < t)

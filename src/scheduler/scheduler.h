@@ -113,6 +113,12 @@ public:
     bool isShutdownPending() const { return m_shutdownPending; }
     // The stop dates, a weekday stop or the working hours changed.
     void reviewDay();
+    // The task file changed on disk. It is read on a thread of its own while
+    // the ticks go on, starting nothing; once it is in, the starts held back
+    // meanwhile happen at once, late, and a start already made is not made
+    // again. A file that cannot be read or is not whole leaves the tasks as
+    // they were. tasksReloaded() tells the outcome.
+    void reloadTasks();
     // The idle content (the advertising slideshow) really started.
     void idleContentStarted();
     // The operator started a task by hand (立即播放): said on the status bar
@@ -142,6 +148,13 @@ signals:
     void playerWindowRequested();
     void idleContentRequested(bool run); // the advertising slideshow
     void stopDay();                      // the voice broadcast stays quiet today
+    // A start whose second went by with no tick to make it (the station
+    // stalled, or the clock was corrected forward by hours).
+    void startMissed(const QString &name);
+    // A start held back (a clock step, a task file being read) made late.
+    void startMadeGood(const QString &name, int lateBySeconds);
+    // ok: the new tasks are in force; else `why` the old ones were kept.
+    void tasksReloaded(bool ok, const QString &why, qint64 readMs);
 
 private:
     // plays: false for a start replaced by a later one of the same second.

@@ -141,6 +141,11 @@ TaskStore::TaskFile TaskStore::readTaskFile(const DataDir &dir)
     return file;
 }
 
+QString TaskStore::incompleteReason(const DataDir &dir)
+{
+    return IniFile(dir.song()).notWholeReason();
+}
+
 void TaskStore::apply(TaskFile file, QDate today, bool rewriteFile)
 {
     m_rows = std::move(file.rows);

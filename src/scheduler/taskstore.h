@@ -72,6 +72,9 @@ public:
         bool readable = true; // false: the file exists but could not be read
     };
     static TaskFile readTaskFile(const DataDir &dir);
+    // Why the task file, changed by another program, is not taken in (see
+    // IniFile::notWholeReason); empty when it can be.
+    static QString incompleteReason(const DataDir &dir);
     void apply(TaskFile file, QDate today, bool rewrite = false);
     // Only reads: load() leaves the file as it is (for reports on a folder
     // a station may be running on).

@@ -2,13 +2,57 @@
 
 #include "core/atomicfile.h"
 #include "core/datafaults.h"
+#include "core/ini.h"
 #include "core/zhtext.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QSysInfo>
+
+#include <algorithm>
 #include <cstdio>
+#include <utility>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace tav {
+
+namespace {
+
+const QString kImageFile = u"【IMAGE】.ini"_s;
+const QString kScrollFile = u"【SCROLL】.ini"_s;
+const QString kPresentationFile = u"【PRESENTATION】.ini"_s;
+constexpr int kReloadLineSeconds = 60; // one "taken in" line a file a minute
+
+namespace m {
+const QString info = u"tavplayer_station_info"_s;
+const QString starts = u"tavplayer_task_starts_total"_s;
+const QString missed = u"tavplayer_task_starts_missed_total"_s;
+const QString late = u"tavplayer_task_starts_late_total"_s;
+const QString lateness = u"tavplayer_start_lateness_seconds"_s;
+const QString broadcasts = u"tavplayer_broadcasts_total"_s;
+const QString deadAir = u"tavplayer_dead_air_total"_s;
+const QString faults = u"tavplayer_data_faults"_s;
+const QString offset = u"tavplayer_clock_offset_seconds"_s;
+const QString lastSync = u"tavplayer_clock_last_sync_timestamp_seconds"_s;
+const QString reloads = u"tavplayer_reloads_total"_s;
+const QString reloadFailures = u"tavplayer_reload_failures_total"_s;
+const QString reloadSeconds = u"tavplayer_last_task_reload_seconds"_s;
+const QString uptime = u"tavplayer_uptime_seconds"_s;
+const QString memory = u"tavplayer_resident_memory_bytes"_s;
+} // namespace m
+
+double residentBytes()
+{
+    QFile statm(u"/proc/self/statm"_s);
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields.at(1).toDouble() * double(::sysconf(_SC_PAGESIZE)) : 0;
+}
+
+} // namespace
 
 Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, const Clock &clock,
                  Shutdown &shutdown, QObject *parent)
@@ -66,6 +110,161 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
     connect(&m_scheduler, &Scheduler::taskStarted, this,
             [this](const QString &name) { trace(u"start"_s, name); });
     connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { trace(u"end"_s, QString()); });
+    connect(&m_watcher, &DataWatcher::changed, this, &Station::takeChanges);
+    connect(&m_scheduler, &Scheduler::tasksReloaded, this, [this](bool ok, const QString &why, qint64 readMs) {
+        m_metrics.set(m::reloadSeconds, readMs / 1000.0);
+        if (ok) {
+            reloaded(m_dir.song());
+        } else {
+            m_metrics.add(m::reloadFailures);
+            if (why != u"无法读取"_s) // told by the reader itself
+                DataFaults::instance().rejected(m_dir.song(), why);
+        }
+        emit m_weekAhead.changed();
+    });
+    m_up.start();
+    setUpMetrics();
+}
+
+void Station::setUpMetrics()
+{
+    using T = Metrics::Type;
+    Metrics &r = m_metrics;
+    r.declare(m::info, T::Gauge, u"The station: its name and version (always 1)."_s);
+    r.declare(m::starts, T::Counter, u"Task starts made, on their second or late."_s);
+    r.declare(m::missed, T::Counter, u"Task starts whose second went by without being made."_s);
+    r.declare(m::late, T::Counter, u"Task starts held back and made good late."_s);
+    r.declare(m::lateness, T::Histogram, u"Time from a task's start second to its first sound."_s,
+              {0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10});
+    r.declare(m::broadcasts, T::Counter,
+              u"Voice broadcasts by result: spoken (已播), delayed (延播), overdue (超时), failed."_s);
+    for (const QString &result : {u"spoken"_s, u"delayed"_s, u"overdue"_s, u"failed"_s})
+        r.add(m::broadcasts, 0, {{u"result"_s, result}});
+    r.declare(m::deadAir, T::Counter, u"Items that made no progress while due to sound."_s);
+    r.declare(m::faults, T::Gauge, u"Data files that cannot be read or saved now."_s);
+    r.declare(m::offset, T::Gauge, u"The clock's offset from network time at its last check."_s);
+    r.declare(m::lastSync, T::Gauge, u"When the clock was last checked against network time (0: never)."_s);
+    r.declare(m::reloads, T::Counter, u"Data files changed by another program and taken in."_s);
+    r.declare(m::reloadFailures, T::Counter, u"Changed data files not taken in (not whole or unreadable)."_s);
+    r.declare(m::reloadSeconds, T::Gauge, u"Time the last reading of the task file took, off the clockwork."_s);
+    r.declare(m::uptime, T::Gauge, u"Seconds since the station started."_s);
+    r.declare(m::memory, T::Gauge, u"Resident memory of the station's process."_s);
+    r.setSampler([this](Metrics &metrics) {
+        metrics.set(m::uptime, m_up.elapsed() / 1000.0);
+        metrics.set(m::memory, residentBytes());
+    });
+
+    connect(&m_scheduler, &Scheduler::startMissed, this, [this] { m_metrics.add(m::missed); });
+    connect(&m_scheduler, &Scheduler::startMadeGood, this, [this](const QString &, int lateBy) {
+        m_metrics.add(m::late);
+        m_madeGoodBy = lateBy;
+    });
+    // The last start of a second is the one that plays; its lateness runs
+    // from its own second, earlier for a start made good.
+    connect(&m_scheduler, &Scheduler::taskStarted, this, [this] {
+        m_metrics.add(m::starts);
+        const QDateTime now = m_clock.now();
+        m_startSecond = now.addMSecs(-now.time().msec()).addSecs(-std::exchange(m_madeGoodBy, 0));
+    });
+    connect(&m_scheduler, &Scheduler::taskEnded, this, [this] { m_startSecond = QDateTime(); });
+    connect(&m_playback, &PlaybackController::itemPlaying, this, [this] {
+        if (!m_startSecond.isValid())
+            return;
+        m_metrics.observe(m::lateness, std::max<qint64>(0, m_startSecond.msecsTo(m_clock.now())) / 1000.0);
+        m_startSecond = QDateTime();
+    });
+    connect(&m_playback, &PlaybackController::deadAir, this, [this] { m_metrics.add(m::deadAir); });
+    connect(&DataFaults::instance(), &DataFaults::changed, this,
+            [this] { m_metrics.set(m::faults, DataFaults::instance().outstanding().size()); });
+    connect(&m_timeKeeper, &TimeKeeper::statusChanged, this, [this] {
+        const TimeHealth &health = m_timeKeeper.health();
+        m_metrics.set(m::offset, health.residualOffsetMs() / 1000.0);
+        m_metrics.set(m::lastSync, health.lastCheck().isValid() ? health.lastCheck().toSecsSinceEpoch() : 0);
+    });
+}
+
+QString Station::stationName() const
+{
+    const QString name = IniFile(m_dir.control()).value(QString::fromLatin1(kMetricsSection), u"Name"_s).trimmed();
+    return name.isEmpty() ? QSysInfo::machineHostName() : name;
+}
+
+QString Station::metricsListen() const
+{
+    return IniFile(m_dir.control()).value(QString::fromLatin1(kMetricsSection), u"Listen"_s).trimmed();
+}
+
+bool Station::acceptChanged(const QString &path)
+{
+    const QString why = IniFile(path).notWholeReason();
+    if (why.isEmpty())
+        return true;
+    m_metrics.add(m::reloadFailures);
+    DataFaults::instance().rejected(path, why);
+    return false;
+}
+
+void Station::reloaded(const QString &path)
+{
+    m_metrics.add(m::reloads);
+    DataFaults::instance().readOk(path);
+    const QDateTime now = m_clock.now();
+    const auto told = m_reloadTold.constFind(path);
+    if (told != m_reloadTold.cend() && told->secsTo(now) >= 0 && told->secsTo(now) < kReloadLineSeconds)
+        return;
+    m_reloadTold.insert(path, now);
+    m_log.append(zh::stampedLine(now, u"已载入其他程序修改的数据文件：“%1”"_s.arg(QFileInfo(path).fileName())));
+}
+
+void Station::takeChanges(const QStringList &names)
+{
+    bool tasks = false, settings = false, stopDates = false, broadcasts = false, scripts = false,
+         captions = false, pictures = false;
+    for (const QString &name : names) {
+        const QString path = m_dir.file(name);
+        if (path == m_dir.song()) {
+            tasks = true; // checked and read off the clockwork by the scheduler
+            continue;
+        }
+        if (!acceptChanged(path))
+            continue;
+        if (path == m_dir.control() || path == m_dir.timerSet()) {
+            settings = true;
+        } else if (name == kImageFile) {
+            settings = pictures = true;
+        } else if (path == m_dir.stopDates()) {
+            stopDates = true;
+        } else if (name == kScrollFile) {
+            captions = true;
+        } else if (name == kPresentationFile) {
+            scripts = true;
+        } else {
+            // The broadcasts, or a list or text file of a task or broadcast
+            // (a task's list is read when it starts).
+            broadcasts = true;
+        }
+        reloaded(path);
+    }
+    if (settings)
+        m_settings.reload(); // an option changed is followed as if clicked
+    if (stopDates) {
+        m_stopDates.load();
+        m_scheduler.reviewDay();
+    }
+    if (broadcasts)
+        m_broadcasts.load();
+    if (scripts)
+        m_scripts.load();
+    if (captions)
+        m_captions.load();
+    if (pictures && m_slideshow.source() == Slideshow::Source::Idle) {
+        m_slideshow.stopIdle();
+        startIdleContent();
+    }
+    if (tasks)
+        m_scheduler.reloadTasks(); // the week ahead follows when it is in
+    else
+        emit m_weekAhead.changed();
 }
 
 Station::~Station()
@@ -96,6 +295,15 @@ void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voi
     m_alarm = std::make_unique<AlarmLoop>(m_clock, m_dir, broadcastPlayer, &synth, m_voices.get(), m_log);
     connect(m_alarm.get(), &AlarmLoop::itemOpened, this, [this](const QString &kind) { trace(u"alarm-open"_s, kind); });
     m_emergency.setBroadcast(m_broadcaster.get(), m_broadcastScheduler.get(), m_announcements.get(), m_alarm.get());
+    connect(m_broadcastScheduler.get(), &BroadcastScheduler::line, this, [this](const QString &text) {
+        static const std::pair<QString, QString> kResults[] = {
+            {u"已播"_s, u"spoken"_s}, {u"延播"_s, u"delayed"_s}, {u"超时"_s, u"overdue"_s}};
+        for (const auto &[prefix, result] : kResults)
+            if (text.startsWith(prefix))
+                m_metrics.add(m::broadcasts, 1, {{u"result"_s, result}});
+    });
+    connect(m_voice.get(), &Voice::failed, this,
+            [this] { m_metrics.add(m::broadcasts, 1, {{u"result"_s, u"failed"_s}}); });
 }
 
 bool Station::announce(const AnnounceRequest &request, const QString &origin, QString *error)
@@ -184,7 +392,13 @@ void Station::start()
     // Between tasks from the start, once the start delay is over.
     QTimer::singleShot(m_settings.startDelaySeconds() * 1000, this, &Station::startIdleContent);
     m_timeKeeper.start(m_settings.isOn(Switch::NetTime));
-    m_weekAhead.watch(m_dir);
+    m_metrics.set(m::info, 1, {{u"station"_s, stationName()}, {u"version"_s, QCoreApplication::applicationVersion()}});
+    m_metrics.set(m::faults, faults.outstanding().size());
+    m_weekAhead.keepNoticesIn(m_dir);
+    QStringList ownFiles{QFileInfo(m_dir.playLog()).fileName(), WeekAhead::kNoticeFile};
+    if (m_trace.isOpen())
+        ownFiles.append(QFileInfo(m_trace.fileName()).fileName());
+    m_watcher.watch(m_dir.root(), ownFiles, m_settleMs);
     m_weekCheck.start();
     m_saveRetry.start();
     emit m_weekAhead.changed(); // the data is loaded now
@@ -210,6 +424,7 @@ void Station::checkWeekAhead()
 
 void Station::shutDown()
 {
+    m_watcher.stop();
     m_ticker.stop();
     if (m_alarm)
         m_alarm->stop();

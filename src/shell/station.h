@@ -2,6 +2,8 @@
 
 #include "core/clock.h"
 #include "core/datadir.h"
+#include "core/datawatcher.h"
+#include "core/metrics.h"
 #include "core/messagelog.h"
 #include "core/secondticker.h"
 #include "core/settings.h"
@@ -27,7 +29,9 @@
 #include "shell/weekahead.h"
 #include "timesync/timekeeper.h"
 
+#include <QElapsedTimer>
 #include <QFile>
+#include <QHash>
 #include <QObject>
 #include <QTimer>
 
@@ -115,6 +119,22 @@ public:
     // Null without broadcast devices.
     AnnounceQueue *announcements() { return m_announcements.get(); }
     AlarmLoop *alarm() { return m_alarm.get(); }
+    // The station's figures for a monitoring system; metrics().text() is
+    // what a /metrics page serves, from any thread.
+    Metrics &metrics() { return m_metrics; }
+    // The station's own "[METRICS]" settings in "【CONTROL】.ini": Name (the
+    // station's name in the figures, the host's name when empty) and Listen
+    // (ADDR:PORT of a /metrics page of its own; empty: none).
+    static constexpr const char *kMetricsSection = "METRICS";
+    QString stationName() const;
+    QString metricsListen() const;
+
+    // Data files changed by another program are taken in from start() on:
+    // a file that is not whole keeps what was loaded and is reported. The
+    // settling time is the watcher's (tests shorten it).
+    void setSettleMs(int ms) { m_settleMs = ms; }
+    // The names of changed data files, as the watcher tells them.
+    void takeChanges(const QStringList &names);
 
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
@@ -130,6 +150,10 @@ private:
     // Logs what must be fixed before it is due (missing files, voices): once a day each.
     void checkWeekAhead();
     static void print(const QString &line);
+    void setUpMetrics();
+    // A changed file not whole is reported and counted; true when it can be taken in.
+    bool acceptChanged(const QString &path);
+    void reloaded(const QString &path);
 
     const Clock &m_clock;
     DataDir m_dir;
@@ -166,6 +190,13 @@ private:
     QFile m_trace;
     QString m_nextTask; // last "将播:" line printed
     Settings::PlayWindowPlace m_freshPlace;
+    Metrics m_metrics;
+    DataWatcher m_watcher;
+    int m_settleMs = DataWatcher::kSettleMs;
+    QElapsedTimer m_up;
+    QDateTime m_startSecond; // of the start whose first sound is awaited
+    int m_madeGoodBy = 0;    // the start just made good was this late
+    QHash<QString, QDateTime> m_reloadTold; // file → last "reloaded" line
 };
 
 } // namespace tav

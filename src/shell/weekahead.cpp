@@ -11,26 +11,13 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QDateTime>
-#include <QFileSystemWatcher>
 #include <QTextStream>
 
 using namespace Qt::StringLiterals;
 
 namespace tav {
 
-namespace {
-constexpr int kSettleMs = 300; // a save writes a temporary file and renames it
-} // namespace
-
-WeekAhead::WeekAhead(const Clock &clock, QObject *parent) : QObject(parent), m_clock(clock)
-{
-    m_settle.setSingleShot(true);
-    m_settle.setInterval(kSettleMs);
-    connect(&m_settle, &QTimer::timeout, this, [this] {
-        if (rewatch())
-            emit changed();
-    });
-}
+WeekAhead::WeekAhead(const Clock &clock, QObject *parent) : QObject(parent), m_clock(clock) {}
 
 WeekAhead::~WeekAhead() = default;
 
@@ -86,45 +73,10 @@ QList<AgendaItem> WeekAhead::compute(int days) const
     return agenda::compute(lanes(), m_clock.now(), days);
 }
 
-void WeekAhead::watch(const DataDir &dir)
+void WeekAhead::keepNoticesIn(const DataDir &dir)
 {
-    if (!m_watcher) {
-        m_watcher = new QFileSystemWatcher(this);
-        connect(m_watcher, &QFileSystemWatcher::directoryChanged, &m_settle, qOverload<>(&QTimer::start));
-        connect(m_watcher, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
-    }
-    m_dir = dir.root();
-    m_ignored = {QFileInfo(dir.playLog()).fileName(), kNoticeFile};
     m_notices = dir.file(kNoticeFile);
     m_reportedOn = QDate();
-    rewatch();
-}
-
-// A file replaced by a rename is a new file: watch the folder's files again.
-// True when a data file (not the play log) was added, removed or changed.
-bool WeekAhead::rewatch()
-{
-    if (!m_watcher || m_dir.isEmpty())
-        return false;
-    if (!m_watcher->files().isEmpty())
-        m_watcher->removePaths(m_watcher->files());
-    if (m_watcher->directories().isEmpty())
-        m_watcher->addPath(m_dir);
-    QStringList files;
-    QString signature;
-    const QFileInfoList infos = QDir(m_dir).entryInfoList({u"*.ini"_s, u"*.INI"_s, u"*.txt"_s}, QDir::Files);
-    for (const QFileInfo &info : infos) {
-        if (m_ignored.contains(info.fileName()))
-            continue;
-        files.append(info.filePath());
-        signature += info.fileName() + u'|' + QString::number(info.size()) + u'|'
-                     + QString::number(info.lastModified().toMSecsSinceEpoch()) + u'\n';
-    }
-    if (!files.isEmpty())
-        m_watcher->addPaths(files);
-    const bool changedFiles = signature != m_signature;
-    m_signature = signature;
-    return changedFiles;
 }
 
 QStringList WeekAhead::newWarnings(const QList<AgendaItem> &items)

@@ -5,7 +5,6 @@
 #include <QObject>
 #include <QSet>
 #include <QStringList>
-#include <QTimer>
 
 #include <memory>
 #include <vector>
@@ -23,8 +22,8 @@ class TaskStore;
 
 // What the station will play over the coming days, and why something will
 // not: every subsystem adds its lane; the answers come from the lanes' own
-// rules on the live data. changed() follows every edit of the data folder
-// (debounced), so a page or a watch can ask again.
+// rules on the live data. changed() follows every change of the data folder
+// (the station tells it), so a page or a watch can ask again.
 class WeekAhead : public QObject
 {
     Q_OBJECT
@@ -41,13 +40,14 @@ public:
 
     QList<AgendaItem> compute(int days = kDays) const;
 
-    // Watches the data folder's files; changed() comes once after a burst of writes.
-    void watch(const DataDir &dir);
+    // Keeps the day's reported problems in the data folder's kNoticeFile,
+    // so that a restart does not report them again.
+    void keepNoticesIn(const DataDir &dir);
 
     // The things to fix in the coming week that have not been reported
     // today yet; each problem of each start is reported once a day, whatever
     // the date it is first seen on, and, with a data folder watched, over a
-    // restart too (the reported ones are kept in kNoticeFile).
+    // restart too (see keepNoticesIn).
     QStringList newWarnings(const QList<AgendaItem> &items);
     static inline const QString kNoticeFile = QStringLiteral("【NOTICE】.ini");
 
@@ -59,18 +59,12 @@ signals:
     void changed();
 
 private:
-    bool rewatch();
     void recallReported(QDate today);
     void keepReported() const;
 
     const Clock &m_clock;
     std::vector<std::unique_ptr<AgendaLane>> m_lanes;
-    QFileSystemWatcher *m_watcher = nullptr;
-    QString m_dir;
-    QStringList m_ignored; // the play log's and the notices' names: no edits
-    QString m_notices;     // where the day's reported problems are kept
-    QString m_signature; // names, sizes and times of the watched files
-    QTimer m_settle;
+    QString m_notices; // where the day's reported problems are kept
     QDate m_reportedOn;
     QSet<QString> m_reported;
 };

@@ -54,7 +54,8 @@ TEST(CommandLineParse, StationOptionsInBothSpellings)
 {
     CommandLine cl;
     ASSERT_TRUE(cl.parse({u"--headless"_s, u"--data-dir"_s, u"/srv/站点"_s, u"--player-option=ao=null"_s,
-                          u"--player-option"_s, u"volume=50"_s, u"--trace=/tmp/t.log"_s},
+                          u"--player-option"_s, u"volume=50"_s, u"--trace=/tmp/t.log"_s,
+                          u"--metrics-listen=[::1]:9464"_s},
                          Language::English))
         << cl.errorText().toStdString();
     EXPECT_EQ(cl.verb(), CommandLine::kStation);
@@ -62,6 +63,7 @@ TEST(CommandLineParse, StationOptionsInBothSpellings)
     EXPECT_EQ(cl.value(u"data-dir"_s), u"/srv/站点"_s);
     EXPECT_EQ(cl.values(u"player-option"_s), (QStringList{u"ao=null"_s, u"volume=50"_s}));
     EXPECT_EQ(cl.value(u"trace"_s), u"/tmp/t.log"_s);
+    EXPECT_EQ(cl.value(u"metrics-listen"_s), u"[::1]:9464"_s);
 
     // A second parse starts afresh.
     ASSERT_TRUE(cl.parse({}, Language::English));
@@ -140,6 +142,12 @@ TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
         {{u"--player-option"_s, u"=null"_s},
          u"option --player-option needs a value of the form NAME=VALUE, not '=null'"_s,
          u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“=null”"_s},
+        {{u"--metrics-listen"_s, u"localhost:9464"_s},
+         u"option --metrics-listen needs a value of the form ADDR:PORT, not 'localhost:9464'"_s,
+         u"选项 --metrics-listen 的值应为 ADDR:PORT 的形式，而不是“localhost:9464”"_s},
+        {{u"--metrics-listen"_s, u"*:70000"_s},
+         u"option --metrics-listen needs a value of the form ADDR:PORT, not '*:70000'"_s,
+         u"选项 --metrics-listen 的值应为 ADDR:PORT 的形式，而不是“*:70000”"_s},
         {{u"--data-dir"_s, u"/a"_s, u"--data-dir"_s, u"/b"_s}, u"option --data-dir may be given only once"_s,
          u"选项 --data-dir 只能给一次"_s},
         {{u"--announce"_s}, u"option --announce needs a value: TEXT"_s, u"选项 --announce 需要一个值：TEXT"_s},

@@ -42,6 +42,9 @@ expected=(
   ./usr/share/icons/hicolor/scalable/apps/tavplayer.svg
   ./usr/share/man/man1/tavplayer.1.gz
   ./usr/share/man/zh_CN/man1/tavplayer.1.gz
+  ./usr/share/tavplayer/prometheus/prometheus-example.yml
+  ./usr/share/tavplayer/prometheus/tavplayer-rules.yml
+  ./usr/share/tavplayer/syncthing/stignore
 )
 sizes=(16 24 32 48 64 128 256)
 for size in "${sizes[@]}"; do

@@ -1,0 +1,105 @@
+// A station whose data folder other programs change: a synchroniser, a copy,
+// an editor. What it takes in, what it refuses, and the figures it gives.
+#include "core/datafaults.h"
+#include "fakes/fakes.h"
+#include "shell/station.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using tav::test::at;
+
+namespace {
+
+class FleetStationTest : public ::testing::Test, protected tav::test::StationFakes
+{
+protected:
+    FleetStationTest() : StationFakes("2026-11-23 08:59:58") {}
+    std::unique_ptr<tav::Station> station;
+
+    void SetUp() override
+    {
+        tav::DataFaults::instance().reset();
+        d.write(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s}));
+        d.write(u"早操.ini"_s, tav::test::mediaList({u"/m/a.mp3"_s}));
+        d.write(u"【CONTROL】.ini"_s, u"[METRICS]\nName=一号楼\n"_s);
+        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
+        station->setSettleMs(100);
+        station->start();
+        station->ticker().stop(); // the test gives the seconds
+    }
+    void TearDown() override
+    {
+        station->shutDown();
+        station.reset();
+    }
+    // As a synchroniser does: a temporary file renamed over the old one.
+    void deliver(const QString &name, const QString &text)
+    {
+        d.write(u".syncthing."_s + name + u".tmp"_s, text);
+        ASSERT_TRUE(::rename(QFile::encodeName(d.file(u".syncthing."_s + name + u".tmp"_s)).constData(),
+                             QFile::encodeName(d.file(name)).constData()) == 0);
+    }
+    double metric(const QString &name, const tav::Metrics::Labels &labels = {})
+    {
+        return station->metrics().value(name, labels);
+    }
+    QString logText() { return d.text(u"【PLAYLOG】.txt"_s); }
+};
+
+} // namespace
+
+TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeepWhatWasThere)
+{
+    QElapsedTimer took;
+    took.start();
+    deliver(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s})
+                                  + tav::test::taskSection(2, {.name = u"课间"_s, .start = u"10:00:00"_s}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->tasks().rows().size() == 2; }, 2000));
+    EXPECT_LT(took.elapsed(), 2000);
+
+    deliver(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=2026/11/23\n"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->scheduler().isStopDay(); }, 2000));
+    deliver(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=0\n"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !station->scheduler().isStopDay(); }, 2000));
+    deliver(u"【SCROLL】.ini"_s, u"[字幕1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->captions().rows().size() == 1; }, 2000));
+    EXPECT_EQ(metric(u"tavplayer_reloads_total"_s), 4);
+
+    // Rewritten ten times, broken each time: kept, and said once.
+    for (int i = 0; i < 10; ++i)
+        deliver(u"【SONG】.ini"_s, u"Name=半截\n"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return metric(u"tavplayer_reload_failures_total"_s) > 0; }, 2000));
+    QTest::qWait(500);
+    EXPECT_EQ(station->tasks().rows().size(), 2);
+    EXPECT_EQ(logText().count(u"【SONG】.ini”已被其他程序修改，但内容不完整"_s), 1) << logText().toStdString();
+    EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 1);
+    EXPECT_TRUE(station->metrics().text().contains("tavplayer_data_faults 1\n"));
+
+    deliver(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->tasks().rows().size() == 1; }, 2000));
+    EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 0);
+}
+
+TEST_F(FleetStationTest, AStartIsCountedWithItsLatenessToTheFirstSound)
+{
+    clock.set(at("2026-11-23 08:59:59"));
+    station->scheduler().onSecond();
+    clock.set(at("2026-11-23 09:00:00"));
+    station->scheduler().onSecond();
+    clock.advanceMs(120);
+    player.sound();
+    EXPECT_EQ(metric(u"tavplayer_task_starts_total"_s), 1);
+    EXPECT_EQ(metric(u"tavplayer_task_starts_missed_total"_s), 0);
+    const QByteArray text = station->metrics().text();
+    for (const char *line : {"tavplayer_start_lateness_seconds_bucket{le=\"0.1\"} 0\n",
+                             "tavplayer_start_lateness_seconds_bucket{le=\"0.25\"} 1\n",
+                             "tavplayer_start_lateness_seconds_sum 0.12\n",
+                             "tavplayer_broadcasts_total{result=\"overdue\"} 0\n",
+                             "tavplayer_station_info{station=\"一号楼\""})
+        EXPECT_TRUE(text.contains(line)) << line << "\n" << text.toStdString();
+}
