@@ -6,7 +6,7 @@ subfolders) and a backup holding a new version of each, runs
 `tavplayer --restore BACKUP --data-dir DATA` and kills it after a random
 delay. Right after the kill every file must hold its old or its new
 version (none missing, none mixed); then the station is started headless
-for a moment, which completes or undoes the interrupted restore: every
+until it has dealt with the journal, which completes or undoes the interrupted restore: every
 file must then be all old or all new, and no journal or staging folder
 remains. Each trial is reported; any file missing or mixed fails the run.
 
@@ -83,7 +83,12 @@ def main():
             after_kill = f"after the kill {old} old, {new} new, {missing} missing, {mixed} mixed"
             station = subprocess.Popen([args.bin, "--headless", "--data-dir", data, "--player-option", "ao=null"],
                                        env=env, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-            time.sleep(1.0)
+            # Until the station has dealt with the journal (a loaded machine starts slowly).
+            deadline = time.monotonic() + 30
+            while time.monotonic() < deadline and any(
+                    os.path.exists(os.path.join(data, n)) for n in (".tavplayer-restore.journal", ".tavplayer-restore")):
+                time.sleep(0.1)
+            time.sleep(0.5)
             station.send_signal(signal.SIGTERM)
             _, err = station.communicate(timeout=15)
             old2, new2, missing2, mixed2 = census(data, backup, names)

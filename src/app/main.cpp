@@ -204,7 +204,8 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     }
     // A restore that a crash or a full disk cut short is finished or undone
     // before anything reads the folder.
-    for (const QString &line : tav::FileBackup::recover(dir))
+    const QStringList recovered = tav::FileBackup::recover(dir);
+    for (const QString &line : recovered)
         std::fprintf(stderr, "tavplayer: %s\n", line.toUtf8().constData());
 
     // With a window the video is drawn by the player window; the options
@@ -260,6 +261,11 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     tav::Station station(dir, mediaPlayer, *prompt, clock, shutdown);
     owner = &station;
     station.setClockSetter(&clockSetter);
+    if (!recovered.isEmpty()) // into the message log too, once it is loaded
+        QTimer::singleShot(0, &station, [&station, &clock, recovered] {
+            for (const QString &line : recovered)
+                station.log().append(tav::zh::stampedLine(clock.now(), line));
+        });
     if (espeak.isAvailable()) {
         station.setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
     } else {

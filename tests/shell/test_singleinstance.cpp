@@ -29,7 +29,7 @@ TEST(SingleInstanceLock, OneHolderPerFolderWhateverTheSpelling)
     ASSERT_TRUE(QFile::link(data, place.filePath(u"link"_s)));
     auto holder = std::make_unique<SingleInstance>();
     ASSERT_TRUE(holder->lock(data)) << holder->errorString().toStdString();
-    for (const QString &spelling : {data, data + u"/"_s, place.filePath(u"link"_s), place.filePath(u"other/../站"_s)}) {
+    for (const QString &spelling : QStringList{data, data + u"/"_s, place.filePath(u"link"_s), place.filePath(u"other/../站"_s)}) {
         SingleInstance other;
         EXPECT_FALSE(other.lock(spelling)) << spelling.toStdString();
         EXPECT_TRUE(other.heldElsewhere());
