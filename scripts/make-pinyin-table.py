@@ -35,11 +35,11 @@ ALONE = {
     '请': 'qing3', '家': 'jia1', '发': 'fa1', '场': 'chang3', '教': 'jiao4',
     '传': 'chuan2', '参': 'can1', '假': 'jia4', '降': 'jiang4', '背': 'bei4',
     '乘': 'cheng2', '车': 'che1', '区': 'qu1', '朝': 'chao2', '否': 'fou3',
-    '觉': 'jue2', '没': 'mei2', '看': 'kan4', '于': 'yu2', '干': 'gan4',
+    '觉': 'jue2', '于': 'yu2', '干': 'gan4',
     '尽': 'jin4', '兴': 'xing4', '系': 'xi4', '结': 'jie2', '似': 'si4',
-    '更': 'geng4', '着': 'zhe5', '度': 'du4', '几': 'ji3', '解': 'jie3', '卡': 'ka3',
+    '更': 'geng4', '度': 'du4', '解': 'jie3', '卡': 'ka3',
     '露': 'lu4', '薄': 'bao2', '肖': 'xiao4', '曾': 'ceng2', '单': 'dan1',
-    '仔': 'zai3', '的': 'de5', '奇': 'qi2', '血': 'xue4', '塞': 'sai1',
+    '仔': 'zai3', '奇': 'qi2', '血': 'xue4', '塞': 'sai1',
 }
 
 # Words whose dictionary reading is not the one a station means.
