@@ -64,9 +64,10 @@ Scheduler::Scheduler(const Clock &clock, Settings &settings, TaskStore &store, S
         if (s == Setting::WorkStart || s == Setting::WorkEnd)
             reviewDay();
     });
-    // A task started by hand is over when its list is: the status says so.
+    // A task started by hand is over when its list is (a timed task's end
+    // may still come): the status says so.
     connect(&m_playback, &PlaybackController::idle, this, [this] {
-        if (m_byHand && m_runningEnd.isEmpty()) {
+        if (m_byHand) {
             m_byHand = false;
             setStatus(kIdleTitle);
         }

@@ -1281,6 +1281,8 @@ void MainForm1::keepPlace()
     if (!isVisible())
         return;
     m_shownGeometry = QRect(pos(), size()); // pos() is the frame's, as move() takes it
+    // The frame's own size, for placing the window while it is hidden.
+    setProperty("frameExtra", frameGeometry().size() - size());
     const QString text = u"%1,%2,%3,%4"_s.arg(m_shownGeometry.x())
                              .arg(m_shownGeometry.y())
                              .arg(m_shownGeometry.width())
@@ -1297,7 +1299,7 @@ void MainForm1::restorePlace(QRect place)
     if (screen) {
         const QRect area = screen->availableGeometry();
         // The frame around the client area, as far as it is known yet.
-        const QSize frame = isVisible() ? frameGeometry().size() - geometry().size() : QSize(0, 0);
+        const QSize frame = isVisible() ? frameGeometry().size() - size() : property("frameExtra").toSize();
         place.setSize(place.size().boundedTo(area.size() - frame).expandedTo(minimumSizeHint()));
         const QSize outer = place.size() + frame;
         place.moveLeft(qBound(area.left(), place.x(), qMax(area.left(), area.right() + 1 - outer.width())));
