@@ -66,8 +66,8 @@ import json, sys
 for r in json.load(sys.stdin)["data"]["result"]:
     print(r["metric"].get("instance", ""), r["value"][1])'
 }
-expect() { # EXPR EXPECTED_LINES
-  [[ "$(query "$1" | sort)" == "$2" ]]
+expect() { # EXPR EXPECTED_LINES (in any order)
+  [[ "$(query "$1" | sort)" == "$(sort <<<"$2")" ]]
 }
 a=127.0.0.1:${ports[0]} b=127.0.0.1:${ports[1]}
 wait_for 20 expect 'up' "$a 1
