@@ -18,9 +18,10 @@ MetricsServer::~MetricsServer()
 {
     if (!m_thread)
         return;
-    QMetaObject::invokeMethod(m_server, [this] { delete m_server; }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(m_context, [this] { delete m_server; }, Qt::BlockingQueuedConnection);
     m_thread->quit();
     m_thread->wait();
+    delete m_context;
     delete m_thread;
 }
 
@@ -58,9 +59,11 @@ bool MetricsServer::listen(const QString &addressPort, QString *error)
     }
     m_thread = new QThread;
     m_thread->setObjectName(u"metrics server"_s);
+    m_context = new QObject;
+    m_context->moveToThread(m_thread);
     m_thread->start();
     quint16 bound = 0;
-    QMetaObject::invokeMethod(m_thread, [this, address, port, &bound] {
+    QMetaObject::invokeMethod(m_context, [this, address, port, &bound] {
         m_server = new QHttpServer;
         m_server->route(u"/metrics"_s, [text = m_text] {
             return QHttpServerResponse(QByteArray(Metrics::kContentType), text());

@@ -6,6 +6,7 @@
 
 #include <functional>
 
+class QObject;
 class QThread;
 class QHttpServer;
 
@@ -36,6 +37,7 @@ public:
 private:
     std::function<QByteArray()> m_text;
     QThread *m_thread = nullptr;
+    QObject *m_context = nullptr;    // lives on m_thread
     QHttpServer *m_server = nullptr; // lives on m_thread
     QHostAddress m_address;
     quint16 m_port = 0;

@@ -23,14 +23,14 @@ wait_for() {
 gbk() { iconv -f UTF-8 -t GBK; }
 
 sox -n -r 44100 -c 2 "$work/tone.wav" synth 30 sine 440 2>/dev/null
-start_epoch=$(( $(date +%s) + 8 ))
-start_time=$(date -d "@$start_epoch" +%-H:%M:%S)
+song() { # start time
+  printf '[FileInfo1]\r\nName=整点\r\nTime=%s\r\nDuration=23:59:59\r\nType=50000\r\nDevice=每天\r\nRecurrence=顺序\r\nRemind=开\r\n' "$1" | gbk
+}
 ports=()
 for n in 1 2; do
   dir=$work/station$n
   mkdir -p "$dir"
-  printf '[FileInfo1]\r\nName=整点\r\nTime=%s\r\nDuration=23:59:59\r\nType=50000\r\nDevice=每天\r\nRecurrence=顺序\r\nRemind=开\r\n' \
-    "$start_time" | gbk >"$dir/【SONG】.ini"
+  song 23:59:58 >"$dir/【SONG】.ini"
   printf '[多媒体文件数量]\r\n数量=1\r\n[歌曲]\r\n歌曲名称0=%s\r\n' "$work/tone.wav" | gbk >"$dir/整点.ini"
   printf '[METRICS]\r\nName=分店%s\r\n' "$n" | gbk >"$dir/【CONTROL】.ini"
   ports+=("$(free_port)")
@@ -66,12 +66,18 @@ import json, sys
 for r in json.load(sys.stdin)["data"]["result"]:
     print(r["metric"].get("instance", ""), r["value"][1])'
 }
-expect() { # EXPR EXPECTED_LINES
-  [[ "$(query "$1" | sort)" == "$2" ]]
+expect() { # EXPR EXPECTED_LINES (in any order)
+  [[ "$(query "$1" | sort)" == "$(sort <<<"$2")" ]]
 }
 a=127.0.0.1:${ports[0]} b=127.0.0.1:${ports[1]}
 wait_for 20 expect 'up' "$a 1
 $b 1" || fail "prometheus does not see both stations: $(query up)"
+# The task, due in six seconds, delivered to both folders as a synchroniser does.
+start_epoch=$(( $(date +%s) + 6 ))
+for n in 1 2; do
+  song "$(date -d "@$start_epoch" +%-H:%M:%S)" >"$work/station$n/.song.part"
+  mv "$work/station$n/.song.part" "$work/station$n/【SONG】.ini"
+done
 sleep $(( start_epoch - $(date +%s) + 4 ))
 wait_for 10 expect 'tavplayer_task_starts_total' "$a 1
 $b 1" || fail "starts: $(query tavplayer_task_starts_total)"

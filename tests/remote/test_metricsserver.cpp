@@ -24,11 +24,20 @@ QByteArray get(quint16 port, const QByteArray &path)
     QByteArray answer;
     QElapsedTimer t;
     t.start();
+    // Until the body is in, as its length says.
     while (t.elapsed() < 5000 && socket.state() == QAbstractSocket::ConnectedState) {
         socket.waitForReadyRead(100);
         answer += socket.readAll();
+        const qsizetype headEnd = answer.indexOf("\r\n\r\n");
+        const qsizetype at = answer.toLower().indexOf("content-length:");
+        if (headEnd >= 0 && at >= 0 && at < headEnd) {
+            const qsizetype lineEnd = answer.indexOf("\r\n", at);
+            const qsizetype length = answer.mid(at + 15, lineEnd - at - 15).trimmed().toLongLong();
+            if (answer.size() >= headEnd + 4 + length)
+                break;
+        }
     }
-    return answer + socket.readAll();
+    return answer;
 }
 
 } // namespace

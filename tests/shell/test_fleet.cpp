@@ -66,7 +66,7 @@ TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeep
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->scheduler().isStopDay(); }, 2000));
     deliver(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=0\n"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !station->scheduler().isStopDay(); }, 2000));
-    deliver(u"【SCROLL】.ini"_s, u"[字幕1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s);
+    deliver(u"【SCROLL】.ini"_s, u"[Scroll1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->captions().rows().size() == 1; }, 2000));
     EXPECT_EQ(metric(u"tavplayer_reloads_total"_s), 4);
 
