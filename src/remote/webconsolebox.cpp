@@ -4,6 +4,7 @@
 #include "platform/prompt.h"
 #include "remote/websettings.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>

@@ -218,7 +218,8 @@ TEST(WebPasswordVerb, KeepsAHashOfAPasswordLongEnoughAndRefusesTheRest)
     for (const Case &c : cases) {
         const Result r = run(QStringList{u"--web-password"_s, u"--data-dir"_s, d.path()} + c.extra, c.input);
         EXPECT_EQ(r.exitCode, c.exitCode) << c.input.constData();
-        EXPECT_TRUE((r.out + r.err).contains(c.said)) << (r.out + r.err).toStdString();
+        const QString said = r.out + r.err;
+        EXPECT_TRUE(said.contains(c.said)) << said.toStdString();
     }
     const QString control = d.text(u"【CONTROL】.ini"_s);
     EXPECT_TRUE(control.contains(u"播音=1"_s)); // the rest of the file stays

@@ -6,6 +6,8 @@
 #include "shell/station.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QPasswordDigestor>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QJsonArray>
@@ -26,8 +28,17 @@ namespace {
 
 const QString kManager = u"manager-secret"_s;
 const QString kViewer = u"viewer-secret"_s;
-// Longer than a password check takes on a busy machine.
-constexpr int kSlowMs = 2500;
+constexpr int kSlowMs = 1500;
+
+// The stored form of hashSecret() with few rounds, so that a check takes
+// milliseconds however busy the machine is and the slow answer stands out.
+QString quickHash(const QString &secret)
+{
+    const QByteArray salt = "0123456789abcdef";
+    const QByteArray hash =
+        QPasswordDigestor::deriveKeyPbkdf2(QCryptographicHash::Sha256, secret.toUtf8(), salt, 1000, 32);
+    return u"pbkdf2-sha256$1000$"_s + QString::fromLatin1(salt.toBase64()) + u'$' + QString::fromLatin1(hash.toBase64());
+}
 
 struct Reply
 {
@@ -108,8 +119,8 @@ protected:
         d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=午间广播\nTTS_TimeStart=12:00:00\n"_s);
         WebSettings web;
         web.port = 0; // any free port
-        web.managerHash = hashSecret(kManager);
-        web.viewerHash = hashSecret(kViewer);
+        web.managerHash = quickHash(kManager);
+        web.viewerHash = quickHash(kViewer);
         ASSERT_TRUE(web.save(DataDir(d.path())));
         startStation(true);
     }
