@@ -316,6 +316,7 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     std::unique_ptr<tav::WebServer> webServer;
     if (web.enabled) {
         webServer = std::make_unique<tav::WebServer>(station, web);
+        webServer->setMetricsProvider([&station] { return station.metrics().text(); });
         QString why;
         if (webServer->start(&why)) {
             station.log().append(tav::zh::stampedLine(

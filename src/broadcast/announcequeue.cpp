@@ -30,6 +30,9 @@ BroadcastRequest AnnounceQueue::requestFor(const AnnounceRequest &request)
         r.speaker = request.speaker.trimmed();
     r.frequency = qBound(1, request.repeat, 10);
     r.textIsFile = request.file;
+    r.tone = request.tone;
+    r.rate = qBound(-10, request.rate, 10);
+    r.musicVolume = qBound(0, request.musicVolume, 100);
     return r;
 }
 

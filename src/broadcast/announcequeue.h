@@ -17,6 +17,9 @@ struct AnnounceRequest
     QString speaker = {};   // a voice's name; empty: the broadcasts' default
     int repeat = 1;         // readings, 1 … 10
     bool file = false;
+    bool tone = true;       // the prompt tone first
+    int rate = 0;           // -10 … 10
+    int musicVolume = 30;   // percent: the media's volume while it speaks
 };
 
 // Announcements made now go the timed broadcasts' way (tone, voice,

@@ -127,21 +127,22 @@ ApiReply ApiReply::error(int status, const QString &text)
     return {status, QJsonDocument(QJsonObject{{u"error"_s, text}})};
 }
 
-bool announceNow(Station &station, const BroadcastRequest &request, QString *error)
+bool announceNow(Station &station, const AnnounceRequest &request, const QString &origin, QString *error)
 {
-    Broadcaster *broadcaster = station.broadcaster();
-    if (!broadcaster) {
-        *error = u"语音播报不可用：没有语音引擎"_s;
-        return false;
-    }
-    return broadcaster->speak(request, error);
+    return station.announce(request, origin, error);
+}
+
+QString StationApi::originOf(const ApiRequest &request)
+{
+    return (request.alarmPanel ? u"报警系统 "_s : u"网页控制台 "_s) + request.client;
 }
 
 StationApi::StationApi(Station &station, QObject *parent) : QObject(parent), m_station(station)
 {
-    m_announce = [this](const BroadcastRequest &request, QString *error) {
-        return announceNow(m_station, request, error);
+    m_announce = [this](const AnnounceRequest &request, const QString &origin, QString *error) {
+        return announceNow(m_station, request, origin, error);
     };
+    connect(&station, &Station::emergencyChanged, this, [this] { emit changed(u"emergency"_s); });
     connect(&station.scheduler(), &Scheduler::taskStarted, this, [this](const QString &name) {
         m_running = name;
         emit started(name);
@@ -208,6 +209,7 @@ QJsonObject StationApi::status() const
     else
         out[u"broadcast"_s] = QJsonValue::Null;
     out[u"volume"_s] = playback.playerVolume();
+    out[u"emergency"_s] = emergencyJson();
     return out;
 }
 
@@ -293,6 +295,8 @@ ApiReply StationApi::handle(const ApiRequest &request, bool manager)
         return stop();
     if (top == u"announce" && p.size() == 1 && request.method == "POST")
         return announce(request);
+    if (top == u"emergency" && p.size() == 1)
+        return emergency(request);
     if (top == u"stopdates")
         return stopDates(request);
     if (top == u"hours" && p.size() == 1)
@@ -489,18 +493,16 @@ ApiReply StationApi::announce(const ApiRequest &request)
                                                   {u"musicVolume"_s, Kind::Number}}))
         return *refused;
     const QJsonObject &b = request.body;
-    BroadcastRequest r;
-    r.name = u"远程播音"_s;
+    AnnounceRequest r;
     r.text = b.value(u"text"_s).toString();
     if (r.text.trimmed().isEmpty())
         return ApiReply::error(400, u"朗读内容不能为空"_s);
     if (r.text.size() > Broadcaster::kMaxSpokenChars)
         return ApiReply::error(400, u"朗读内容过长（最多%1字）"_s.arg(Broadcaster::kMaxSpokenChars));
-    if (b.contains(u"voice"_s))
-        r.speaker = b.value(u"voice"_s).toString();
+    r.speaker = b.value(u"voice"_s).toString();
     r.tone = b.value(u"tone"_s).toBool(true);
-    r.frequency = b.value(u"repeat"_s).toInt(1);
-    if (r.frequency < 1 || r.frequency > 10)
+    r.repeat = b.value(u"repeat"_s).toInt(1);
+    if (r.repeat < 1 || r.repeat > 10)
         return ApiReply::error(400, u"播放次数应为 1 到 10"_s);
     r.rate = b.value(u"rate"_s).toInt(0);
     if (r.rate < -10 || r.rate > 10)
@@ -509,12 +511,47 @@ ApiReply StationApi::announce(const ApiRequest &request)
     if (r.musicVolume < 0 || r.musicVolume > 100)
         return ApiReply::error(400, u"背景音量应为 0 到 100"_s);
     QString error;
-    if (!m_announce(r, &error)) {
+    if (!m_announce(r, originOf(request), &error)) {
         logWrite(request, u"播音未能开始："_s + error);
         return ApiReply::error(409, error);
     }
     logWrite(request, u"播音："_s + r.text.left(40));
     return ok({{u"accepted"_s, true}}, 202);
+}
+
+QJsonObject StationApi::emergencyJson() const
+{
+    return {{u"active"_s, m_station.emergencyActive()}};
+}
+
+// POST starts the emergency (an optional "text" instead of the set one),
+// DELETE clears it; GET says whether one is on.
+ApiReply StationApi::emergency(const ApiRequest &request)
+{
+    if (request.method == "GET")
+        return ok(emergencyJson());
+    QString error;
+    if (request.method == "POST") {
+        if (auto refused = checkFields(request.body, {{u"text"_s, Kind::Text}}))
+            return *refused;
+        EmergencyRequest r;
+        r.text = request.body.value(u"text"_s).toString().trimmed();
+        if (r.text.size() > Broadcaster::kMaxSpokenChars)
+            return ApiReply::error(400, u"朗读内容过长（最多%1字）"_s.arg(Broadcaster::kMaxSpokenChars));
+        if (!m_station.startEmergency(r, originOf(request), &error)) {
+            logWrite(request, u"紧急广播未能开始："_s + error);
+            return ApiReply::error(409, error);
+        }
+        logWrite(request, u"紧急广播开始"_s);
+        return ok(emergencyJson(), 202);
+    }
+    if (request.method == "DELETE") {
+        if (!m_station.clearEmergency(originOf(request), &error))
+            return ApiReply::error(409, error);
+        logWrite(request, u"紧急广播解除"_s);
+        return ok(emergencyJson());
+    }
+    return ApiReply::error(405, u"没有这个操作"_s);
 }
 
 QJsonObject StationApi::stopDatesJson() const

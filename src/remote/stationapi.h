@@ -1,5 +1,6 @@
 #pragma once
 
+#include "broadcast/announcequeue.h"
 #include "broadcast/broadcaster.h"
 
 #include <QByteArray>
@@ -23,6 +24,7 @@ struct ApiRequest
     QUrlQuery query;
     QJsonObject body;   // an empty object when the call has none
     QString client;     // the caller's address, for the message log
+    bool alarmPanel = false; // came with the alarm system's bearer token
 };
 
 struct ApiReply
@@ -34,9 +36,9 @@ struct ApiReply
 };
 
 // Announces a text now, the way a timed broadcast speaks (tone, voice, the
-// media turned down). False with the reason in the station's words.
-// The one place the web console hands an announcement over.
-bool announceNow(Station &station, const BroadcastRequest &request, QString *error);
+// media turned down), after the broadcast in progress. False with the
+// reason in the station's words. `origin` names the caller in the log.
+bool announceNow(Station &station, const AnnounceRequest &request, const QString &origin, QString *error);
 
 // The station seen through the JSON API: every call reads or changes the
 // station through the stores and checks its windows use, so a refusal
@@ -56,7 +58,7 @@ public:
     // The message log's lines from `since` (0 = the first line).
     QJsonObject logSince(int since) const;
 
-    using Announcer = std::function<bool(const BroadcastRequest &, QString *error)>;
+    using Announcer = std::function<bool(const AnnounceRequest &, const QString &origin, QString *error)>;
     void setAnnouncer(Announcer announcer) { m_announce = std::move(announcer); }
 
 signals:
@@ -72,6 +74,9 @@ private:
     ApiReply playTask(const QString &name);
     ApiReply stop();
     ApiReply announce(const ApiRequest &request);
+    ApiReply emergency(const ApiRequest &request);
+    QJsonObject emergencyJson() const;
+    static QString originOf(const ApiRequest &request);
     ApiReply stopDates(const ApiRequest &request);
     ApiReply hours(const ApiRequest &request);
     ApiReply captions(const ApiRequest &request);

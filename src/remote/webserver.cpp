@@ -279,6 +279,15 @@ bool WebServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *soc
         login(request, socket);
         return true;
     }
+    // An alarm panel or a door system starts and clears the emergency with
+    // its bearer token alone; a wrong token counts as a wrong password.
+    const QByteArray authorization = headerOf(request, "authorization");
+    if (segments == QStringList{u"emergency"_s} && authorization.startsWith("Bearer ")) {
+        ApiRequest call{method, segments, request.query(), {}, addressText(request.remoteAddress()), true};
+        if (parseBody(request, socket, close, &call))
+            alarmPanelCall(request, socket, close, std::move(call));
+        return true;
+    }
     QByteArray token;
     Session *session = sessionOf(request, &token);
     if (!session) {
@@ -305,6 +314,16 @@ bool WebServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *soc
         return true;
     }
     ApiRequest call{method, segments, request.query(), {}, addressText(request.remoteAddress())};
+    if (!parseBody(request, socket, close, &call))
+        return true;
+    send(socket, json(m_api.handle(call, session->manager)), close);
+    return true;
+}
+
+// The JSON object of a call's body into `call`; false when it was answered
+// with a 400 instead.
+bool WebServer::parseBody(const QHttpServerRequest &request, QTcpSocket *socket, bool close, ApiRequest *call)
+{
     if (!request.body().trimmed().isEmpty()) {
         QJsonParseError parsed{};
         const QJsonDocument doc = QJsonDocument::fromJson(request.body(), &parsed);
@@ -313,16 +332,46 @@ bool WebServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *soc
                  json(ApiReply::error(400, u"JSON 格式错误：%1（第 %2 字节）"_s.arg(parsed.errorString())
                                                .arg(parsed.offset))),
                  close);
-            return true;
+            return false;
         }
         if (!doc.isObject()) {
             send(socket, json(ApiReply::error(400, u"请求内容应为 JSON 对象"_s)), close);
-            return true;
+            return false;
         }
-        call.body = doc.object();
+        call->body = doc.object();
     }
-    send(socket, json(m_api.handle(call, session->manager)), close);
     return true;
+}
+
+// The token is checked off the event loop, like a password: a wrong one
+// counts as a wrong password of its address and is answered slowly after
+// five in a minute.
+void WebServer::alarmPanelCall(const QHttpServerRequest &request, QTcpSocket *socket, bool close, ApiRequest call)
+{
+    const QString presented = QString::fromLatin1(headerOf(request, "authorization").mid(7).trimmed());
+    const QString stored = m_station.emergency().tokenHash();
+    const bool slow = recentFailures(call.client) >= kFailuresBeforeSlow;
+    QPointer<QTcpSocket> guard(socket);
+    m_hashing.start([this, guard, presented, stored, slow, close, call] {
+        const bool good = secretMatches(presented, stored);
+        QMetaObject::invokeMethod(this, [this, guard, good, slow, close, call] {
+            Answer answer;
+            if (good) {
+                answer = json(m_api.handle(call, true));
+            } else {
+                m_failures[call.client].append(m_uptime.elapsed());
+                m_station.log().append(
+                    zh::stampedLine(m_station.clock().now(), u"远程："_s + call.client + u" 报警系统令牌错误"_s));
+                answer = json(ApiReply::error(401, u"报警系统令牌错误"_s));
+            }
+            if (!guard)
+                return;
+            if (slow && !good)
+                QTimer::singleShot(m_slowMs, guard.data(), [this, guard, answer, close] { send(guard.data(), answer, close); });
+            else
+                send(guard.data(), answer, close);
+        }, Qt::QueuedConnection);
+    });
 }
 
 void WebServer::missingHandler(const QHttpServerRequest &, QTcpSocket *socket)

@@ -55,6 +55,8 @@ public:
 
 protected:
     bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
+    bool parseBody(const QHttpServerRequest &request, QTcpSocket *socket, bool close, ApiRequest *call);
+    void alarmPanelCall(const QHttpServerRequest &request, QTcpSocket *socket, bool close, ApiRequest call);
     void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
 
 private:

@@ -228,9 +228,14 @@ bool Emergency::clear(const QString &origin, QString *error)
     return true;
 }
 
+QString Emergency::tokenHash() const
+{
+    return IniFile(m_dir.control()).value(EmergencySettings::kSection, kToken);
+}
+
 bool Emergency::tokenMatches(const QString &token)
 {
-    const QString stored = IniFile(m_dir.control()).value(EmergencySettings::kSection, kToken);
+    const QString stored = tokenHash();
     if (stored.isEmpty() || token.isEmpty())
         return false;
     // The hash takes tens of milliseconds: a panel that presents the same

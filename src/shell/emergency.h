@@ -90,6 +90,9 @@ public:
     const QString &text() const { return m_text; }
     // A presented alarm panel token matches the one set; false when none is set.
     bool tokenMatches(const QString &token);
+    // The stored hash of that token ("" when none is set), for a check made
+    // off this thread.
+    QString tokenHash() const;
 
 signals:
     void activeChanged(bool active, const QString &text);

@@ -3,6 +3,7 @@
 #include "core/secret.h"
 #include "fakes/fakes.h"
 #include "remote/webserver.h"
+#include "shell/emergency.h"
 #include "shell/station.h"
 
 #include <QCoreApplication>
@@ -374,7 +375,41 @@ TEST_F(WebServerTest, AnAnnouncementIsTakenOrRefusedWithTheBroadcastsWords)
     boss = manager();
     r = boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}});
     EXPECT_EQ(r.status, 409);
-    EXPECT_EQ(r.error(), u"语音播报不可用：没有语音引擎");
+    EXPECT_EQ(r.error(), u"语音播报不可用：语音引擎 espeak-ng 无法初始化");
+}
+
+// The emergency is started and cleared by a manager's session or by the
+// alarm panel's bearer token alone; a viewer, a wrong token or no token is
+// refused, and each is logged with where it came from.
+TEST_F(WebServerTest, TheEmergencyComesFromAManagerOrTheAlarmPanelsToken)
+{
+    tav::IniFile(DataDir(d.path()).control()).setValue(tav::EmergencySettings::kSection, u"报警系统令牌"_s,
+                                                       quickHash(u"door-42"_s));
+    auto viewer = std::make_unique<Client>(server->port());
+    ASSERT_EQ(viewer->login(kViewer).status, 200);
+    EXPECT_EQ(viewer->call("POST", u"/api/v1/emergency"_s, QJsonObject{}).status, 403);
+    Client panel(server->port());
+    const auto bearer = [](const QByteArray &token) { return QList<QPair<QByteArray, QByteArray>>{{"Authorization", "Bearer " + token}}; };
+    EXPECT_EQ(panel.call("POST", u"/api/v1/emergency"_s, QByteArray("{}"), bearer("door-41")).status, 401);
+    EXPECT_EQ(panel.call("POST", u"/api/v1/emergency"_s, QByteArray("{}")).status, 401);
+    EXPECT_FALSE(station->emergencyActive());
+
+    Reply r = panel.call("POST", u"/api/v1/emergency"_s, QByteArray(R"({"text":"请立即撤离"})"), bearer("door-42"));
+    ASSERT_EQ(r.status, 202) << r.body.constData();
+    EXPECT_TRUE(station->emergencyActive());
+    auto boss = manager();
+    EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"emergency"_s][u"active"_s].toBool());
+    EXPECT_EQ(boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}}).status, 409);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/emergency"_s).status, 200);
+    EXPECT_FALSE(station->emergencyActive());
+    ASSERT_EQ(boss->call("POST", u"/api/v1/emergency"_s, QJsonObject{}).status, 202);
+    EXPECT_EQ(panel.call("DELETE", u"/api/v1/emergency"_s, QByteArray(), bearer("door-42")).status, 200);
+    EXPECT_FALSE(station->emergencyActive());
+
+    const QString log = logText();
+    EXPECT_TRUE(log.contains(u"远程：127.0.0.1 报警系统令牌错误"_s)) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"紧急广播开始（报警系统 127.0.0.1）：请立即撤离"_s)) << log.toStdString();
+    EXPECT_TRUE(log.contains(u"（网页控制台 127.0.0.1）"_s)) << log.toStdString();
 }
 
 TEST_F(WebServerTest, StopDatesWeekdaysAndHoursGoThroughTheStationsStores)
