@@ -97,7 +97,6 @@ private:
     QNetworkAccessManager m_nam;
 };
 
-QString taskName(const QJsonValue &v) { return v.toObject().value(u"Name"_s).toString(); }
 
 } // namespace
 
