@@ -98,7 +98,6 @@ private:
     QNetworkAccessManager m_nam;
 };
 
-QString taskName(const QJsonValue &v) { return v.toObject().value(u"Name"_s).toString(); }
 
 } // namespace
 
