@@ -52,7 +52,8 @@ list | gbk >"$edit/.新任务.ini.part" && mv "$edit/.新任务.ini.part" "$edit
 { task 1 早操 23:59:00 23:59:30; task 2 新任务 "$start_time" 23:59:59; } | gbk >"$edit/.SONG.part"
 changed_at=$(now)
 mv "$edit/.SONG.part" "$edit/【SONG】.ini"
-wait_for 8 grep -q 新任务 <(iconv -f GBK -t UTF-8 "$station/【SONG】.ini") || fail "the change did not reach the station folder"
+has_new_task() { iconv -f GBK -t UTF-8 "$station/【SONG】.ini" | grep -q 新任务; }
+wait_for 8 has_new_task || fail "the change did not reach the station folder"
 arrived_at=$(now)
 wait_for 4 grep -q '已载入其他程序修改的数据文件：“【SONG】.ini”' "$work/station.out" || fail "the station did not take the change in"
 taken_at=$(now)
