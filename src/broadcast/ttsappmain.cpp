@@ -213,6 +213,7 @@ QWidget *TTSAppMain::buildTasks()
             return;
         if (!m_parts.store.remove(task.section, &error))
             m_parts.prompt.inform(u"提示"_s, error);
+        refreshTasks(); // the list of the day follows when it is built
         m_parts.scheduler.rebuild();
     });
     connect(sort, &QPushButton::clicked, this, [this] {
@@ -223,6 +224,7 @@ QWidget *TTSAppMain::buildTasks()
             m_parts.prompt.inform(u"提示"_s, error);
             return;
         }
+        refreshTasks(); // the list of the day follows when it is built
         m_parts.scheduler.rebuild();
         m_parts.prompt.inform(u"提示"_s, u"保存已完成"_s);
     });
@@ -463,6 +465,7 @@ void TTSAppMain::refreshTasks()
 
 void TTSAppMain::refreshWaitList()
 {
+    m_waitLabel->setText(m_parts.scheduler.header());
     const QList<WaitRow> &rows = m_parts.scheduler.rows();
     // Each broadcast's text is read once for the list, not once a row.
     m_waitTexts.clear();

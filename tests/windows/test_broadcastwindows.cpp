@@ -163,7 +163,9 @@ TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
     ASSERT_EQ(wait->rowCount(), 1);
     EXPECT_EQ(wait->horizontalHeaderItem(1)->text(), u"        播音主题");
     EXPECT_EQ(wait->item(0, 3)->text(), u"待播");
-    clock.set(at("2026-11-23 08:32:00"));
+    clock.set(at("2026-11-23 08:29:59"));
+    scheduler.tick();
+    clock.set(at("2026-11-23 11:30:00")); // three hours without a tick
     scheduler.tick();
     EXPECT_EQ(wait->item(0, 3)->text(), u"超时");
     EXPECT_EQ(wait->item(0, 0)->foreground().color(), QColor(255, 0, 0));
