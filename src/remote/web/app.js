@@ -106,6 +106,11 @@ function showStatus(s) {
   $('clockText').className = s.clock.warning ? 'error' : '';
   $('statusText').textContent = s.stopDay ? '今天停播' : (s.statusText || '');
   $('broadcastNow').textContent = s.broadcast ? `正在播音：${s.broadcast.text}` : '';
+  const active = Boolean(s.emergency && s.emergency.active);
+  $('emergencyState').textContent = active ? '（正在广播）' : '';
+  $('emergencyState').className = active ? 'error' : '';
+  $('emergencyStart').hidden = active;
+  $('emergencyClear').hidden = !active;
   const faults = $('faults');
   faults.replaceChildren(...s.faults.map((f) => el('li', f)));
 }
@@ -370,6 +375,29 @@ document.addEventListener('DOMContentLoaded', () => {
     } catch (e) {
       $('announceResult').textContent = e.message;
       $('announceResult').className = 'error';
+    }
+  };
+  $('emergencyForm').onsubmit = async (event) => {
+    event.preventDefault();
+    if (!confirm('确定开始紧急广播吗？所有节目将停止，直到解除。')) return;
+    const text = $('emergencyText').value.trim();
+    try {
+      await call('POST', 'emergency', text ? { text } : {});
+      $('emergencyResult').textContent = '紧急广播已开始';
+      $('emergencyResult').className = '';
+    } catch (e) {
+      $('emergencyResult').textContent = e.message;
+      $('emergencyResult').className = 'error';
+    }
+  };
+  $('emergencyClear').onclick = async () => {
+    try {
+      await call('DELETE', 'emergency');
+      $('emergencyResult').textContent = '紧急广播已解除';
+      $('emergencyResult').className = '';
+    } catch (e) {
+      $('emergencyResult').textContent = e.message;
+      $('emergencyResult').className = 'error';
     }
   };
   $('broadcastSwitch').onchange = () =>
