@@ -748,6 +748,7 @@ TEST_F(BroadcastDay, AnnouncementsWaitForTheBroadcastInProgressAndBadOnesAreRefu
 
     add(u"早操"_s, u"08:30:00"_s, u"做早操"_s);
     scheduler.setEnabled(true);
+    waitBuilt();
     tickAt("2026-11-23 08:30:00");
     ASSERT_TRUE(broadcaster.isBusy());
     QString error;
@@ -776,6 +777,7 @@ TEST_F(BroadcastDay, HeldFiringsAreOverdueAndNotSpokenAfterwards)
     add(u"其间"_s, u"08:32:00"_s, u"x"_s);
     add(u"之后"_s, u"08:40:00"_s, u"之后的通知"_s);
     scheduler.setEnabled(true);
+    waitBuilt();
     tickAt("2026-11-23 08:30:00");
     tickAt("2026-11-23 08:30:05"); // held back by the long one
     QString error;

@@ -118,7 +118,6 @@ protected:
                                   u"[图片]\n图片路径0=/n/1.jpg\n[图片播放模式]\n模式=0\n[时间]\n图片切换时间=7\n"_s);
         d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=午间广播\nTTS_TimeStart=12:00:00\n"_s);
         WebSettings web;
-        web.port = 0; // any free port
         web.managerHash = quickHash(kManager);
         web.viewerHash = quickHash(kViewer);
         ASSERT_TRUE(web.save(DataDir(d.path())));
@@ -132,7 +131,9 @@ protected:
             station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
         station->start();
         station->ticker().stop(); // the test gives the seconds
-        server = std::make_unique<WebServer>(*station, WebSettings::load(DataDir(d.path())));
+        WebSettings settings = WebSettings::load(DataDir(d.path()));
+        settings.port = 0; // any free port: tests run side by side
+        server = std::make_unique<WebServer>(*station, settings);
         server->setSlowAnswerMs(kSlowMs);
         QString error;
         ASSERT_TRUE(server->start(&error)) << error.toStdString();
