@@ -35,7 +35,7 @@ bool DataFaults::shouldTell(const QString &kind, const QString &path)
     return true;
 }
 
-void DataFaults::unreadable(const QString &path, const QString &why)
+void DataFaults::noteUnreadable(const QString &path, const QString &why, const QString &message)
 {
     QMutexLocker lock(&m_mutex);
     const bool fresh = !m_unreadable.contains(path);
@@ -45,20 +45,17 @@ void DataFaults::unreadable(const QString &path, const QString &why)
     if (fresh)
         emit changed();
     if (tell)
-        emit fault(u"无法读取数据文件“%1”（%2），其中的内容没有使用，文件保持原样"_s.arg(path, why));
+        emit fault(message);
+}
+
+void DataFaults::unreadable(const QString &path, const QString &why)
+{
+    noteUnreadable(path, why, u"无法读取数据文件“%1”（%2），其中的内容没有使用，文件保持原样"_s.arg(path, why));
 }
 
 void DataFaults::rejected(const QString &path, const QString &why)
 {
-    QMutexLocker lock(&m_mutex);
-    const bool fresh = !m_unreadable.contains(path);
-    m_unreadable.insert(path, why);
-    const bool tell = shouldTell(u"read"_s, path);
-    lock.unlock();
-    if (fresh)
-        emit changed();
-    if (tell)
-        emit fault(u"数据文件“%1”已被其他程序修改，但内容不完整（%2），继续使用原有内容"_s.arg(path, why));
+    noteUnreadable(path, why, u"数据文件“%1”已被其他程序修改，但内容不完整（%2），继续使用原有内容"_s.arg(path, why));
 }
 
 void DataFaults::unwritable(const QString &path, const QString &why, const QByteArray &bytes)

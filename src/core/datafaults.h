@@ -63,6 +63,8 @@ signals:
 private:
     DataFaults() = default;
     bool shouldTell(const QString &kind, const QString &path);
+    // Keeps `path` as unreadable and says `message` when it is time to.
+    void noteUnreadable(const QString &path, const QString &why, const QString &message);
     QDateTime now() const;
 
     mutable QMutex m_mutex; // files are read from worker threads too

@@ -108,16 +108,21 @@ void Scheduler::newDay(qint64 key)
             m_stopDay = false;
             m_shutdownPending = false;
             m_enabled = !stopDayCheck();
-            const QDateTime now = m_clock.now();
-            if (!m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
-                return;
-            m_jumpedFrom = from;
-            m_catchUp = true;
-            tick();
-            m_jumpedFrom = -1;
-            m_catchUp = false;
+            catchUpFrom(from);
         }, Qt::QueuedConnection);
     });
+}
+
+void Scheduler::catchUpFrom(qint64 from)
+{
+    const QDateTime now = m_clock.now();
+    if (!m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
+        return;
+    m_jumpedFrom = from;
+    m_catchUp = true;
+    tick();
+    m_jumpedFrom = -1;
+    m_catchUp = false;
 }
 
 void Scheduler::reloadTasks()
@@ -149,14 +154,7 @@ void Scheduler::reloadTasks()
             if (why.isEmpty())
                 m_store.apply(std::move(file), m_day);
             emit tasksReloaded(why.isEmpty(), why, readMs);
-            const QDateTime now = m_clock.now();
-            if (!m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
-                return;
-            m_jumpedFrom = from;
-            m_catchUp = true;
-            tick();
-            m_jumpedFrom = -1;
-            m_catchUp = false;
+            catchUpFrom(from);
         }, Qt::QueuedConnection);
     });
 }

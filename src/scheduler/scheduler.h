@@ -157,6 +157,9 @@ signals:
     void tasksReloaded(bool ok, const QString &why, qint64 readMs);
 
 private:
+    // After the day's tasks were read: the starts due since `from` (a wall
+    // second) happen now, unless the schedule is off or held.
+    void catchUpFrom(qint64 from);
     // plays: false for a start replaced by a later one of the same second.
     void startTask(const TodayTask &task, QDate today, const QString &end, bool plays);
     void startDueTasks(QDate today, int t);

@@ -86,8 +86,11 @@ version=$(env -u DISPLAY -u WAYLAND_DISPLAY "$work/root/usr/bin/tavplayer" --ver
 for page in man1 zh_CN/man1; do
   gz="$work/root/usr/share/man/$page/tavplayer.1.gz"
   [[ -f $gz ]] || continue
+  # Read once into a file: grep -q ends at its first match, and with
+  # pipefail the page's writer killed by that would read as a miss.
+  zcat "$gz" | sed 's/\\-/-/g' >"$work/page.txt"
   for option in --headless --data-dir --player-option --trace --help --version; do
-    zcat "$gz" | sed 's/\\-/-/g' | grep -q -- "$option" || fail "$page/tavplayer.1 lacks $option"
+    grep -q -- "$option" "$work/page.txt" || fail "$page/tavplayer.1 lacks $option"
   done
   if command -v groff >/dev/null 2>&1; then
     warnings=$(zcat "$gz" | groff -k -man -Tutf8 -ww -Wbreak -z 2>&1) || true
