@@ -544,24 +544,36 @@ bool writeJournal(int dataDir, const Journal &j, QString *error)
     return ok;
 }
 
+// The names in an open folder, "." and ".." left out.
+QList<QByteArray> entryNames(int dirFd)
+{
+    QList<QByteArray> names;
+    if (DIR *d = ::fdopendir(::dup(dirFd))) {
+        while (dirent *e = ::readdir(d))
+            if (qstrcmp(e->d_name, ".") != 0 && qstrcmp(e->d_name, "..") != 0)
+                names.append(e->d_name);
+        ::closedir(d);
+    }
+    return names;
+}
+
+// A folder itself, not a link to one.
+bool isFolder(int dirFd, const QByteArray &name)
+{
+    struct stat st {};
+    return ::fstatat(dirFd, name.constData(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
+}
+
 // Removes a folder tree without following links.
 void removeTree(int parent, const QByteArray &name)
 {
     Fd dir(::openat(parent, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (dir.ok()) {
-        if (DIR *d = ::fdopendir(::dup(dir.get()))) {
-            QList<QByteArray> names;
-            while (dirent *e = ::readdir(d))
-                if (qstrcmp(e->d_name, ".") != 0 && qstrcmp(e->d_name, "..") != 0)
-                    names.append(e->d_name);
-            ::closedir(d);
-            for (const QByteArray &n : std::as_const(names)) {
-                struct stat st {};
-                if (::fstatat(dir.get(), n.constData(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode))
-                    removeTree(dir.get(), n);
-                else
-                    ::unlinkat(dir.get(), n.constData(), 0);
-            }
+        for (const QByteArray &n : entryNames(dir.get())) {
+            if (isFolder(dir.get(), n))
+                removeTree(dir.get(), n);
+            else
+                ::unlinkat(dir.get(), n.constData(), 0);
         }
     }
     ::unlinkat(parent, name.constData(), AT_REMOVEDIR);
@@ -573,18 +585,9 @@ bool pruneEmpty(int parent, const QByteArray &name)
     Fd dir(::openat(parent, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!dir.ok())
         return false;
-    if (DIR *d = ::fdopendir(::dup(dir.get()))) {
-        QList<QByteArray> names;
-        while (dirent *e = ::readdir(d))
-            if (qstrcmp(e->d_name, ".") != 0 && qstrcmp(e->d_name, "..") != 0)
-                names.append(e->d_name);
-        ::closedir(d);
-        for (const QByteArray &n : std::as_const(names)) {
-            struct stat st {};
-            if (::fstatat(dir.get(), n.constData(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode))
-                pruneEmpty(dir.get(), n);
-        }
-    }
+    for (const QByteArray &n : entryNames(dir.get()))
+        if (isFolder(dir.get(), n))
+            pruneEmpty(dir.get(), n);
     return ::unlinkat(parent, name.constData(), AT_REMOVEDIR) == 0;
 }
 
