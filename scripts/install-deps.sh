@@ -24,6 +24,8 @@ packages=(
   # the web console: Qt's HTTP server and WebSockets; a real browser driven
   # through WebDriver for its tests
   qt6-httpserver-dev qt6-websockets-dev chromium chromium-driver python3-selenium
+  # the web console's load bench and its HTTPS test's throwaway certificate
+  wrk openssl
   # fleets: the synchroniser and the monitoring server used by the fleet tests
   syncthing prometheus curl
   # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator

@@ -3,6 +3,7 @@
 #include "core/datafaults.h"
 #include "core/zhtext.h"
 #include "platform/prompt.h"
+#include "broadcast/broadcastdraft.h"
 #include "scheduler/taskeditor.h"
 #include "shell/station.h"
 
@@ -744,19 +745,36 @@ ApiReply StationApi::captions(const ApiRequest &request)
     return ok(captionsJson(), add ? 201 : 200);
 }
 
+QJsonObject StationApi::broadcastJson(const BroadcastTask &t) const
+{
+    return {{u"name"_s, t.name},
+            {u"start"_s, t.timeStart},
+            {u"end"_s, t.timeEnd},
+            {u"dateStart"_s, t.dateStart},
+            {u"dateEnd"_s, t.dateEnd},
+            {u"week"_s, t.week},
+            {u"interval"_s, t.interval},
+            {u"on"_s, t.isOn()},
+            {u"priority"_s, QString::number(t.priority())},
+            {u"frequency"_s, t.frequency},
+            {u"delay"_s, t.delay},
+            {u"tone"_s, t.tone.trimmed() == u"1"},
+            {u"voice"_s, t.speaker},
+            {u"rate"_s, t.rate},
+            {u"voiceVolume"_s, t.voiceVolume},
+            {u"musicVolume"_s, t.musicVolume},
+            {u"music"_s, t.music},
+            {u"text"_s, m_station.broadcasts().content(t.name)}};
+}
+
 ApiReply StationApi::broadcasts(const ApiRequest &request)
 {
     const QStringList &p = request.path;
+    BroadcastStore &store = m_station.broadcasts();
     if (p.size() == 1 && request.method == "GET") {
         QJsonArray list;
-        const QDate today = m_station.clock().now().date();
-        for (const BroadcastTask &t : m_station.broadcasts().tasks())
-            list.append(QJsonObject{{u"name"_s, t.name},           {u"start"_s, t.timeStart},
-                                    {u"end"_s, t.timeEnd},         {u"dateStart"_s, t.dateStart},
-                                    {u"dateEnd"_s, t.dateEnd},     {u"week"_s, t.week},
-                                    {u"interval"_s, t.interval},   {u"on"_s, t.isOn()},
-                                    {u"text"_s, m_station.broadcasts().content(t.name)}});
-        Q_UNUSED(today);
+        for (const BroadcastTask &t : store.tasks())
+            list.append(broadcastJson(t));
         return ok({{u"on"_s, m_station.settings().isOn(Switch::Broadcast)},
                    {u"available"_s, m_station.broadcaster() != nullptr},
                    {u"tasks"_s, list}});
@@ -769,7 +787,127 @@ ApiReply StationApi::broadcasts(const ApiRequest &request)
         logWrite(request, request.body.value(u"on"_s).toBool() ? u"开启播音"_s : u"关闭播音"_s);
         return broadcasts({"GET", {u"broadcasts"_s}, {}, {}, request.client});
     }
-    return notFound();
+    if (p.size() == 1 && request.method == "POST")
+        return saveBroadcast(request, nullptr);
+    if (p.size() != 2)
+        return notFound();
+    const BroadcastTask *task = store.find(p.at(1));
+    if (!task)
+        return ApiReply::error(404, u"没有这个播音任务：%1"_s.arg(p.at(1)));
+    if (request.method == "GET")
+        return ok(broadcastJson(*task));
+    if (request.method == "PUT")
+        return saveBroadcast(request, task);
+    if (request.method != "DELETE")
+        return notFound();
+    const QString name = task->name;
+    QString error;
+    if (!store.remove(task->section, &error))
+        return ApiReply::error(store.tasks().size() <= 1 ? 409 : 500, error);
+    broadcastsChanged();
+    logWrite(request, u"删除播音 "_s + name);
+    return ok({{u"deleted"_s, name}});
+}
+
+ApiReply StationApi::saveBroadcast(const ApiRequest &request, const BroadcastTask *old)
+{
+    const bool add = old == nullptr;
+    if (auto refused = checkFields(request.body, {{u"name"_s, Kind::Text, add},
+                                                  {u"text"_s, Kind::Text, add},
+                                                  {u"start"_s, Kind::Text, add},
+                                                  {u"end"_s, Kind::Text},
+                                                  {u"dateStart"_s, Kind::Text},
+                                                  {u"dateEnd"_s, Kind::Text},
+                                                  {u"week"_s, Kind::Text},
+                                                  {u"interval"_s, Kind::Text},
+                                                  {u"on"_s, Kind::Bool},
+                                                  {u"priority"_s, Kind::Text},
+                                                  {u"frequency"_s, Kind::Text},
+                                                  {u"delay"_s, Kind::Text},
+                                                  {u"tone"_s, Kind::Bool},
+                                                  {u"voice"_s, Kind::Text},
+                                                  {u"rate"_s, Kind::Text},
+                                                  {u"voiceVolume"_s, Kind::Text},
+                                                  {u"musicVolume"_s, Kind::Text},
+                                                  {u"music"_s, Kind::Text}}))
+        return *refused;
+    BroadcastStore &store = m_station.broadcasts();
+    const QJsonObject &b = request.body;
+    BroadcastDraft d = add ? BroadcastDraft::fresh(m_station.clock().now()) : BroadcastDraft::from(*old, store.content(old->name));
+    // What the windows' pickers cannot produce is refused before the editor's checks.
+    for (const auto &[key, time] : {std::pair{u"start"_s, &d.timeStart}, {u"end"_s, &d.timeEnd}}) {
+        if (!b.contains(key))
+            continue;
+        const QString text = b.value(key).toString().trimmed();
+        if (!isTimeOfDay(text))
+            return ApiReply::error(400, u"%1应为 时:分:秒，如 12:00:00"_s.arg(key));
+        *time = QTime(0, 0).addSecs(zh::secondsOfDay(text));
+    }
+    if (add && !b.contains(u"end"_s))
+        d.timeEnd = d.timeStart; // once, at its start
+    for (const auto &[key, date] : {std::pair{u"dateStart"_s, &d.dateStart}, {u"dateEnd"_s, &d.dateEnd}}) {
+        if (!b.contains(key))
+            continue;
+        const QDate parsed = zh::parseShortDate(b.value(key).toString());
+        if (!parsed.isValid())
+            return ApiReply::error(400, u"%1应为 年/月/日，如 2026/9/1"_s.arg(key));
+        *date = parsed;
+    }
+    if (b.contains(u"week"_s)) {
+        static const QString days = u"一二三四五六日"_s;
+        const QString week = b.value(u"week"_s).toString();
+        if (!std::all_of(week.begin(), week.end(), [](QChar c) { return days.contains(c); }))
+            return ApiReply::error(400, u"星期应由“一二三四五六日”中的字组成"_s);
+        for (int i = 0; i < 7; ++i)
+            d.week[i] = week.contains(days[i]);
+    }
+    // As typed into the editor's boxes: a blank before a number is refused there.
+    const auto text = [&b](const QString &key, QString *into) {
+        if (b.contains(key))
+            *into = b.value(key).toString();
+    };
+    text(u"name"_s, &d.name);
+    text(u"text"_s, &d.content);
+    text(u"interval"_s, &d.interval);
+    text(u"priority"_s, &d.priority);
+    text(u"frequency"_s, &d.frequency);
+    text(u"delay"_s, &d.delay);
+    text(u"voice"_s, &d.speaker);
+    text(u"rate"_s, &d.rate);
+    text(u"voiceVolume"_s, &d.voiceVolume);
+    text(u"musicVolume"_s, &d.musicVolume);
+    text(u"music"_s, &d.music);
+    if (b.contains(u"on"_s))
+        d.onOff = b.value(u"on"_s).toBool() ? u"开"_s : u"关"_s;
+    if (b.contains(u"tone"_s))
+        d.tone = b.value(u"tone"_s).toBool();
+    // The editor's own checks, in their order, with its words.
+    if (const QString refused = d.check(store.dir(), add ? QString() : old->name); !refused.isEmpty())
+        return ApiReply::error(refused.startsWith(u"该名称") ? 409 : 400, refused);
+    if (d.content.size() > Broadcaster::kMaxSpokenChars)
+        return ApiReply::error(400, u"朗读内容过长（最多%1字）"_s.arg(Broadcaster::kMaxSpokenChars));
+    if (d.speaker.isEmpty())
+        return ApiReply::error(400, u"语音不能为空"_s);
+    const QString wasName = add ? QString() : old->name;
+    QString error;
+    const bool saved = add ? store.add(d.toTask(), d.content, &error)
+                           : store.modify(old->section, wasName, d.toTask(), d.content, &error);
+    if (!saved) {
+        logWrite(request, (add ? u"新增播音 "_s : u"修改播音 "_s + wasName + u" → "_s) + d.name.trimmed()
+                              + u"（写文件时出错）"_s);
+        return ApiReply::error(500, error);
+    }
+    broadcastsChanged();
+    logWrite(request, (add ? u"新增播音 "_s : u"修改播音 "_s + wasName + u" → "_s) + d.name.trimmed());
+    return ok(broadcastJson(*store.find(d.name)), add ? 201 : 200);
+}
+
+// The day's broadcasts are built again off the tick, as after the windows' editor.
+void StationApi::broadcastsChanged()
+{
+    if (BroadcastScheduler *scheduler = m_station.broadcastScheduler())
+        scheduler->rebuild();
+    emit changed(u"broadcasts"_s);
 }
 
 } // namespace tav

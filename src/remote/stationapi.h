@@ -2,6 +2,7 @@
 
 #include "broadcast/announcequeue.h"
 #include "broadcast/broadcaster.h"
+#include "broadcast/broadcaststore.h"
 
 #include <QByteArray>
 #include <QJsonDocument>
@@ -62,7 +63,8 @@ public:
     void setAnnouncer(Announcer announcer) { m_announce = std::move(announcer); }
 
 signals:
-    // Something the windows show changed: "tasks", "stopdates", "settings", "captions".
+    // Something the windows show changed: "tasks", "stopdates", "settings", "captions",
+    // "broadcasts".
     void changed(const QString &what);
     // A task started (by its time or by a caller).
     void started(const QString &task);
@@ -81,6 +83,9 @@ private:
     ApiReply hours(const ApiRequest &request);
     ApiReply captions(const ApiRequest &request);
     ApiReply broadcasts(const ApiRequest &request);
+    ApiReply saveBroadcast(const ApiRequest &request, const BroadcastTask *old);
+    QJsonObject broadcastJson(const BroadcastTask &task) const;
+    void broadcastsChanged();
     QJsonObject taskJson(const QString &name) const;
     QJsonObject stopDatesJson() const;
     QJsonObject hoursJson() const;

@@ -71,6 +71,7 @@ function connectEvents() {
     const what = JSON.parse(e.data).what;
     if (what === 'tasks') { loadTasks(); loadToday(); }
     if (what === 'captions') loadCaptions();
+    if (what === 'broadcasts') loadBroadcasts();
     if (what === 'stopdates' || what === 'settings') { loadStops(); loadToday(); loadBroadcasts(); }
   });
   events.onerror = () => {
@@ -309,16 +310,90 @@ async function loadStops() {
   $('shutdownTime').value = pickerTime(h.shutdownTime);
 }
 
+const weekDays = '一二三四五六日';
+let editingBroadcast = null; // the name of the broadcast being changed, null for a new one
+
 async function loadBroadcasts() {
   const b = await call('GET', 'broadcasts');
   $('broadcastSwitch').checked = b.on;
   $('broadcastRows').replaceChildren(...b.tasks.map((t) => {
     const tr = el('tr');
-    tr.append(el('td', t.name), el('td', t.start), el('td', t.week), el('td', t.on ? '开' : '关'));
+    const actions = el('td', null, 'actions manager');
+    const edit = el('button', '修改');
+    edit.type = 'button';
+    edit.onclick = () => openBroadcast(t);
+    const del = el('button', '删除', 'danger');
+    del.type = 'button';
+    del.onclick = () => {
+      if (!confirm(`确定删除播音任务“${t.name}”吗？`)) return;
+      call('DELETE', `broadcasts/${encodeURIComponent(t.name)}`).then(loadBroadcasts).catch((e) => notice(e.message));
+    };
+    actions.append(edit, del);
+    const when = t.interval !== '0' && t.end ? `${t.start}–${t.end} 每${t.interval}分钟` : t.start;
+    tr.append(el('td', t.name), el('td', when), el('td', t.week), el('td', t.on ? '开' : '关'), actions);
     return tr;
   }));
-  if (!b.tasks.length) $('broadcastRows').append(rowNote(4, '没有语音播报任务'));
+  if (!b.tasks.length) $('broadcastRows').append(rowNote(5, '没有语音播报任务'));
   if (!b.available) notice('本机语音引擎不可用，无法播音');
+}
+
+// "2026/9/1" ↔ the date picker's "2026-09-01".
+function pickerDate(text) {
+  const p = (text || '').split('/');
+  return p.length === 3 ? `${p[0]}-${p[1].padStart(2, '0')}-${p[2].padStart(2, '0')}` : '';
+}
+function shortDate(value) {
+  const p = value.split('-');
+  return p.length === 3 ? `${Number(p[0])}/${Number(p[1])}/${Number(p[2])}` : value;
+}
+
+function openBroadcast(t) {
+  $('broadcastError').textContent = '';
+  editingBroadcast = t ? t.name : null;
+  $('broadcastFormTitle').textContent = t ? '修改播音任务' : '新增播音任务';
+  const now = new Date();
+  const year = now.getFullYear();
+  $('bcName').value = t ? t.name : '';
+  $('bcText').value = t ? t.text : '';
+  $('bcStart').value = t ? pickerTime(t.start) : now.toTimeString().slice(0, 5) + ':00';
+  $('bcEnd').value = t ? pickerTime(t.end || t.start) : $('bcStart').value;
+  $('bcInterval').value = t ? t.interval : '0';
+  $('bcDateStart').value = t ? pickerDate(t.dateStart) : now.toISOString().slice(0, 10);
+  $('bcDateEnd').value = t ? pickerDate(t.dateEnd) : `${year}-12-31`;
+  $('bcFrequency').value = t ? t.frequency : '1';
+  $('bcPriority').value = t ? t.priority : '0';
+  $('bcOn').value = !t || t.on ? '1' : '0';
+  for (const box of $('bcWeek').querySelectorAll('input')) box.checked = t ? t.week.includes(box.value) : true;
+  $('broadcastForm').hidden = false;
+  $('broadcastForm').scrollIntoView({ behavior: 'smooth' });
+  $('bcName').focus();
+}
+
+async function saveBroadcast(event) {
+  event.preventDefault();
+  const time = (v) => withSeconds(v);
+  const body = {
+    name: $('bcName').value,
+    text: $('bcText').value,
+    start: time($('bcStart').value),
+    end: time($('bcEnd').value),
+    interval: $('bcInterval').value,
+    frequency: $('bcFrequency').value,
+    priority: $('bcPriority').value,
+    on: $('bcOn').value === '1',
+    week: [...$('bcWeek').querySelectorAll('input')].filter((b) => b.checked).map((b) => b.value).join(''),
+  };
+  if ($('bcDateStart').value) body.dateStart = shortDate($('bcDateStart').value);
+  if ($('bcDateEnd').value) body.dateEnd = shortDate($('bcDateEnd').value);
+  try {
+    if (editingBroadcast === null) await call('POST', 'broadcasts', body);
+    else await call('PUT', `broadcasts/${encodeURIComponent(editingBroadcast)}`, body);
+    $('broadcastForm').hidden = true;
+    notice('已保存：' + body.name);
+    loadBroadcasts();
+  } catch (e) {
+    $('broadcastError').textContent = e.message;
+  }
 }
 
 let logNext = 0;
@@ -400,6 +475,17 @@ document.addEventListener('DOMContentLoaded', () => {
       $('emergencyResult').className = 'error';
     }
   };
+  $('bcWeek').replaceChildren(...[...weekDays].map((day) => {
+    const label = el('label');
+    const box = el('input');
+    box.type = 'checkbox';
+    box.value = day;
+    label.append(box, ' 周' + day);
+    return label;
+  }));
+  $('newBroadcast').onclick = () => openBroadcast(null);
+  $('cancelBroadcast').onclick = () => { $('broadcastForm').hidden = true; };
+  $('broadcastForm').onsubmit = saveBroadcast;
   $('broadcastSwitch').onchange = () =>
     call('PUT', 'broadcasts/settings', { on: $('broadcastSwitch').checked }).catch((e) => notice(e.message));
   $('captionSwitch').onchange = () =>
