@@ -11,6 +11,7 @@
 #include <QRandomGenerator>
 #include <QSslCertificate>
 #include <QSslKey>
+#include <QSslServer>
 #include <QTcpServer>
 
 #include <algorithm>
@@ -98,6 +99,125 @@ QByteArray statusKey(QJsonObject status)
     return QJsonDocument(status).toJson(QJsonDocument::Compact);
 }
 
+
+// Follows the requests of a connection as their bytes arrive, before the
+// HTTP server reads them: the server holds a whole body before it hands the
+// request over, so a body over the limit is refused from its head alone
+// (413 and the connection closed), and what follows is read and dropped
+// rather than kept. A head over 64 kB is refused alike (431); a body in
+// chunks, whose size no head tells, is refused with 411.
+class BodyGuard : public QObject
+{
+public:
+    BodyGuard(QTcpSocket *socket, qsizetype limit) : QObject(socket), m_socket(socket), m_limit(limit)
+    {
+        // Connected before the server's own reader, so it sees each piece
+        // first; and once more after it, to know what the server left
+        // unread, which the next look must not count again.
+        connect(socket, &QIODevice::readyRead, this, [this] { look(); });
+        QMetaObject::invokeMethod(this, [this] {
+            connect(m_socket, &QIODevice::readyRead, this, [this] { m_unread = m_socket->bytesAvailable(); });
+        }, Qt::QueuedConnection);
+    }
+
+private:
+    void look()
+    {
+        if (m_refused) {
+            m_socket->skip(m_socket->bytesAvailable());
+            return;
+        }
+        QByteArray data = m_socket->peek(m_socket->bytesAvailable()).mid(m_unread);
+        m_unread = 0;
+        qsizetype at = 0;
+        while (at < data.size()) {
+            if (m_body > 0) {
+                const qint64 n = qMin<qint64>(m_body, data.size() - at);
+                m_body -= n;
+                at += n;
+                continue;
+            }
+            m_head += data.mid(at);
+            at = data.size();
+            const qsizetype end = m_head.indexOf("\r\n\r\n");
+            if (end < 0) {
+                if (m_head.size() > 64 * 1024)
+                    return refuse(431, "Request Header Fields Too Large", u"请求头过长"_s);
+                return;
+            }
+            qint64 length = 0;
+            for (const QByteArray &line : m_head.left(end).split('\n')) {
+                const qsizetype colon = line.indexOf(':');
+                const QByteArray name = line.left(colon).trimmed().toLower();
+                if (name == "transfer-encoding")
+                    return refuse(411, "Length Required", u"请求内容须带 Content-Length"_s);
+                if (name == "content-length") {
+                    bool ok = false;
+                    length = line.mid(colon + 1).trimmed().toLongLong(&ok);
+                    if (!ok || length < 0)
+                        return refuse(400, "Bad Request", u"Content-Length 不正确"_s);
+                }
+            }
+            if (length > m_limit)
+                return refuse(413, "Payload Too Large", u"请求内容超过 1 MB"_s);
+            const QByteArray rest = m_head.mid(end + 4);
+            m_head.clear();
+            m_body = length;
+            data = rest;
+            at = 0;
+        }
+    }
+
+    void refuse(int status, const QByteArray &reason, const QString &text)
+    {
+        m_refused = true;
+        m_head.clear();
+        const QByteArray body = QJsonDocument(QJsonObject{{u"error"_s, text}}).toJson(QJsonDocument::Compact);
+        m_socket->skip(m_socket->bytesAvailable());
+        m_socket->write("HTTP/1.1 " + QByteArray::number(status) + ' ' + reason
+                        + "\r\nContent-Type: application/json; charset=utf-8\r\nContent-Length: "
+                        + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+        // The rest of the body is still coming: read and dropped for a
+        // moment, so that the caller sees the answer rather than a reset.
+        QTimer::singleShot(2000, m_socket, [s = m_socket] { s->disconnectFromHost(); });
+    }
+
+    QTcpSocket *m_socket;
+    qsizetype m_limit;
+    QByteArray m_head;
+    qint64 m_body = 0;
+    qint64 m_unread = 0;
+    bool m_refused = false;
+};
+
+// Listening sockets that give each connection its guard before the HTTP
+// server takes it.
+class GuardedTcpServer : public QTcpServer
+{
+public:
+    using QTcpServer::QTcpServer;
+    QTcpSocket *nextPendingConnection() override
+    {
+        QTcpSocket *socket = QTcpServer::nextPendingConnection();
+        if (socket)
+            new BodyGuard(socket, WebServer::kMaxBody);
+        return socket;
+    }
+};
+
+class GuardedSslServer : public QSslServer
+{
+public:
+    using QSslServer::QSslServer;
+    QTcpSocket *nextPendingConnection() override
+    {
+        QTcpSocket *socket = QSslServer::nextPendingConnection();
+        if (socket)
+            new BodyGuard(socket, WebServer::kMaxBody);
+        return socket;
+    }
+};
+
 } // namespace
 
 WebServer::WebServer(Station &station, WebSettings settings, QObject *parent)
@@ -147,6 +267,7 @@ bool WebServer::start(QString *error)
         *error = u"网页控制台的监听地址不正确：%1"_s.arg(m_settings.listen);
         return false;
     }
+    QTcpServer *listener = nullptr;
     if (!m_settings.certificate.isEmpty() || !m_settings.key.isEmpty()) {
         QFile certFile(m_settings.certificate), keyFile(m_settings.key);
         if (!certFile.open(QIODevice::ReadOnly) || !keyFile.open(QIODevice::ReadOnly)) {
@@ -162,10 +283,22 @@ bool WebServer::start(QString *error)
             *error = u"证书或密钥文件不是 PEM 格式：%1 %2"_s.arg(m_settings.certificate, m_settings.key);
             return false;
         }
-        sslSetup(certificate, key);
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.setLocalCertificate(certificate);
+        tls.setPrivateKey(key);
+        auto *server = new GuardedSslServer(this);
+        server->setSslConfiguration(tls);
+        listener = server;
         m_tls = true;
+    } else {
+        listener = new GuardedTcpServer(this);
     }
-    m_port = listen(address, m_settings.port);
+    if (listener->listen(address, m_settings.port)) {
+        bind(listener);
+        m_port = listener->serverPort();
+    } else {
+        delete listener;
+    }
     if (m_port == 0) {
         *error = u"网页控制台无法在 %1 端口 %2 上监听（端口已被占用？）"_s.arg(m_settings.listen).arg(m_settings.port);
         return false;

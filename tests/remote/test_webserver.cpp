@@ -19,6 +19,7 @@
 #include <QNetworkReply>
 #include <QProcess>
 #include <QSslConfiguration>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -588,6 +589,50 @@ TEST_F(WebServerTest, ThePageAndTheMetricsHookAreServedWithoutALogin)
     EXPECT_EQ(r.header("content-type"), "text/plain; version=0.0.4; charset=utf-8");
     EXPECT_EQ(r.body, "tav_up 1\n");
     EXPECT_EQ(browser.call("GET", u"/api/v2/status"_s).status, 404);
+}
+
+// A body over the limit is refused from the request's head, before it is
+// sent, and the connection's next requests are still told apart from bodies.
+TEST_F(WebServerTest, OversizedBodiesAreRefusedFromTheHeadAlone)
+{
+    const auto exchange = [this](const QList<QByteArray> &requests) {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, server->port());
+        QList<QByteArray> answers;
+        for (const QByteArray &request : requests) {
+            socket.write(request);
+            QByteArray in;
+            QElapsedTimer timer;
+            timer.start();
+            while (timer.elapsed() < 5000) {
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+                in += socket.readAll();
+                const qsizetype head = in.indexOf("\r\n\r\n");
+                const qsizetype length = in.indexOf("Content-Length: ");
+                if (head > 0 && length > 0 && in.size() >= head + 4 + in.mid(length + 16, 12).split('\r')[0].toInt())
+                    break;
+            }
+            answers.append(in.left(in.indexOf("\r\n")));
+        }
+        return answers;
+    };
+    const QByteArray post = "POST /api/v1/login HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n";
+    const QByteArray get = "GET /api/v1/status HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+    struct Case
+    {
+        QList<QByteArray> requests;
+        QList<QByteArray> answers;
+    } cases[] = {
+        {{post + "Content-Length: 200000000\r\n\r\n{\"pass"}, {"HTTP/1.1 413 Payload Too Large"}},
+        {{post + "Transfer-Encoding: chunked\r\n\r\n5\r\n{\"pas\r\n"}, {"HTTP/1.1 411 Length Required"}},
+        {{post + "Content-Length: -1\r\n\r\n"}, {"HTTP/1.1 400 Bad Request"}},
+        // A body just within the limit, then a call on the same connection.
+        {{post + "Content-Length: 1048576\r\n\r\n" + QByteArray(1048576, ' '), get},
+         {"HTTP/1.1 400 Bad Request", "HTTP/1.1 401 Unauthorized"}},
+        {{post + "Content-Length: 2\r\n\r\n{}", get, get}, {"HTTP/1.1 400 Bad Request", "HTTP/1.1 401 Unauthorized", "HTTP/1.1 401 Unauthorized"}},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(exchange(c.requests), c.answers) << c.requests[0].constData();
 }
 
 // With a certificate and key, the console is served over TLS only; a pair
