@@ -143,9 +143,14 @@ def main():
     print(f"start lateness, quiet : {summary(quiet)}")
     print(f"start lateness, flood : {summary(loaded)}")
     if quiet and loaded:
-        print(f"flood / quiet: p50 x{percentile(loaded, 50) / max(percentile(quiet, 50), 0.01):.2f}"
-              f"  p95 x{percentile(loaded, 95) / max(percentile(quiet, 95), 0.01):.2f}"
-              f"  max x{max(loaded) / max(max(quiet), 0.01):.2f}")
+        # The trace has whole milliseconds: a ratio counts a quiet 0 as 1 ms.
+        def ratio(a, b):
+            return max(a, 1.0) / max(b, 1.0)
+        print(f"flood - quiet: p50 {percentile(loaded, 50) - percentile(quiet, 50):+.1f} ms"
+              f"  p95 {percentile(loaded, 95) - percentile(quiet, 95):+.1f} ms  max {max(loaded) - max(quiet):+.1f} ms;"
+              f" flood / quiet (1 ms floor): p50 x{ratio(percentile(loaded, 50), percentile(quiet, 50)):.1f}"
+              f"  p95 x{ratio(percentile(loaded, 95), percentile(quiet, 95)):.1f}  max x{ratio(max(loaded), max(quiet)):.1f}")
+    print(f"machine load average during the run: {os.getloadavg()[0]:.1f} on {os.cpu_count()} processors")
     print(f"flood: {rate:.0f} requests/s ({args.connections} keep-alive connections, GET {args.path})"
           + "".join(f"; {b['errors']}" for b in bursts if b["errors"]))
     print(f"200 concurrent clients: {many['rate']:.0f} requests/s, p50 {many['latency'].get(50, -1):.2f} ms,"

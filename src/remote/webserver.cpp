@@ -4,6 +4,7 @@
 #include "core/zhtext.h"
 #include "shell/station.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QHttpServerRequest>
 #include <QJsonArray>
@@ -15,6 +16,9 @@
 #include <QTcpServer>
 
 #include <algorithm>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -80,6 +84,15 @@ QString addressText(const QHostAddress &address)
     bool v4 = false;
     const quint32 ip4 = address.toIPv4Address(&v4);
     return v4 ? QHostAddress(ip4).toString() : address.toString();
+}
+
+// The calling thread yields the processor to the station's thread when both
+// want it: a flood of requests then waits behind the clockwork.
+void lowerThisThread()
+{
+    thread_local bool lowered = false;
+    if (!std::exchange(lowered, true))
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), 10);
 }
 
 QByteArray eventText(const QByteArray &event, const QByteArray &data)
@@ -227,14 +240,16 @@ WebServer::WebServer(Station &station, WebSettings settings, QObject *parent)
     m_uptime.start();
     m_hashing.setMaxThreadCount(1); // a flood of logins takes one core at most
     m_passwords = [this] { return WebSettings::load(m_station.dataDir()); };
-    m_statusTimer.setInterval(1000);
-    connect(&m_statusTimer, &QTimer::timeout, this, [this] { pushStatus(false); });
-    m_statusSoon.setSingleShot(true);
-    m_statusSoon.setInterval(100);
-    connect(&m_statusSoon, &QTimer::timeout, this, [this] { pushStatus(false); });
+    m_statusTimer = new QTimer(this);
+    m_statusTimer->setInterval(1000);
+    connect(m_statusTimer, &QTimer::timeout, this, [this] { pushStatus(false); });
+    m_statusSoon = new QTimer(this);
+    m_statusSoon->setSingleShot(true);
+    m_statusSoon->setInterval(100);
+    connect(m_statusSoon, &QTimer::timeout, this, [this] { pushStatus(false); });
     const auto soon = [this] {
         if (!m_streams.isEmpty())
-            m_statusSoon.start();
+            m_statusSoon->start();
     };
     connect(&station.log(), &MessageLog::messageAdded, this, [this, soon](const QString &message) {
         if (m_streams.isEmpty())
@@ -257,11 +272,81 @@ WebServer::WebServer(Station &station, WebSettings settings, QObject *parent)
 
 WebServer::~WebServer()
 {
+    if (m_thread.isRunning()) {
+        QMetaObject::invokeMethod(this, [this] { stopHere(); }, Qt::BlockingQueuedConnection);
+        m_thread.quit();
+        m_thread.wait();
+    }
     m_hashing.waitForDone();
 }
 
 bool WebServer::start(QString *error)
 {
+    m_thread.setObjectName(u"web"_s);
+    m_thread.start();
+    moveToThread(&m_thread);
+    bool listening = false;
+    QMetaObject::invokeMethod(this, [this, error, &listening] { listening = listenHere(error); },
+                              Qt::BlockingQueuedConnection);
+    return listening;
+}
+
+// On the server's thread, before it ends: the listeners, connections and
+// timers go there, and the server comes back to the station's thread to be
+// deleted.
+void WebServer::stopHere()
+{
+    m_statusTimer->stop();
+    m_statusSoon->stop();
+    m_jobs.clear();
+    qDeleteAll(servers());
+    for (const QPointer<QTcpSocket> &s : std::as_const(m_streams))
+        if (s)
+            s->abort();
+    m_streams.clear();
+    moveToThread(m_api.thread());
+}
+
+// Each job's work runs on the station's thread in order; a slice ends after
+// about a millisecond, and the next waits until the slice's answers are back
+// here, so the station's event loop never holds more than one slice.
+void WebServer::onStation(std::function<void()> work, std::function<void()> then)
+{
+    m_jobs.append({std::move(work), std::move(then)});
+    runJobs();
+}
+
+void WebServer::runJobs()
+{
+    if (m_jobsOut || m_jobs.isEmpty())
+        return;
+    m_jobsOut = true;
+    QMetaObject::invokeMethod(&m_api, [this, jobs = std::exchange(m_jobs, {})]() mutable {
+        QElapsedTimer slice;
+        slice.start();
+        qsizetype done = 0;
+        while (done < jobs.size() && (done == 0 || slice.nsecsElapsed() < 1000 * 1000))
+            jobs[done++].work();
+        QMetaObject::invokeMethod(this, [this, jobs = std::move(jobs), done]() mutable {
+            for (qsizetype i = 0; i < done; ++i)
+                if (jobs[i].then)
+                    jobs[i].then();
+            m_jobs = jobs.mid(done) + m_jobs;
+            m_jobsOut = false;
+            runJobs();
+        }, Qt::QueuedConnection);
+    }, Qt::QueuedConnection);
+}
+
+// A line of the message log, stamped and added on the station's thread.
+void WebServer::logLine(const QString &text)
+{
+    onStation([this, text] { m_station.log().append(zh::stampedLine(m_station.clock().now(), text)); });
+}
+
+bool WebServer::listenHere(QString *error)
+{
+    lowerThisThread();
     const QHostAddress address(m_settings.listen);
     if (address.isNull()) {
         *error = u"网页控制台的监听地址不正确：%1"_s.arg(m_settings.listen);
@@ -396,8 +481,15 @@ bool WebServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *soc
             return send(socket, file(u":/remote/index.html"_s), close), true;
         if (path == u"/app.js" || path == u"/style.css" || path == u"/icon.svg")
             return send(socket, file(u":/remote"_s + path), close), true;
-        if (path == u"/metrics" && m_metrics)
-            return send(socket, {200, "text/plain; version=0.0.4; charset=utf-8", m_metrics(), {}}, close), true;
+        if (path == u"/metrics" && m_metrics) {
+            auto text = std::make_shared<QByteArray>();
+            QPointer<QTcpSocket> guard(socket);
+            onStation([this, text] { *text = m_metrics(); }, [this, guard, text, close] {
+                if (guard)
+                    send(guard, {200, "text/plain; version=0.0.4; charset=utf-8", *text, {}}, close);
+            });
+            return true;
+        }
     }
     static const QString kApi = u"/api/v1/"_s;
     if (!path.startsWith(kApi) || method.isEmpty()) {
@@ -449,7 +541,7 @@ bool WebServer::handleRequest(const QHttpServerRequest &request, QTcpSocket *soc
     ApiRequest call{method, segments, request.query(), {}, addressText(request.remoteAddress())};
     if (!parseBody(request, socket, close, &call))
         return true;
-    send(socket, json(m_api.handle(call, session->manager)), close);
+    answerCall(socket, std::move(call), session->manager, close);
     return true;
 }
 
@@ -482,29 +574,41 @@ bool WebServer::parseBody(const QHttpServerRequest &request, QTcpSocket *socket,
 void WebServer::alarmPanelCall(const QHttpServerRequest &request, QTcpSocket *socket, bool close, ApiRequest call)
 {
     const QString presented = QString::fromLatin1(headerOf(request, "authorization").mid(7).trimmed());
-    const QString stored = m_station.emergency().tokenHash();
     const bool slow = recentFailures(call.client) >= kFailuresBeforeSlow;
     QPointer<QTcpSocket> guard(socket);
-    m_hashing.start([this, guard, presented, stored, slow, close, call] {
-        const bool good = secretMatches(presented, stored);
-        QMetaObject::invokeMethod(this, [this, guard, good, slow, close, call] {
-            Answer answer;
-            if (good) {
-                answer = json(m_api.handle(call, true));
-            } else {
+    auto stored = std::make_shared<QString>();
+    onStation([this, stored] { *stored = m_station.emergency().tokenHash(); }, [=, this] {
+        m_hashing.start([=, this] {
+            lowerThisThread();
+            const bool good = secretMatches(presented, *stored);
+            QMetaObject::invokeMethod(this, [=, this] {
+                if (good)
+                    return answerCall(guard, call, true, close);
                 m_failures[call.client].append(m_uptime.elapsed());
-                m_station.log().append(
-                    zh::stampedLine(m_station.clock().now(), u"远程："_s + call.client + u" 报警系统令牌错误"_s));
-                answer = json(ApiReply::error(401, u"报警系统令牌错误"_s));
-            }
-            if (!guard)
-                return;
-            if (slow && !good)
-                QTimer::singleShot(m_slowMs, guard.data(), [this, guard, answer, close] { send(guard.data(), answer, close); });
-            else
-                send(guard.data(), answer, close);
-        }, Qt::QueuedConnection);
+                logLine(u"远程："_s + call.client + u" 报警系统令牌错误"_s);
+                const Answer answer = json(ApiReply::error(401, u"报警系统令牌错误"_s));
+                if (!guard)
+                    return;
+                if (slow)
+                    QTimer::singleShot(m_slowMs, guard.data(), [this, guard, answer, close] { send(guard.data(), answer, close); });
+                else
+                    send(guard.data(), answer, close);
+            }, Qt::QueuedConnection);
+        });
     });
+}
+
+// The call on the station's thread, its answer sent from here. A change is
+// made even when its caller has gone meanwhile.
+void WebServer::answerCall(QTcpSocket *socket, ApiRequest call, bool manager, bool close)
+{
+    QPointer<QTcpSocket> guard(socket);
+    auto reply = std::make_shared<ApiReply>();
+    onStation([this, reply, call = std::move(call), manager] { *reply = m_api.handle(call, manager); },
+              [this, guard, reply, close] {
+                  if (guard)
+                      send(guard, json(*reply), close);
+              });
 }
 
 void WebServer::missingHandler(const QHttpServerRequest &, QTcpSocket *socket)
@@ -520,31 +624,35 @@ void WebServer::login(const QHttpServerRequest &request, QTcpSocket *socket)
         send(socket, json(ApiReply::error(400, u"请求内容应为 {\"password\": \"…\"}"_s)));
         return;
     }
-    const WebSettings passwords = m_passwords();
-    if (passwords.managerHash.isEmpty()) {
-        send(socket, json(ApiReply::error(401, u"尚未设置管理密码：请在本机运行 tavplayer --web-password"_s)));
-        return;
-    }
     const QString address = addressText(request.remoteAddress());
-    const bool slow = recentFailures(address) >= kFailuresBeforeSlow;
     const QString password = body.value(u"password"_s).toString();
     QPointer<QTcpSocket> guard(socket);
-    // The hash takes tens of milliseconds: off the event loop. The server
-    // waits for this pool before it goes, and a queued call to a server
-    // that has gone is dropped.
-    m_hashing.start([this, guard, password, passwords, address, slow] {
-        const int role = secretMatches(password, passwords.managerHash)  ? 2
-                         : secretMatches(password, passwords.viewerHash) ? 1
-                                                                         : 0;
-        QMetaObject::invokeMethod(this, [this, guard, role, address, slow] {
-            const Answer answer = loginAnswer(role, address);
-            if (!guard)
-                return;
-            if (slow)
-                QTimer::singleShot(m_slowMs, guard.data(), [this, guard, answer] { send(guard.data(), answer); });
-            else
-                send(guard.data(), answer);
-        }, Qt::QueuedConnection);
+    auto passwords = std::make_shared<WebSettings>();
+    onStation([this, passwords] { *passwords = m_passwords(); }, [=, this] {
+        if (passwords->managerHash.isEmpty()) {
+            if (guard)
+                send(guard, json(ApiReply::error(401, u"尚未设置管理密码：请在本机运行 tavplayer --web-password"_s)));
+            return;
+        }
+        const bool slow = recentFailures(address) >= kFailuresBeforeSlow;
+        // The hash takes tens of milliseconds: on a pool of its own. The
+        // server waits for this pool before it goes, and a queued call to a
+        // server that has gone is dropped.
+        m_hashing.start([=, this] {
+            lowerThisThread();
+            const int role = secretMatches(password, passwords->managerHash)  ? 2
+                             : secretMatches(password, passwords->viewerHash) ? 1
+                                                                              : 0;
+            QMetaObject::invokeMethod(this, [=, this] {
+                const Answer answer = loginAnswer(role, address);
+                if (!guard)
+                    return;
+                if (slow)
+                    QTimer::singleShot(m_slowMs, guard.data(), [this, guard, answer] { send(guard.data(), answer); });
+                else
+                    send(guard.data(), answer);
+            }, Qt::QueuedConnection);
+        });
     });
 }
 
@@ -554,9 +662,7 @@ WebServer::Answer WebServer::loginAnswer(int role, const QString &address)
         auto &times = m_failures[address];
         times.append(m_uptime.elapsed());
         if (times.size() == kFailuresBeforeSlow)
-            m_station.log().append(zh::stampedLine(
-                m_station.clock().now(),
-                u"远程：%1 一分钟内%2次密码错误，此后的登录放慢回答"_s.arg(address).arg(kFailuresBeforeSlow)));
+            logLine(u"远程：%1 一分钟内%2次密码错误，此后的登录放慢回答"_s.arg(address).arg(kFailuresBeforeSlow));
         return json(ApiReply::error(401, u"密码错误"_s));
     }
     if (m_sessions.size() >= kMaxSessions) {
@@ -585,12 +691,10 @@ void WebServer::openStream(QTcpSocket *socket)
     }
     socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream; charset=utf-8\r\n"
                   "Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n\r\nretry: 2000\n\n");
-    socket->write(eventText("status", QJsonDocument(m_api.status()).toJson(QJsonDocument::Compact)));
     m_streams.append(socket);
-    if (!m_statusTimer.isActive()) {
-        m_lastStatus = statusKey(m_api.status());
-        m_statusTimer.start();
-    }
+    if (!m_statusTimer->isActive())
+        m_statusTimer->start();
+    pushStatus(true); // the newcomer's first status; the others' again
 }
 
 void WebServer::broadcastEvent(const QByteArray &event, const QByteArray &data)
@@ -605,25 +709,32 @@ void WebServer::broadcastEvent(const QByteArray &event, const QByteArray &data)
             s->write(text);
     }
     if (m_streams.isEmpty())
-        m_statusTimer.stop();
+        m_statusTimer->stop();
 }
 
 void WebServer::pushStatus(bool force)
 {
     if (m_streams.isEmpty()) {
-        m_statusTimer.stop();
+        m_statusTimer->stop();
         return;
     }
-    const QJsonObject status = m_api.status();
-    const QByteArray key = statusKey(status);
-    if (!force && key == m_lastStatus) {
-        // A comment now and then finds listeners that have gone.
-        if (m_uptime.elapsed() / 1000 % 15 == 0)
-            broadcastEvent("ping", "{}");
-        return;
-    }
-    m_lastStatus = key;
-    broadcastEvent("status", QJsonDocument(status).toJson(QJsonDocument::Compact));
+    m_statusForce |= force;
+    if (m_statusAsked)
+        return; // the status on its way will do
+    m_statusAsked = true;
+    auto status = std::make_shared<QJsonObject>();
+    onStation([this, status] { *status = m_api.status(); }, [this, status] {
+        m_statusAsked = false;
+        const QByteArray key = statusKey(*status);
+        if (!std::exchange(m_statusForce, false) && key == m_lastStatus) {
+            // A comment now and then finds listeners that have gone.
+            if (m_uptime.elapsed() / 1000 % 15 == 0)
+                broadcastEvent("ping", "{}");
+            return;
+        }
+        m_lastStatus = key;
+        broadcastEvent("status", QJsonDocument(*status).toJson(QJsonDocument::Compact));
+    });
 }
 
 } // namespace tav

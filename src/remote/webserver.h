@@ -9,6 +9,7 @@
 #include <QHostAddress>
 #include <QPointer>
 #include <QTcpSocket>
+#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -18,14 +19,19 @@ namespace tav {
 
 class Station;
 
-// The station's web console and JSON API (/api/v1/…), on the program's
-// event loop. Two roles: a viewer reads, a manager reads and writes. A login
-// gives an HttpOnly, SameSite=Strict session cookie and a token that every
-// write carries in "X-CSRF-Token"; no cross-origin headers are ever sent.
-// Five wrong passwords within a minute from one address make every further
-// login from it answer slowly. Password hashes are checked on a thread of
-// their own, and no call waits on the network: nothing here holds up the
-// once-a-second clockwork. Live changes go out as server-sent events.
+// The station's web console and JSON API (/api/v1/…). Two roles: a viewer
+// reads, a manager reads and writes. A login gives an HttpOnly,
+// SameSite=Strict session cookie and a token that every write carries in
+// "X-CSRF-Token"; no cross-origin headers are ever sent. Five wrong
+// passwords within a minute from one address make every further login from
+// it answer slowly. Live changes go out as server-sent events.
+//
+// Nothing here holds up the once-a-second clockwork: connections, requests,
+// sessions and answers are handled on a thread of the server's own, and
+// password hashes on another. What reads or changes the station runs on the
+// station's thread as a queue of small jobs, one slice of at most about a
+// millisecond at a time, so that a flood of requests waits its turn behind a
+// second's tick rather than in front of it.
 class WebServer : public QAbstractHttpServer
 {
     Q_OBJECT
@@ -41,12 +47,13 @@ public:
     ~WebServer() override;
 
     // Listens on the settings' address and port (HTTPS when a certificate
-    // and key are set). False with the reason in words.
+    // and key are set), on the server's thread. False with the reason in
+    // words. The setters below are for before the start.
     bool start(QString *error);
     quint16 port() const { return m_port; }
     StationApi &api() { return m_api; }
 
-    // GET /metrics answers this, without a login, when it is set.
+    // GET /metrics answers this (on the station's thread), without a login, when it is set.
     void setMetricsProvider(std::function<QByteArray()> provider) { m_metrics = std::move(provider); }
     // The passwords are read at each login, so a new one counts at once.
     void setPasswordSource(std::function<WebSettings()> source) { m_passwords = std::move(source); }
@@ -74,6 +81,13 @@ private:
         QList<QByteArray> headers; // "Name: value"
     };
 
+    bool listenHere(QString *error);
+    void stopHere();
+    // `work` on the station's thread, then `then` back on the server's.
+    void onStation(std::function<void()> work, std::function<void()> then = {});
+    void runJobs();
+    void logLine(const QString &text);
+    void answerCall(QTcpSocket *socket, ApiRequest call, bool manager, bool close);
     void send(QTcpSocket *socket, const Answer &answer, bool close = false);
     static Answer json(const ApiReply &reply);
     Answer file(const QString &path) const;
@@ -98,9 +112,18 @@ private:
     QHash<QString, QList<qint64>> m_failures; // address → times of wrong passwords
     QList<QPointer<QTcpSocket>> m_streams;
     QByteArray m_lastStatus;
-    QTimer m_statusTimer;   // once a second while someone listens
-    QTimer m_statusSoon;    // a change: pushed a moment later, changes of one moment together
+    QTimer *m_statusTimer;  // once a second while someone listens
+    QTimer *m_statusSoon;   // a change: pushed a moment later, changes of one moment together
+    bool m_statusAsked = false; // the station is working one out
+    bool m_statusForce = false; // sent even when it has not changed
     QThreadPool m_hashing;  // password checks
+    struct Job
+    {
+        std::function<void()> work, then;
+    };
+    QList<Job> m_jobs;      // waiting for the station's thread
+    bool m_jobsOut = false; // a slice of them is there now
+    QThread m_thread;       // the server's
 };
 
 } // namespace tav
