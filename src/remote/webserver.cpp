@@ -291,6 +291,16 @@ bool WebServer::start(QString *error)
     return listening;
 }
 
+void WebServer::setMetricsProvider(std::function<QByteArray()> provider)
+{
+    // Read on the server's thread, called on the station's while this waits.
+    if (m_thread.isRunning() && thread() == &m_thread)
+        QMetaObject::invokeMethod(this, [this, &provider] { m_metrics = std::move(provider); },
+                                  Qt::BlockingQueuedConnection);
+    else
+        m_metrics = std::move(provider);
+}
+
 // On the server's thread, before it ends: the listeners, connections and
 // timers go there, and the server comes back to the station's thread to be
 // deleted.

@@ -53,8 +53,9 @@ public:
     quint16 port() const { return m_port; }
     StationApi &api() { return m_api; }
 
-    // GET /metrics answers this (on the station's thread), without a login, when it is set.
-    void setMetricsProvider(std::function<QByteArray()> provider) { m_metrics = std::move(provider); }
+    // GET /metrics answers this (on the station's thread), without a login,
+    // when it is set; before or after the start.
+    void setMetricsProvider(std::function<QByteArray()> provider);
     // The passwords are read at each login, so a new one counts at once.
     void setPasswordSource(std::function<WebSettings()> source) { m_passwords = std::move(source); }
     // How long a throttled login waits for its answer.
