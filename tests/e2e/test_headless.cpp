@@ -1,5 +1,6 @@
 // The real binary, headless, on temporary data folders, with the media
 // engine writing raw PCM: what plays, in which order, and when it stops.
+#include "app/program.h"
 #include "core/ini.h"
 #include "core/zhtext.h"
 #include "fakes/fakes.h"
@@ -534,24 +535,10 @@ TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOne
 
 namespace {
 
-struct Answer
-{
-    int code = -1;
-    QString out, err;
-};
-
 // One verb of the program, to the end.
-Answer runVerb(const QStringList &arguments)
+tav::test::Answer runVerb(const QStringList &arguments)
 {
-    QProcess p;
-    p.start(QString::fromUtf8(TAVPLAYER_BIN), arguments);
-    Answer a;
-    if (!p.waitForFinished(15000))
-        return a;
-    a.code = p.exitCode();
-    a.out = QString::fromUtf8(p.readAllStandardOutput());
-    a.err = QString::fromUtf8(p.readAllStandardError());
-    return a;
+    return tav::test::runProgram(arguments);
 }
 
 // Milliseconds from `from` to the first trace line with `event` after it; -1 if none.
@@ -577,8 +564,8 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
     makeTone(st.data.file(u"TONE.wav"_s), 880, 0.3);
     const QStringList dir{u"--data-dir"_s, st.data.path()};
 
-    const Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
-    EXPECT_EQ(none.code, 1);
+    const tav::test::Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
+    EXPECT_EQ(none.exitCode, 1);
     EXPECT_TRUE(none.err.contains(u"没有播放站在这个数据文件夹上运行"_s)) << none.err.toStdString();
 
     st.start();
@@ -587,8 +574,8 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
                         15000));
 
     const QDateTime asked = QDateTime::currentDateTime();
-    const Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
-    ASSERT_EQ(started.code, 0) << started.err.toStdString();
+    const tav::test::Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
+    ASSERT_EQ(started.exitCode, 0) << started.err.toStdString();
     EXPECT_TRUE(started.out.contains(u"紧急广播已开始"_s));
     ASSERT_TRUE(waitFor([&] { return st.traceText().contains("broadcast-playing"); }, 5000))
         << st.traceText().toStdString();
@@ -598,14 +585,14 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
                 static_cast<long long>(msUntil(trace, asked, u"broadcast-playing"_s)),
                 static_cast<long long>(msUntil(trace, asked, u"emergency-request"_s)));
 
-    const Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
-    EXPECT_EQ(refused.code, 1);
+    const tav::test::Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
+    EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(refused.err.contains(u"紧急广播中，不能插播"_s)) << refused.err.toStdString();
-    const Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
-    EXPECT_EQ(cleared.code, 0) << cleared.err.toStdString();
-    const Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
-    EXPECT_EQ(announced.code, 0) << announced.err.toStdString();
-    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).code, 2);
+    const tav::test::Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
+    EXPECT_EQ(cleared.exitCode, 0) << cleared.err.toStdString();
+    const tav::test::Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
+    EXPECT_EQ(announced.exitCode, 0) << announced.err.toStdString();
+    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).exitCode, 2);
     st.stop();
 
     const QString log = st.playLog();
