@@ -86,6 +86,10 @@ bool Slideshow::startIdle()
 
 bool Slideshow::anyPictureExists(const QStringList &pictures)
 {
+    // A list longer than kMaxLooked is taken as it is (the screen skips what
+    // is missing): the clockwork's second is not spent looking through it.
+    if (pictures.size() > kMaxLooked)
+        return true;
     // Stops at the first one found: usually the first of the list.
     return std::any_of(pictures.cbegin(), pictures.cend(), [](const QString &p) { return QFileInfo(p).isFile(); });
 }

@@ -57,6 +57,9 @@ public:
     static constexpr int kEarlyMs = 5;
     // Pictures that cannot be shown are logged one by one up to this many per list.
     static constexpr int kMaxBadLogged = 20;
+    // The idle content looks for a picture file that exists in lists up to
+    // this long (a few milliseconds of the clockwork's second at most).
+    static constexpr int kMaxLooked = 500;
 
     Slideshow(const Clock &clock, const DataDir &dir, PlaybackController &playback, MessageLog &log,
               QObject *parent = nullptr);
@@ -79,9 +82,9 @@ public:
     bool saveSettings(const SlideshowSettings &settings);
 
     // Idle content: true when something really started (pictures on a
-    // screen, or music to play). A list without one picture file that
-    // exists shows nothing: the log says why, once a day or when the list
-    // changes, and only the music (if any) starts.
+    // screen, or music to play). A list (up to kMaxLooked long) without one
+    // picture file that exists shows nothing: the log says why, once a day
+    // or when the list changes, and only the music (if any) starts.
     bool startIdle();
     void stopIdle();
     // A task started: its own pictures; without any, the idle pictures

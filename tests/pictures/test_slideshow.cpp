@@ -417,6 +417,10 @@ TEST_F(StationSlideshowTest, TheIdleContentIsClaimedOnlyWhenSomethingShows)
 {
     const QString missing = u"[图片文件数量]\n数量=2\n[图片]\n图片路径0=/gone/1.jpg\n图片路径1=/gone/2.jpg\n"_s;
     const QString music = u"[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm.mp3\n"_s;
+    // Longer than is looked through on the clockwork's second: taken as it is.
+    QString long_ = u"[图片文件数量]\n数量=%1\n[图片]\n"_s.arg(Slideshow::kMaxLooked + 1);
+    for (int i = 0; i <= Slideshow::kMaxLooked; ++i)
+        long_ += u"图片路径%1=/gone/%1.jpg\n"_s.arg(i);
     const struct
     {
         const char *name;
@@ -431,6 +435,7 @@ TEST_F(StationSlideshowTest, TheIdleContentIsClaimedOnlyWhenSomethingShows)
          u"图片广告：列表中的图片都不存在，只播放背景音乐"_s},
         {"one of two found", u"[图片文件数量]\n数量=2\n[图片]\n图片路径0=/gone/1.jpg\n图片路径1=%1\n"_s.arg(ad), true,
          2, QString()},
+        {"a long list", long_, true, Slideshow::kMaxLooked + 1, QString()},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
