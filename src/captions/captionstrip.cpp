@@ -273,4 +273,21 @@ void CaptionStrip::paintEvent(QPaintEvent *)
                       x);
 }
 
+void CaptionStrip::keepClear(QWidget &window) const
+{
+    if (!isVisible())
+        return;
+    const QRect strip = frameGeometry();
+    QRect place = window.frameGeometry();
+    if (!place.intersects(strip))
+        return;
+    const QScreen *where = screen();
+    const QRect area = where ? where->availableGeometry() : QRect();
+    if (strip.top() - area.top() >= place.height() || strip.top() - area.top() >= area.bottom() - strip.bottom())
+        place.moveBottom(strip.top() - 1);
+    else
+        place.moveTop(strip.bottom() + 1);
+    window.move(place.topLeft());
+}
+
 } // namespace tav

@@ -52,6 +52,9 @@ public:
     void setMoving(bool moving);
     // The settings the scroller runs with: font, colour, speed and height.
     void followScroller();
+    // A window the strip (always on top) would cover goes clear of it:
+    // above it where there is room, else below.
+    void keepClear(QWidget &window) const;
 
     const QString &caption() const { return m_text; }
     const QFont &captionFontInUse() const { return m_font; }

@@ -6,7 +6,10 @@
 #include "playback/playbackcontroller.h"
 #include "scheduler/taskstore.h"
 
+#include <QFileInfo>
 #include <QRandomGenerator>
+
+#include <algorithm>
 
 #include <cmath>
 
@@ -72,7 +75,34 @@ bool Slideshow::saveSettings(const SlideshowSettings &settings)
 
 bool Slideshow::startIdle()
 {
-    return run(Source::Idle, loadSettings());
+    SlideshowSettings settings = loadSettings();
+    if (m_display && !anyPictureExists(settings.pictures)) {
+        const bool music = settings.playMusic && !settings.music.isEmpty();
+        noteNothingToShow(settings.pictures, music);
+        settings.pictures.clear(); // the screen stays as it is: the music alone, or nothing
+    }
+    return run(Source::Idle, settings);
+}
+
+bool Slideshow::anyPictureExists(const QStringList &pictures)
+{
+    // A list longer than kMaxLooked is taken as it is (the screen skips what
+    // is missing): the clockwork's second is not spent looking through it.
+    if (pictures.size() > kMaxLooked)
+        return true;
+    // Stops at the first one found: usually the first of the list.
+    return std::any_of(pictures.cbegin(), pictures.cend(), [](const QString &p) { return QFileInfo(p).isFile(); });
+}
+
+void Slideshow::noteNothingToShow(const QStringList &pictures, bool music)
+{
+    const QDate today = m_clock.now().date();
+    if (m_quietDay == today && m_quietList == pictures)
+        return; // said already today, for this list
+    m_quietDay = today;
+    m_quietList = pictures;
+    const QString why = pictures.isEmpty() ? u"图片广告：图片列表为空"_s : u"图片广告：列表中的图片都不存在"_s;
+    m_log.append(zh::stampedLine(m_clock.now(), why + (music ? u"，只播放背景音乐"_s : u"，未开播"_s)));
 }
 
 bool Slideshow::play(const SlideshowSettings &settings)

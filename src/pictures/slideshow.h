@@ -57,6 +57,9 @@ public:
     static constexpr int kEarlyMs = 5;
     // Pictures that cannot be shown are logged one by one up to this many per list.
     static constexpr int kMaxBadLogged = 20;
+    // The idle content looks for a picture file that exists in lists up to
+    // this long (a few milliseconds of the clockwork's second at most).
+    static constexpr int kMaxLooked = 500;
 
     Slideshow(const Clock &clock, const DataDir &dir, PlaybackController &playback, MessageLog &log,
               QObject *parent = nullptr);
@@ -79,7 +82,9 @@ public:
     bool saveSettings(const SlideshowSettings &settings);
 
     // Idle content: true when something really started (pictures on a
-    // screen, or music to play).
+    // screen, or music to play). A list (up to kMaxLooked long) without one
+    // picture file that exists shows nothing: the log says why, once a day
+    // or when the list changes, and only the music (if any) starts.
     bool startIdle();
     void stopIdle();
     // A task started: its own pictures; without any, the idle pictures
@@ -131,6 +136,8 @@ private:
     void showNext();
     void armSwitch();
     double random() const;
+    static bool anyPictureExists(const QStringList &pictures);
+    void noteNothingToShow(const QStringList &pictures, bool music);
 
     const Clock &m_clock;
     PlaybackController &m_playback;
@@ -148,6 +155,8 @@ private:
     QSet<QString> m_listed; // m_pictures, for quick look-ups
     QSet<QString> m_bad;
     int m_badLogged = 0;
+    QDate m_quietDay;        // when the idle list last showed nothing, and which list
+    QStringList m_quietList;
     QStringList m_musicItems; // what the slideshow put on the player
     QTimer m_switch;          // tmrSwitching
     QTimer m_musicDelay;      // tmrDelayRun

@@ -16,11 +16,13 @@
 #include "scheduler/taskeditor.h"
 #include "scheduler/scheduler.h"
 #include "scheduler/stopdates.h"
+#include "scheduler/stopdatesbox.h"
 #include "scheduler/taskfilter.h"
 #include "scheduler/taskgrid.h"
 #include "scheduler/timepicker.h"
 #include "shell/autostart.h"
 #include "shell/emergencycover.h"
+#include "shell/emergencypanel.h"
 #include "shell/helpwindow.h"
 #include "shell/skins.h"
 #include "backup/frmfilebak.h"
@@ -31,7 +33,7 @@
 #include "pictures/overlaykeeper.h"
 #include "pictures/picturepanel.h"
 #include "shell/agendapage.h"
-#include "timesync/nettime.h"
+#include "timesync/timehealthbutton.h"
 #include "shell/station.h"
 #include "scheduler/taskagenda.h"
 #include "shell/stopwatch.h"
@@ -41,15 +43,12 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
-#include <QDateEdit>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
@@ -133,20 +132,8 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     layout->addWidget(header);
 
     // Said now, and the emergency: one action from the main window.
-    auto *now = new QHBoxLayout;
-    m_announce = named(new QLineEdit, "txtAnnounce");
-    m_announce->setPlaceholderText(u"输入要马上播报的文字"_s);
-    auto *announce = button("cmdAnnounce", u"立即插播"_s, u"排在正在进行的播音之后，像定时播音一样播出"_s);
-    m_emergency = button("cmdEmergency", u"紧急广播"_s, u"停下一切，全音量循环播放紧急广播，直到解除"_s);
-    m_emergency->setStyleSheet(u"QPushButton { color: white; background: #C00000; font-weight: bold; padding: 4px 16px; }"_s);
-    now->addWidget(m_announce, 1);
-    now->addWidget(announce);
-    now->addSpacing(24);
-    now->addWidget(m_emergency);
-    layout->addLayout(now);
-    connect(announce, &QPushButton::clicked, this, &MainForm1::announceNow);
-    connect(m_announce, &QLineEdit::returnPressed, this, &MainForm1::announceNow);
-    connect(m_emergency, &QPushButton::clicked, this, [this] { toggleEmergency(u"主窗口"_s); });
+    m_announceBar = new AnnounceBar(m_station);
+    layout->addWidget(m_announceBar);
 
     m_tabs = named(new QTabWidget, "SSTab1");
     // Pages taller than the window scroll: a look with bigger controls
@@ -182,8 +169,8 @@ MainForm1::MainForm1(Station &station, AutoStart &autoStart, frmPlay *videoWindo
     layout->addWidget(m_messages, 1);
     setCentralWidget(central);
 
+    buildStatusBar(); // before the menus, which open its clock window
     buildMenus();
-    buildStatusBar();
     buildTray();
     wireStation();
 
@@ -442,92 +429,16 @@ QWidget *MainForm1::buildSettingsPage()
         Skins::apply(*qApp, Skins::fromSetting(m_station.settings().text(Setting::Skin)), m_colour->value());
     });
     layout->addWidget(look);
-    layout->addWidget(buildEmergencyBox());
+    m_emergencyBox = new EmergencyBox(m_station);
+    connect(m_tabs, &QTabWidget::currentChanged, m_emergencyBox, &EmergencyBox::load);
+    layout->addWidget(m_emergencyBox);
     layout->addWidget(new WebConsoleBox(m_station.dataDir(), m_station.prompt()));
     layout->addStretch();
     return page;
 }
 
-QWidget *MainForm1::buildEmergencyBox()
-{
-    auto *box = named(new QGroupBox(u"紧急广播"_s), "fraEmergency");
-    auto *grid = new QGridLayout(box);
-    auto *text = named(new QLineEdit, "txtEmergencyText");
-    auto *voice = named(new QComboBox, "cboEmergencyVoice");
-    voice->setEditable(true);
-    if (const VoiceCatalog *voices = m_station.voices())
-        voice->addItems(voices->names());
-    auto *file = named(new QLineEdit, "txtEmergencyFile");
-    file->setPlaceholderText(u"不填则朗读上面的文字"_s);
-    auto *browse = button("cmdEmergencyFile", u"..."_s, u"选择声音文件"_s);
-    auto *save = button("cmdEmergencySave", u"保存"_s);
-    grid->addWidget(new QLabel(u"文字"_s), 0, 0);
-    grid->addWidget(text, 0, 1, 1, 3);
-    grid->addWidget(new QLabel(u"声音"_s), 1, 0);
-    grid->addWidget(voice, 1, 1);
-    grid->addWidget(new QLabel(u"声音文件"_s), 2, 0);
-    grid->addWidget(file, 2, 1, 1, 2);
-    grid->addWidget(browse, 2, 3);
-    grid->addWidget(save, 3, 3);
-    const auto show = [this, text, voice, file] {
-        const EmergencySettings &e = m_station.emergency().settings();
-        text->setText(e.text);
-        voice->setCurrentText(e.speaker.isEmpty() ? QString::fromLatin1(VoiceCatalog::kDefault) : e.speaker);
-        file->setText(e.soundFile);
-    };
-    show();
-    connect(m_tabs, &QTabWidget::currentChanged, box, show);
-    connect(browse, &QPushButton::clicked, this, [this, file] {
-        const QString filter = u"声音文件 (*.wav *.mp3 *.wma *.ogg *.flac)"_s;
-        const QStringList chosen = m_chooseFiles ? m_chooseFiles(u"选择声音文件"_s, filter)
-                                                 : QStringList{QFileDialog::getOpenFileName(this, u"选择声音文件"_s,
-                                                                                           QString(), filter)};
-        if (!chosen.isEmpty() && !chosen.first().isEmpty())
-            file->setText(chosen.first());
-    });
-    connect(save, &QPushButton::clicked, this, [this, text, voice, file] {
-        EmergencySettings e;
-        e.text = text->text().trimmed();
-        e.speaker = voice->currentText().trimmed();
-        e.soundFile = file->text().trimmed();
-        QString error;
-        if (!m_station.emergency().saveSettings(e, &error))
-            m_station.prompt().inform(kTitle, error); // the fields keep what was typed
-    });
-    return box;
-}
-
-void MainForm1::announceNow()
-{
-    AnnounceRequest request;
-    request.text = m_announce->text().trimmed();
-    QString error;
-    if (!m_station.announce(request, u"主窗口"_s, &error)) {
-        m_station.prompt().inform(kTitle, error); // the text stays in the field
-        return;
-    }
-    m_announce->clear();
-}
-
-void MainForm1::toggleEmergency(const QString &origin)
-{
-    const bool active = m_station.emergencyActive();
-    const QString question = active ? u"确定解除紧急广播吗？定时节目将照常继续。"_s
-                                     : u"确定开始紧急广播吗？\n所有节目停止，全音量循环播放紧急广播，直到解除。"_s;
-    m_station.prompt().askLater(kTitle, question, false, this, [this, active, origin](bool yes) {
-        if (!yes || m_station.emergencyActive() != active)
-            return; // declined, or someone else was quicker
-        QString error;
-        const bool done = active ? m_station.clearEmergency(origin, &error)
-                                 : m_station.startEmergency({}, origin, &error);
-        if (!done)
-            m_station.prompt().informLater(kTitle, error);
-    });
-}
-
 void MainForm1::showEmergency(bool active, const QString &text)
 {
-    m_emergency->setText(active ? u"解除紧急广播"_s : u"紧急广播"_s);
     m_trayEmergency->setText(active ? u"解除紧急广播"_s : u"紧急广播"_s);
     if (active)
         m_cover->showText(text, m_station.clock().now());
@@ -565,20 +476,7 @@ void MainForm1::openCaptions()
     }
     m_captionEditor->show();
     m_captionEditor->raise();
-    // The strip stays above every window: the editor goes clear of it.
-    if (m_captionStrip->isVisible()) {
-        const QRect strip = m_captionStrip->frameGeometry();
-        QRect editor = m_captionEditor->frameGeometry();
-        if (editor.intersects(strip)) {
-            const QScreen *screen = m_captionStrip->screen();
-            const QRect area = screen ? screen->availableGeometry() : QRect();
-            if (strip.top() - area.top() >= editor.height() || strip.top() - area.top() >= area.bottom() - strip.bottom())
-                editor.moveBottom(strip.top() - 1);
-            else
-                editor.moveTop(strip.bottom() + 1);
-            m_captionEditor->move(editor.topLeft());
-        }
-    }
+    m_captionStrip->keepClear(*m_captionEditor); // the strip stays above every window
 }
 
 void MainForm1::openPictures()
@@ -590,14 +488,6 @@ void MainForm1::openPictures()
     }
     m_pictureWindow->show();
     m_pictureWindow->raise();
-}
-
-void MainForm1::openNetTime()
-{
-    if (!m_netTime)
-        m_netTime = new netTime(m_station.timeKeeper(), m_station.clock(), this);
-    m_netTime->show();
-    m_netTime->raise();
 }
 
 // The week ahead; a click on a block opens that start's editor.
@@ -626,27 +516,8 @@ QWidget *MainForm1::buildStopPage()
     auto *page = new QWidget;
     auto *layout = new QGridLayout(page);
 
-    auto *dates = new QGroupBox(u"停播日期"_s);
-    auto *datesLayout = new QVBoxLayout(dates);
-    m_stopDates = named(new QListWidget, "ListDateNoPlay");
-    datesLayout->addWidget(m_stopDates, 1);
-    auto *dateRow = new QHBoxLayout;
-    m_stopDate = named(new QDateEdit, "DTPNoPlayDate");
-    m_stopDate->setDisplayFormat(u"yyyy/M/d"_s);
-    m_stopDate->setCalendarPopup(true);
-    auto *add = button("cmdAddNoPlayDate", u"添加"_s);
-    auto *remove = button("cmdDelNoPlayDate", u"删除"_s);
-    dateRow->addWidget(m_stopDate, 1);
-    dateRow->addWidget(add);
-    dateRow->addWidget(remove);
-    datesLayout->addLayout(dateRow);
-    connect(add, &QPushButton::clicked, this, &MainForm1::addStopDate);
-    connect(remove, &QPushButton::clicked, this, [this] {
-        m_station.stopDates().remove(m_stopDates->currentRow());
-        m_station.scheduler().reviewDay();
-        refreshStopDates();
-    });
-    layout->addWidget(dates, 0, 0, 3, 1);
+    m_stopDates = new StopDatesBox(m_station.stopDates(), m_station.scheduler(), m_station.prompt());
+    layout->addWidget(m_stopDates, 0, 0, 3, 1);
 
     auto *weekdays = new QGroupBox(u"每周停播"_s);
     auto *weekRow = new QHBoxLayout(weekdays);
@@ -787,7 +658,7 @@ void MainForm1::buildMenus()
     connect(action(tools, "mnuTTSPop", u"语音播报..."_s), &QAction::triggered, this, &MainForm1::openBroadcasts);
     connect(action(tools, "mnuCaption", u"滚动字幕..."_s), &QAction::triggered, this, &MainForm1::openCaptions);
     connect(action(tools, "mnuPic", u"图片广告..."_s), &QAction::triggered, this, &MainForm1::openPictures);
-    connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, this, &MainForm1::openNetTime);
+    connect(action(tools, "mnuNetTime", u"网络校时"_s), &QAction::triggered, m_timeHealth, &TimeHealthButton::openWindow);
     connect(action(tools, "mnuTimeShow", u"时间字体..."_s), &QAction::triggered, m_logo, &LogoControls::openTimeShow);
     connect(action(tools, "mnuStopWatch", u"秒表"_s), &QAction::triggered, this, [this] {
         if (!m_stopWatch)
@@ -832,17 +703,7 @@ void MainForm1::buildStatusBar()
     bar->addWidget(m_remaining, 1);
     bar->addPermanentWidget(m_workHours);
     // How far the clock can be trusted; a click opens the network time window.
-    m_timeHealth = named(new QPushButton, "lblTimeHealth");
-    m_timeHealth->setFlat(true);
-    m_timeHealth->setToolTip(u"每个定时开播都依赖准确的时钟；单击打开网络校时"_s);
-    connect(m_timeHealth, &QPushButton::clicked, this, &MainForm1::openNetTime);
-    const auto showTimeHealth = [this] {
-        const TimeHealth::Status status = m_station.timeKeeper().status();
-        m_timeHealth->setText(status.text);
-        Skins::markWarning(*m_timeHealth, status.warning);
-    };
-    connect(&m_station.timeKeeper(), &TimeKeeper::statusChanged, this, showTimeHealth);
-    showTimeHealth();
+    m_timeHealth = new TimeHealthButton(m_station.timeKeeper(), m_station.clock(), this);
     bar->addPermanentWidget(m_timeHealth);
     // Data files that cannot be read or saved, until they can.
     m_dataFaults = named(new QLabel, "lblDataFaults");
@@ -868,7 +729,7 @@ void MainForm1::buildTray()
     show->setObjectName(u"mnuPopShow"_s);
     m_trayEmergency = menu->addAction(u"紧急广播"_s);
     m_trayEmergency->setObjectName(u"mnuPopEmergency"_s);
-    connect(m_trayEmergency, &QAction::triggered, this, [this] { toggleEmergency(u"托盘"_s); });
+    connect(m_trayEmergency, &QAction::triggered, this, [this] { m_announceBar->toggleEmergency(u"托盘"_s); });
     QAction *exit = menu->addAction(u"退出"_s);
     exit->setObjectName(u"mnuPopExit"_s);
     connect(show, &QAction::triggered, this, &MainForm1::bringToFront);
@@ -972,8 +833,8 @@ void MainForm1::startUp()
     if (m_station.settings().isOn(Switch::Captions))
         m_station.captionScroller().cmdStartNow_Click();
     showTasks(m_station.tasks().rows());
-    refreshStopDates();
-    m_stopDate->setDate(m_station.clock().now().date());
+    m_stopDates->refresh();
+    m_stopDates->setDate(m_station.clock().now().date());
     showLog();
     onSecond();
     m_playerWindow->applyPlacement(); // the stored size is known only now; shown when needed
@@ -1039,7 +900,7 @@ void MainForm1::reloadTasks()
 void MainForm1::reloadFromRemote()
 {
     showTasks(m_station.tasks().rows());
-    refreshStopDates();
+    m_stopDates->refresh();
     const Settings &s = m_station.settings();
     for (QCheckBox *box : std::as_const(m_switchBoxes))
         box->setChecked(s.isOn(Switch(box->property("switch").toInt())));
@@ -1195,17 +1056,10 @@ void MainForm1::playListDoubleClicked(int row)
     m_status->setText(kTitle);
 }
 
-void MainForm1::addStopDate()
+void MainForm1::setFileChooser(FileChooser chooser)
 {
-    if (m_station.stopDates().add(m_stopDate->date(), m_station.prompt()) == StopDates::AddResult::Added)
-        m_station.scheduler().reviewDay();
-    refreshStopDates();
-}
-
-void MainForm1::refreshStopDates()
-{
-    m_stopDates->clear();
-    m_stopDates->addItems(m_station.stopDates().dates());
+    m_chooseFiles = std::move(chooser);
+    m_emergencyBox->setFileChooser(m_chooseFiles);
 }
 
 void MainForm1::showLog()

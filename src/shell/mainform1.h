@@ -10,10 +10,8 @@ class QAction;
 class QActionGroup;
 class QCheckBox;
 class QComboBox;
-class QDateEdit;
 class QGroupBox;
 class QLabel;
-class QLineEdit;
 class QListWidget;
 class QPlainTextEdit;
 class QPushButton;
@@ -32,15 +30,18 @@ class frmMoveFont;
 class frmFileBak;
 class frmPic;
 class TTSAppMain;
-class netTime;
 class AutoStart;
 class FormAddTask;
 class HelpWindow;
+class AnnounceBar;
+class EmergencyBox;
 class EmergencyCover;
 class LogoControls;
 class Station;
 class frmPlay;
 class PlayerWindowControls;
+class StopDatesBox;
+class TimeHealthButton;
 class StopWatch;
 class TaskGrid;
 enum class Switch;
@@ -80,11 +81,6 @@ public:
     // Moves the selected task one place up (-1) or down (+1) in the task file.
     void moveTask(int by);
     void requestExit();
-    // The announcement field's text, said now.
-    void announceNow();
-    // Starts the emergency after one question, or clears it after one;
-    // origin: "主窗口" or "托盘".
-    void toggleEmergency(const QString &origin);
 
     // The operator's own play list.
     void addPlayFiles();
@@ -94,7 +90,7 @@ public:
     void playListDoubleClicked(int row);
 
     using FileChooser = std::function<QStringList(const QString &title, const QString &filter)>;
-    void setFileChooser(FileChooser chooser) { m_chooseFiles = std::move(chooser); }
+    void setFileChooser(FileChooser chooser);
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -105,10 +101,8 @@ private:
     QWidget *buildSettingsPage();
     QWidget *buildStopPage();
     QWidget *buildAgendaPage();
-    QWidget *buildEmergencyBox();
     void showEmergency(bool active, const QString &text);
     frmFileBak *fileBackup(); // made on first use, lives as long as the window
-    void openNetTime();
     void openBroadcasts(); // the broadcast window, made once
     void openCaptions();   // the caption editor, made once
     void openPictures();   // the slideshow's window, made once
@@ -121,8 +115,6 @@ private:
     void onSecond();
     void showIdleStatus();
     void applySkin(int skin);
-    void addStopDate();
-    void refreshStopDates();
     void showLog();
 
     Station &m_station;
@@ -135,12 +127,11 @@ private:
     QTabWidget *m_tabs = nullptr;
     AgendaPage *m_agenda = nullptr;
     frmFileBak *m_fileBackup = nullptr;
-    netTime *m_netTime = nullptr;
     TTSAppMain *m_broadcastWindow = nullptr;
     frmMoveFont *m_captionEditor = nullptr;
     CaptionStrip *m_captionStrip = nullptr;
     frmPic *m_pictureWindow = nullptr;
-    QPushButton *m_timeHealth = nullptr;
+    TimeHealthButton *m_timeHealth = nullptr;
     QLabel *m_dataFaults = nullptr;
     TaskGrid *m_grid = nullptr;
     QListWidget *m_playList = nullptr;
@@ -160,8 +151,7 @@ private:
     QCheckBox *m_closeComputer = nullptr;
     QCheckBox *m_autoRun = nullptr;
     QSlider *m_colour = nullptr;
-    QListWidget *m_stopDates = nullptr;
-    QDateEdit *m_stopDate = nullptr;
+    StopDatesBox *m_stopDates = nullptr;
     QLabel *m_clock = nullptr;
     QLabel *m_status = nullptr;
     QLabel *m_nextTask = nullptr;
@@ -186,8 +176,8 @@ private:
     // "OK" once the operator chose to keep the running task's end time.
     QString m_listTag;
     FileChooser m_chooseFiles;
-    QLineEdit *m_announce = nullptr;
-    QPushButton *m_emergency = nullptr;
+    AnnounceBar *m_announceBar = nullptr;
+    EmergencyBox *m_emergencyBox = nullptr;
     QAction *m_trayEmergency = nullptr;
     EmergencyCover *m_cover = nullptr;
 };

@@ -1,4 +1,5 @@
 // The real program's answers to --help, --version and wrong command lines.
+#include "app/program.h"
 #include "core/ini.h"
 #include "core/zhtext.h"
 
@@ -14,12 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Answer
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using tav::test::Answer;
 
 // Runs the program with a fresh home and no display, in the given locale.
 Answer run(const QStringList &args, const QString &lang, const QTemporaryDir &home)
@@ -30,17 +26,7 @@ Answer run(const QStringList &args, const QString &lang, const QTemporaryDir &ho
         env.remove(name);
     env.insert(u"LANG"_s, lang);
     env.insert(u"HOME"_s, home.path());
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(QString::fromUtf8(TAVPLAYER_BIN), args);
-    if (!p.waitForFinished(15000)) {
-        p.kill();
-        p.waitForFinished();
-        ADD_FAILURE() << "tavplayer did not finish";
-        return {};
-    }
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardOutput()),
-            QString::fromUtf8(p.readAllStandardError())};
+    return tav::test::runProgram(args, env);
 }
 
 bool isEmptyHome(const QTemporaryDir &home)

@@ -1,5 +1,6 @@
 // The one-job verbs of the real program: --sync-time against Daytime servers
 // on 127.0.0.1, --backup and --restore on temporary folders.
+#include "app/program.h"
 #include "fakes/fakes.h"
 
 #include <QDir>
@@ -17,33 +18,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Result
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Result = tav::test::Answer;
 
-// Runs the program while this thread's event loop keeps serving; `input`
-// is its standard input.
+// Runs the program in Chinese without a display.
 Result run(const QStringList &args, const QByteArray &input = {},
            const QString &program = QString::fromUtf8(TAVPLAYER_BIN))
 {
-    QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(u"LANG"_s, u"zh_CN.UTF-8"_s);
     env.remove(u"DISPLAY"_s);
-    p.setProcessEnvironment(env);
-    p.start(program, args);
-    p.write(input);
-    p.closeWriteChannel();
-    if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {
-        p.kill();
-        p.waitForFinished();
-        ADD_FAILURE() << "tavplayer did not finish";
-    }
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-            QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
+    return tav::test::runProgram(args, env, input, program);
 }
 
 // Answers every connection with one line and hangs up.

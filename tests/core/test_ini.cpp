@@ -116,17 +116,6 @@ TEST(Class1, DeleteSectionAndKeyFromAppProFileName)
     EXPECT_EQ(d.text(u"t.ini"_s), u"[b]\r\nz=3\r\n");
 }
 
-TEST(IniFormat, CaseInsensitiveFirstMatchTrimmedAndUnquoted)
-{
-    const auto doc = tav::IniDocument::fromBytes(
-        "; comment\r\n[Sec]\r\n  Key  =  first value  \r\nkey=second\r\nq=\"quoted \"\r\n"
-        "[sec]\r\nother=x\r\n");
-    EXPECT_EQ(doc.value(u"SEC"_s, u"KEY"_s), u"first value");
-    EXPECT_EQ(doc.value(u"sec"_s, u"q"_s), u"quoted ");
-    EXPECT_FALSE(doc.find(u"sec"_s, u"other"_s)); // only the first [sec] counts
-    EXPECT_FALSE(doc.find(u"nope"_s, u"key"_s));
-}
-
 TEST(IniFormat, EditsKeepEveryOtherLineByteForByte)
 {
     const QByteArray original = "; keep me\r\n[a]\r\nK=1\r\n\r\n   odd line\r\n[b]\r\nx=2\r\n";

@@ -1,5 +1,6 @@
 // The real binary, headless, on temporary data folders, with the media
 // engine writing raw PCM: what plays, in which order, and when it stops.
+#include "app/program.h"
 #include "core/ini.h"
 #include "core/zhtext.h"
 #include "fakes/fakes.h"
@@ -89,6 +90,18 @@ struct Station
         ASSERT_TRUE(process.waitForStarted(5000));
     }
     QByteArray traceText() const { return tav::test::DataFolder::readAll(trace()); }
+    // The stamp of the first trace line ("stamp event detail") at or after
+    // `after` whose event and detail are `what` (or begin with it); invalid if none.
+    QDateTime stampOf(const QString &what, bool prefix = false, const QDateTime &after = {}) const
+    {
+        for (const QString &line : QString::fromUtf8(traceText()).split(u'\n')) {
+            const QDateTime t = QDateTime::fromString(line.left(23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+            const QString rest = line.mid(24);
+            if (t.isValid() && (!after.isValid() || t >= after) && (prefix ? rest.startsWith(what) : rest == what))
+                return t;
+        }
+        return {};
+    }
     qsizetype starts(const QString &name) const
     {
         return QString::fromUtf8(traceText()).count(u" start "_s + name + u'\n');
@@ -159,13 +172,9 @@ TEST(Headless, TaskPlaysItsFilesInOrderFromItsSecondAndStopsAtItsEnd)
     EXPECT_EQ(QFileInfo(st.pcm()).size(), pcmAtEnd);
     st.stop();
 
-    const QString trace = QString::fromUtf8(st.traceText());
-    const qsizetype at = trace.indexOf(u" start "_s + name);
-    ASSERT_GE(at, 0) << trace.toStdString();
-    const QDateTime started = QDateTime::fromString(trace.mid(at - 23, 23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
-    EXPECT_EQ(started.toSecsSinceEpoch(), start.toSecsSinceEpoch()) << trace.toStdString();
-    const qsizetype endAt = trace.indexOf(u" end \n"_s);
-    const QDateTime ended = QDateTime::fromString(trace.mid(endAt - 23, 23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
+    const QDateTime started = st.stampOf(u"start "_s + name), ended = st.stampOf(u"end "_s);
+    ASSERT_TRUE(started.isValid()) << st.traceText().toStdString();
+    EXPECT_EQ(started.toSecsSinceEpoch(), start.toSecsSinceEpoch()) << st.traceText().toStdString();
     EXPECT_GT(ended.toSecsSinceEpoch(), end.toSecsSinceEpoch());
     EXPECT_LT(ended.toSecsSinceEpoch(), end.toSecsSinceEpoch() + 50);
 
@@ -354,16 +363,8 @@ TEST(Headless, AStartOverAnItemPlayingTakesOverOnItsSecond)
         << st.traceText().toStdString();
     st.stop();
 
-    // "stamp event detail" lines: the stamp of the first line with this event and detail.
-    const QStringList lines = QString::fromUtf8(st.traceText()).split(u'\n');
-    const auto when = [&](const QString &event, const QString &detail) {
-        for (const QString &line : lines)
-            if (line.mid(24) == event + u' ' + detail)
-                return QDateTime::fromString(line.left(23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
-        return QDateTime();
-    };
-    const QDateTime prepared = when(u"prepared"_s, high), started = when(u"start"_s, u"铃声"_s);
-    const QDateTime playing = when(u"playing"_s, u"high.wav"_s), cut = when(u"stop"_s, low);
+    const QDateTime prepared = st.stampOf(u"prepared "_s + high), started = st.stampOf(u"start 铃声"_s);
+    const QDateTime playing = st.stampOf(u"playing high.wav"_s), cut = st.stampOf(u"stop "_s + low);
     const std::string trace = st.traceText().toStdString();
     ASSERT_TRUE(prepared.isValid() && started.isValid() && playing.isValid() && cut.isValid()) << trace;
     EXPECT_LT(prepared, started) << "made ready while the first item played";
@@ -534,35 +535,10 @@ TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOne
 
 namespace {
 
-struct Answer
-{
-    int code = -1;
-    QString out, err;
-};
-
 // One verb of the program, to the end.
-Answer runVerb(const QStringList &arguments)
+tav::test::Answer runVerb(const QStringList &arguments)
 {
-    QProcess p;
-    p.start(QString::fromUtf8(TAVPLAYER_BIN), arguments);
-    Answer a;
-    if (!p.waitForFinished(15000))
-        return a;
-    a.code = p.exitCode();
-    a.out = QString::fromUtf8(p.readAllStandardOutput());
-    a.err = QString::fromUtf8(p.readAllStandardError());
-    return a;
-}
-
-// Milliseconds from `from` to the first trace line with `event` after it; -1 if none.
-qint64 msUntil(const QString &trace, const QDateTime &from, const QString &event)
-{
-    for (const QString &line : trace.split(u'\n')) {
-        const QDateTime t = QDateTime::fromString(line.left(23), u"yyyy-MM-ddTHH:mm:ss.zzz"_s);
-        if (t.isValid() && t >= from && line.mid(24).startsWith(event))
-            return from.msecsTo(t);
-    }
-    return -1;
+    return tav::test::runProgram(arguments);
 }
 
 } // namespace
@@ -577,8 +553,8 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
     makeTone(st.data.file(u"TONE.wav"_s), 880, 0.3);
     const QStringList dir{u"--data-dir"_s, st.data.path()};
 
-    const Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
-    EXPECT_EQ(none.code, 1);
+    const tav::test::Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
+    EXPECT_EQ(none.exitCode, 1);
     EXPECT_TRUE(none.err.contains(u"没有播放站在这个数据文件夹上运行"_s)) << none.err.toStdString();
 
     st.start();
@@ -587,25 +563,24 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
                         15000));
 
     const QDateTime asked = QDateTime::currentDateTime();
-    const Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
-    ASSERT_EQ(started.code, 0) << started.err.toStdString();
+    const tav::test::Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
+    ASSERT_EQ(started.exitCode, 0) << started.err.toStdString();
     EXPECT_TRUE(started.out.contains(u"紧急广播已开始"_s));
     ASSERT_TRUE(waitFor([&] { return st.traceText().contains("broadcast-playing"); }, 5000))
         << st.traceText().toStdString();
-    const QString trace = QString::fromUtf8(st.traceText());
     std::printf("[ figure ] command line to the alarm's first sound: %lld ms (the request reached the station "
                 "after %lld ms)\n",
-                static_cast<long long>(msUntil(trace, asked, u"broadcast-playing"_s)),
-                static_cast<long long>(msUntil(trace, asked, u"emergency-request"_s)));
+                static_cast<long long>(asked.msecsTo(st.stampOf(u"broadcast-playing"_s, true, asked))),
+                static_cast<long long>(asked.msecsTo(st.stampOf(u"emergency-request"_s, true, asked))));
 
-    const Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
-    EXPECT_EQ(refused.code, 1);
+    const tav::test::Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
+    EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(refused.err.contains(u"紧急广播中，不能插播"_s)) << refused.err.toStdString();
-    const Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
-    EXPECT_EQ(cleared.code, 0) << cleared.err.toStdString();
-    const Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
-    EXPECT_EQ(announced.code, 0) << announced.err.toStdString();
-    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).code, 2);
+    const tav::test::Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
+    EXPECT_EQ(cleared.exitCode, 0) << cleared.err.toStdString();
+    const tav::test::Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
+    EXPECT_EQ(announced.exitCode, 0) << announced.err.toStdString();
+    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).exitCode, 2);
     st.stop();
 
     const QString log = st.playLog();

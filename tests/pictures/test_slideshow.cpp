@@ -99,19 +99,6 @@ TEST_F(PictureStoreTest, MissingKeysReadAsZeroAndTheCountBoundsTheList)
     EXPECT_EQ(s.pictureOrder, SlideshowSettings::InOrder);
 }
 
-TEST_F(PictureStoreTest, SaveChecksSwitchTimeThenVolume)
-{
-    const QString badTime = u"图片播放时间设置不正确！"_s, badVolume = u"音量设置不正确！"_s;
-    EXPECT_EQ(PictureStore::checkInput(u"4"_s, u"100"_s), badTime);
-    EXPECT_EQ(PictureStore::checkInput(u"61"_s, u"100"_s), badTime);
-    EXPECT_EQ(PictureStore::checkInput(u"五"_s, u"100"_s), badTime);
-    EXPECT_EQ(PictureStore::checkInput(u""_s, u""_s), badTime); // the time is checked first
-    EXPECT_EQ(PictureStore::checkInput(u"5"_s, u"0"_s), badVolume);
-    EXPECT_EQ(PictureStore::checkInput(u"60"_s, u"65536"_s), badVolume);
-    EXPECT_EQ(PictureStore::checkInput(u"5"_s, u"65535"_s), QString());
-    EXPECT_EQ(PictureStore::checkInput(u" 60 "_s, u"1"_s), QString());
-}
-
 TEST_F(PictureStoreTest, TenThousandPicturesGoAndComeBack)
 {
     SlideshowSettings big = sample();
@@ -142,6 +129,13 @@ protected:
         s.pictureOrder = order;
         s.switchSeconds = 5;
         s.volume = 65535;
+        return s;
+    }
+    SlideshowSettings withMusic(const QStringList &music)
+    {
+        SlideshowSettings s = three();
+        s.music = music;
+        s.playMusic = true;
         return s;
     }
     // Seconds pass and the switch timer wakes.
@@ -217,6 +211,13 @@ TEST_F(SlideshowTest, OnePictureShowsOnEveryTickInEitherOrder)
         after(5);
         EXPECT_EQ(shown, QStringList(3, u"/p/only.jpg"_s));
     }
+    // A switch time never saved (0), or too long, is held to 5 … 60 seconds.
+    for (auto [saved, held] : {std::pair{0, 5}, {600, 60}}) {
+        SlideshowSettings s = three();
+        s.switchSeconds = saved;
+        ASSERT_TRUE(show.play(s));
+        EXPECT_EQ(show.intervalSeconds(), held);
+    }
     EXPECT_EQ(Slideshow::nextIndex(0, 0, SlideshowSettings::InOrder, 0), -1);
 }
 
@@ -255,9 +256,7 @@ TEST_F(SlideshowTest, ALongListOfBadPicturesIsNotLoggedOneByOne)
 
 TEST_F(SlideshowTest, MusicStartsAfterTheDelayAtItsOwnVolumeAndStopsWithTheShow)
 {
-    SlideshowSettings s = three();
-    s.music = {u"/m/a.mp3"_s, u"/m/b.mp3"_s};
-    s.playMusic = true;
+    SlideshowSettings s = withMusic({u"/m/a.mp3"_s, u"/m/b.mp3"_s});
     s.volume = 32768;
     ASSERT_TRUE(show.play(s));
     EXPECT_TRUE(show.isMusicPending());
@@ -270,13 +269,18 @@ TEST_F(SlideshowTest, MusicStartsAfterTheDelayAtItsOwnVolumeAndStopsWithTheShow)
     show.stop();
     EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
     EXPECT_TRUE(playback.items().isEmpty());
+
+    // A list the operator put on the player is not the slideshow's to stop.
+    ASSERT_TRUE(show.play(s));
+    show.startMusic();
+    playback.startTask(u"顺序"_s, {u"/task/news.mp3"_s});
+    show.stop();
+    EXPECT_EQ(playback.items(), QStringList{u"/task/news.mp3"_s});
 }
 
 TEST_F(SlideshowTest, MusicIsMutedOnAStopDate)
 {
-    SlideshowSettings s = three();
-    s.music = {u"/m/a.mp3"_s};
-    s.playMusic = true;
+    SlideshowSettings s = withMusic({u"/m/a.mp3"_s});
     s.muteOnStopDates = true;
     show.setStopDay([](QDate date) { return date == QDate(2026, 11, 23); });
     ASSERT_TRUE(show.play(s));
@@ -289,27 +293,12 @@ TEST_F(SlideshowTest, MusicIsMutedOnAStopDate)
     EXPECT_EQ(player.opened, QStringList{u"/m/a.mp3"_s});
 }
 
-TEST_F(SlideshowTest, StoppingLeavesAListThatIsNotTheSlideshowsAlone)
-{
-    SlideshowSettings s = three();
-    s.music = {u"/m/a.mp3"_s};
-    s.playMusic = true;
-    ASSERT_TRUE(show.play(s));
-    show.startMusic();
-    playback.startTask(u"顺序"_s, {u"/task/news.mp3"_s}); // the operator took the player
-    show.stop();
-    EXPECT_EQ(playback.items(), QStringList{u"/task/news.mp3"_s});
-}
-
 TEST_F(SlideshowTest, WithoutAScreenOnlyMusicCounts)
 {
     show.setDisplay(false);
     EXPECT_FALSE(show.play(three())); // pictures alone: nothing to do
     EXPECT_TRUE(shown.isEmpty());
-    SlideshowSettings s = three();
-    s.music = {u"/m/a.mp3"_s};
-    s.playMusic = true;
-    EXPECT_TRUE(show.play(s));
+    EXPECT_TRUE(show.play(withMusic({u"/m/a.mp3"_s})));
     EXPECT_TRUE(shown.isEmpty());
     EXPECT_EQ(show.pictureCount(), 0);
 }
@@ -350,10 +339,12 @@ protected:
         d.write(u"早间新闻.ini"_s, u"[多媒体文件数量]\n数量=1\n图片总数量=2\n[歌曲]\n歌曲名称0=/news.mp3\n"
                                   u"[图片]\n图片路径0=/n/1.jpg\n图片路径1=/n/2.jpg\n[图片播放模式]\n模式=1\n"_s);
         d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n显示图片=1\n"_s);
-        d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/ad.jpg\n[多媒体文件数量]\n"
+        d.writeBytes(u"ad.jpg"_s, "jpeg");
+        d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=%1\n[多媒体文件数量]\n"
                                    u"多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm.mp3\n[设置]\n播放音乐=1\n个性音量=65535\n"
-                                   u"停播日期音乐静音=1\n图片切换时间=5\n"_s);
+                                   u"停播日期音乐静音=1\n图片切换时间=5\n"_s.arg(ad));
     }
+    const QString ad = d.file(u"ad.jpg"_s);
     void startStation(bool display)
     {
         station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
@@ -380,43 +371,100 @@ TEST_F(StationSlideshowTest, HeadlessTheMusicBetweenTasksStillPlays)
     station->slideshow().startMusic();
     EXPECT_EQ(player.opened.last(), u"/bgm.mp3");
     EXPECT_EQ(player.volume(), 100);
-
-    // 显示图片 off stops it; on again starts it between tasks.
-    station->settings().setSwitch(tav::Switch::Pictures, false);
-    EXPECT_FALSE(station->slideshow().isRunning());
-    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
-    station->settings().setSwitch(tav::Switch::Pictures, true);
-    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
 }
 
-TEST_F(StationSlideshowTest, ATaskTakesOverFromTheIdleContentWithItsOwnPictures)
+// A task with pictures of its own shows them; a sound-only task without any
+// keeps the slideshow's pictures beside its music instead of a black player
+// window. Either way the task's sound plays, and its end hands back.
+TEST_F(StationSlideshowTest, ATaskTakesOverFromTheIdleContentAndHandsBack)
 {
-    startStation(true);
-    QCoreApplication::processEvents(); // the idle content of the start (no start delay)
-    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
-    EXPECT_EQ(station->slideshow().pictures(), QStringList{u"/ad.jpg"_s});
-    QSignalSpy video(&station->playback(), &tav::PlaybackController::videoVisibilityChanged);
-    second("2026-11-23 09:00:00");
-    ASSERT_EQ(video.count(), 1); // a sound-only item beside pictures: they show
-    EXPECT_FALSE(video.at(0).at(0).toBool());
-    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Task);
-    EXPECT_EQ(station->slideshow().currentPicture(), u"/n/1.jpg");
-    EXPECT_FALSE(station->slideshow().isMusicPending());
-    EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
-    second("2026-11-23 09:00:11");
-    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
-    EXPECT_EQ(station->slideshow().currentPicture(), u"/ad.jpg");
+    const struct
+    {
+        const char *name;
+        QString list, picture;
+    } cases[] = {
+        {"own pictures", {}, u"/n/1.jpg"_s},
+        {"no pictures", u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/news.mp3\n"_s, ad},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        if (!c.list.isEmpty())
+            d.write(u"早间新闻.ini"_s, c.list);
+        clock.set(at("2026-11-23 08:59:58"));
+        player.opened.clear();
+        startStation(true);
+        QCoreApplication::processEvents(); // the idle content of the start (no start delay)
+        ASSERT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+        EXPECT_EQ(station->slideshow().pictures(), QStringList{ad});
+        QSignalSpy video(&station->playback(), &tav::PlaybackController::videoVisibilityChanged);
+        second("2026-11-23 09:00:00");
+        ASSERT_EQ(video.count(), 1); // a sound-only item beside pictures: they show
+        EXPECT_FALSE(video.at(0).at(0).toBool());
+        EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Task);
+        EXPECT_EQ(station->slideshow().currentPicture(), c.picture);
+        EXPECT_FALSE(station->slideshow().isMusicPending()); // the task's sound, not the slideshow's
+        EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
+        second("2026-11-23 09:00:11");
+        EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
+        EXPECT_EQ(station->slideshow().currentPicture(), ad);
+        station.reset();
+    }
 }
 
-TEST_F(StationSlideshowTest, NothingToShowOrPlayIsNotReportedAsStarted)
+// Between tasks, the slideshow is claimed only when it shows or plays
+// something; a list with no picture to show is said once, not at every try.
+TEST_F(StationSlideshowTest, TheIdleContentIsClaimedOnlyWhenSomethingShows)
 {
-    d.write(u"【IMAGE】.ini"_s, u"[设置]\n播放音乐=1\n"_s);
-    startStation(true);
-    second("2026-11-23 09:00:00");
-    second("2026-11-23 09:00:11");
-    EXPECT_FALSE(station->slideshow().isRunning());
-    EXPECT_EQ(station->scheduler().status(), u"Tavrel多媒体定时播放系统");
-    EXPECT_FALSE(station->log().text().contains(u"广告内容"));
+    const QString missing = u"[图片文件数量]\n数量=2\n[图片]\n图片路径0=/gone/1.jpg\n图片路径1=/gone/2.jpg\n"_s;
+    const QString music = u"[多媒体文件数量]\n多媒体数量=1\n[歌曲]\n歌曲名称0=/bgm.mp3\n"_s;
+    // Longer than is looked through on the clockwork's second: taken as it is.
+    QString long_ = u"[图片文件数量]\n数量=%1\n[图片]\n"_s.arg(Slideshow::kMaxLooked + 1);
+    for (int i = 0; i <= Slideshow::kMaxLooked; ++i)
+        long_ += u"图片路径%1=/gone/%1.jpg\n"_s.arg(i);
+    const struct
+    {
+        const char *name;
+        QString image;
+        bool claimed;
+        int pictures;
+        QString note;
+    } cases[] = {
+        {"an empty list", u"[设置]\n播放音乐=1\n"_s, false, 0, u"图片广告：图片列表为空，未开播"_s},
+        {"every picture missing", missing, false, 0, u"图片广告：列表中的图片都不存在，未开播"_s},
+        {"missing pictures, music", missing + music + u"[设置]\n播放音乐=1\n"_s, true, 0,
+         u"图片广告：列表中的图片都不存在，只播放背景音乐"_s},
+        {"one of two found", u"[图片文件数量]\n数量=2\n[图片]\n图片路径0=/gone/1.jpg\n图片路径1=%1\n"_s.arg(ad), true,
+         2, QString()},
+        {"a long list", long_, true, Slideshow::kMaxLooked + 1, QString()},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        station.reset();
+        QFile::remove(tav::DataDir(d.path()).playLog()); // each case starts with an empty log
+        d.write(u"【IMAGE】.ini"_s, c.image);
+        clock.set(at("2026-11-23 08:59:58"));
+        startStation(true);
+        QCoreApplication::processEvents(); // the start's try
+        second("2026-11-23 09:00:00");
+        second("2026-11-23 09:00:11"); // the task's end: a second try
+        station->settings().setSwitch(tav::Switch::Pictures, false);
+        station->settings().setSwitch(tav::Switch::Pictures, true); // a third
+        EXPECT_EQ(station->slideshow().isRunning(), c.claimed);
+        EXPECT_EQ(station->slideshow().pictureCount(), c.pictures);
+        const QString log = station->log().text();
+        EXPECT_EQ(station->scheduler().status(), c.claimed ? u"正在播放广告内容"_s : u"Tavrel多媒体定时播放系统"_s);
+        EXPECT_EQ(log.contains(u"开播：广告内容"), c.claimed);
+        EXPECT_EQ(log.count(u"图片广告："_s), c.note.isEmpty() ? 0 : 1);
+        if (!c.note.isEmpty())
+            EXPECT_TRUE(log.contains(c.note)) << log.toStdString();
+        if (c.claimed)
+            continue;
+        // A changed list is tried and, still with nothing to show, said again.
+        d.write(u"【IMAGE】.ini"_s, u"[图片文件数量]\n数量=1\n[图片]\n图片路径0=/gone/3.jpg\n"_s);
+        station->settings().setSwitch(tav::Switch::Pictures, false);
+        station->settings().setSwitch(tav::Switch::Pictures, true);
+        EXPECT_EQ(station->log().text().count(u"图片广告："_s), 2);
+    }
 }
 
 TEST_F(StationSlideshowTest, WorkingHoursStartAndEndTheIdleContent)
@@ -471,35 +519,4 @@ TEST_F(StationSlideshowTest, ABroadcastTurnsTheSlideshowsMusicDownToo)
     station->slideshow().startMusic();
     EXPECT_EQ(player.volume(), 30);
     station.reset(); // before its broadcast devices go
-}
-
-TEST_F(SlideshowTest, TheIdleSwitchTimeIsHeldToItsRange)
-{
-    SlideshowSettings s = three();
-    s.switchSeconds = 0; // a file never saved
-    ASSERT_TRUE(show.play(s));
-    EXPECT_EQ(show.intervalSeconds(), 5);
-    s.switchSeconds = 600;
-    ASSERT_TRUE(show.play(s));
-    EXPECT_EQ(show.intervalSeconds(), 60);
-}
-
-// A sound-only task without pictures of its own, with the slideshow on: its
-// pictures stay beside the music instead of a black player window.
-TEST_F(StationSlideshowTest, ATaskWithoutPicturesKeepsTheSlideshowsPictures)
-{
-    d.write(u"早间新闻.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/news.mp3\n"_s);
-    startStation(true);
-    QCoreApplication::processEvents();
-    ASSERT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
-    QSignalSpy video(&station->playback(), &tav::PlaybackController::videoVisibilityChanged);
-    second("2026-11-23 09:00:00");
-    ASSERT_EQ(video.count(), 1);
-    EXPECT_FALSE(video.at(0).at(0).toBool()); // the video gives way to the pictures
-    EXPECT_TRUE(station->slideshow().isShowing());
-    EXPECT_EQ(station->slideshow().currentPicture(), u"/ad.jpg");
-    EXPECT_FALSE(station->slideshow().isMusicPending()); // the task's sound, not the slideshow's
-    EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
-    second("2026-11-23 09:00:11");
-    EXPECT_EQ(station->slideshow().source(), Slideshow::Source::Idle);
 }

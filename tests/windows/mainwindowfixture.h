@@ -1,5 +1,6 @@
 #pragma once
 
+#include "playback/frmplay.h"
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
@@ -17,16 +18,20 @@ protected:
     tav::test::DataFolder autostartDir;
     tav::AutoStart autoStart{autostartDir.path()};
     std::unique_ptr<tav::Station> station;
+    std::unique_ptr<tav::frmPlay> video; // the player window, when a test asks for one
     std::unique_ptr<tav::MainForm1> window;
 
-    // Starts (or restarts) the program on the folder.
-    void start()
+    // Starts (or restarts) the program on the folder, with its player window or without.
+    void start(bool withVideo = false)
     {
         window.reset();
+        video.reset();
         station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
         if (withBroadcasts)
             station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
-        window = std::make_unique<tav::MainForm1>(*station, autoStart);
+        if (withVideo)
+            video = std::make_unique<tav::frmPlay>(station->settings(), station->dataDir(), nullptr);
+        window = std::make_unique<tav::MainForm1>(*station, autoStart, video.get());
         window->startUp();
     }
     template<typename W = QWidget>

@@ -45,38 +45,6 @@ protected:
     QString lastShown() const { return prompt.shown.isEmpty() ? QString() : prompt.shown.last(); }
 };
 
-TEST_F(CaptionWindows, GridHeadersTipsAndMannersAreTheStations)
-{
-    open();
-    auto *grid = get<QTableWidget>("MSHFGfont");
-    QStringList headers;
-    for (int c = 0; c < grid->columnCount(); ++c)
-        headers.append(grid->horizontalHeaderItem(c)->text());
-    EXPECT_EQ(headers, (QStringList{u"序号"_s, u"开始时间"_s, u"结束时间"_s, u"定时"_s,
-                                    u"                        内容"_s}));
-    EXPECT_EQ(grid->toolTip(), u"单击查看该行字幕内容，双击编辑该行字幕内容"_s);
-    const char *captions[] = {"连续循环", "顺序一次", "设定时间"};
-    const char *tips[] = {"从列表的第一行播放至最后一行再回到第一行重新播放", "从列表的第一行播放到最后一行再停止",
-                          "按照设定的开始时间和结束时间进行播放"};
-    for (int i = 0; i < 3; ++i) {
-        auto *option = editor->findChild<QRadioButton *>(u"OptScrollMode%1"_s.arg(i));
-        ASSERT_NE(option, nullptr);
-        EXPECT_EQ(option->text(), QString::fromUtf8(captions[i]));
-        EXPECT_EQ(option->toolTip(), QString::fromUtf8(tips[i]));
-    }
-    EXPECT_TRUE(get<QRadioButton>("OptScrollMode0")->isChecked()); // a fresh station loops
-    auto *change = get<QComboBox>("cboSC_ChangeTime");
-    EXPECT_EQ(change->count(), 60);
-    EXPECT_EQ(change->itemText(59), u"60"_s);
-    for (const char *name : {"cmdScrollAdd", "cmdChange", "cmdScrollDel", "cmdScrollSave", "cmdCabelColor",
-                             "cmdStartNow", "cmdSRstop", "cmdReturn", "cmdReturnMian"})
-        get<QPushButton>(name);
-    for (const char *name : {"lblDemo", "Label11"})
-        get<QLabel>(name);
-    get<QScrollBar>("HScrollLeftMove");
-    get<QComboBox>("cboTurner");
-}
-
 TEST_F(CaptionWindows, AddingChecksTheTextAsksAboutDuplicatesAndSavesSorted)
 {
     open();

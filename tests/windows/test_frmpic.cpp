@@ -74,12 +74,6 @@ TEST_F(PicturesWindow, OpensWithTheFilesListsAndOptions)
 {
     d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
     open();
-    for (const char *name : {"ListPic", "ListMusicMaster", "OptPlayMode0", "OptPlayMode1", "OptMusicMode0",
-                             "OptMusicMode1", "cboSwithTime", "cboPicVol", "chkMusicPlay", "chkNoDatePlay",
-                             "cmdSave", "cmdAddPic", "cmdDel", "cmdClear", "cmdPicUp", "cmdPicDown",
-                             "cmdFreePicMoveTop", "cmdMusicAdd", "cmdMusicDel", "cmdMusicClear", "cmdMusicUpMove",
-                             "cmdMusicDownMove", "cmdFreeMusicMoveTop", "cmdPlay", "cmdStop", "Label5"})
-        get(name);
     EXPECT_EQ(items("ListPic"), (QStringList{u"/ad/一.jpg"_s, u"/ad/二.jpg"_s}));
     EXPECT_TRUE(get<QAbstractButton>("OptPlayMode1")->isChecked());
     EXPECT_EQ(get<QComboBox>("cboPicVol")->currentText(), u"40000");
