@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
 using namespace Qt::StringLiterals;
 using tav::BroadcastScheduler;
 using tav::WaitRow;
@@ -268,7 +271,7 @@ TEST_F(BroadcastDay, AVoiceEngineThatCannotStartIsSaidOnceAndEveryTextFails)
     EXPECT_TRUE(synth.texts().isEmpty());
     EXPECT_TRUE(voicePlayer.opened.isEmpty());
     EXPECT_EQ(log.text().count(u"语音播报不可用：语音引擎 espeak-ng 无法初始化"_s), 1) << log.text().toStdString();
-    EXPECT_EQ(log.text().count(u"Speak Error: 语音引擎 espeak-ng 无法初始化"_s), 2);
+    EXPECT_EQ(log.text().count(u"未能播完：Speak Error: 语音引擎 espeak-ng 无法初始化"_s), 2);
 }
 
 TEST_F(BroadcastDay, VoiceReportsWordsWhereTheOperatorWroteThemAndPausesAndStops)
@@ -321,6 +324,47 @@ TEST_F(BroadcastDay, AHundredKilobyteTextIsCutAndSaidSo)
     // The voice's file is written off this thread; it plays when ready.
     EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 5000));
     EXPECT_TRUE(QFileInfo(voicePlayer.currentUrl()).size() > 0);
+}
+
+// A voice that fails while speaking ends its broadcast there, whatever
+// failed: said with why, counted as failed, its firing red, never "已播",
+// and the readings still asked for are not tried.
+TEST_F(BroadcastDay, AVoiceThatFailsWhileSpeakingIsAFailureNotSpoken)
+{
+    const auto loaded = [&] {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    };
+    const struct
+    {
+        const char *name, *time;
+        QString synthesisError;
+        std::function<void()> fail;
+        const char *why;
+    } cases[] = {
+        {"合成", "09:00:00", u"合成出错"_s, [] {}, "Speak Error: 合成出错"},
+        {"打开", "09:10:00", {}, [&] { loaded(); voicePlayer.fail(); }, "Speak Error: 无法播放 "},
+        {"断开", "09:20:00", {}, [&] { loaded(); voicePlayer.sound(); voicePlayer.fail(); }, "Speak Error: 无法播放 "},
+    };
+    for (const auto &c : cases)
+        add(QString::fromUtf8(c.name), QString::fromLatin1(c.time), u"请注意"_s, u"TTS_Tone=0\nTTS_Frequency=2\n"_s);
+    enable();
+    QList<BroadcastScheduler::Outcome> counted;
+    QObject::connect(&scheduler, &BroadcastScheduler::counted, [&](BroadcastScheduler::Outcome o, int n) {
+        counted.append(QList<BroadcastScheduler::Outcome>(n, o));
+    });
+    for (int i = 0; i < int(std::size(cases)); ++i) {
+        const QString name = QString::fromUtf8(cases[i].name);
+        synth.refusal = cases[i].synthesisError;
+        tickAt(QByteArray(QByteArray("2026-11-23 ") + cases[i].time).constData());
+        cases[i].fail();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !broadcaster.isBusy(); }, 3000)) << cases[i].name;
+        EXPECT_EQ(broadcaster.readings(), 1) << cases[i].name;
+        EXPECT_TRUE(log.text().contains(u"播音“%1”未能播完：%2"_s.arg(name, QString::fromUtf8(cases[i].why))))
+            << log.text().toStdString();
+        EXPECT_FALSE(log.text().contains(u"已播：%1"_s.arg(name)));
+        EXPECT_EQ(scheduler.rows()[i].status, Status::Overdue) << cases[i].name;
+    }
+    EXPECT_EQ(counted, QList<BroadcastScheduler::Outcome>(3, BroadcastScheduler::Outcome::Failed));
 }
 
 // Time that moved on by more than a second between ticks, whether the clock
@@ -614,8 +658,9 @@ TEST_F(BroadcastDay, FilesThatCannotBeUsedAreSaid)
 }
 
 // Ten thousand broadcasts each firing every minute: the list is built off
-// the tick, holds a bounded number of firings, and a tick's work does not
-// grow with the file.
+// the tick and holds a bounded number of firings; a tick's work does not
+// grow with the file: the firings due at once (the list comes in with a
+// minute's worth) go in slices after it, told in a few lines.
 TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
 {
     QString file;
@@ -624,20 +669,43 @@ TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
                 "TTS_DateEnd=2026/11/30\nTTS_Week=一\nTTS_Interval=1\nTTS_Switch=开\nTTS_Delay=0\nTTS_Frequency=1\n"_s
                     .arg(i)
                     .arg(i % 60, 2, 10, QChar(u'0'));
-    d.write(u"【TTS】.ini"_s, file);
+    d.write(u"【TTS】.ini"_s, file + u"[TTS10001]\nTTS_Name=播音1\nTTS_Switch=关\n"_s);
     scheduler.setEnabled(true);
     EXPECT_TRUE(scheduler.isBuilding());
     tickAt("2026-11-23 08:00:00");
     EXPECT_EQ(scheduler.lastTickWork(), 0);
     waitBuilt();
+    ASSERT_EQ(store.tasks().size(), 10001);
+    EXPECT_EQ(store.find(u"播音9999"_s)->section, 9999);
+    EXPECT_EQ(store.find(u" 播音1"_s)->section, 1) << "the first of a name";
     EXPECT_LE(scheduler.rows().size(), BroadcastScheduler::kMaxRows);
     EXPECT_TRUE(log.text().contains(u"今日播音共14400000次，超过列表所能容纳的20000条"_s)) << log.text().right(300).toStdString();
     ASSERT_LT(scheduler.rows().first().time, QTime(8, 0));
     const QTime last = scheduler.rows().last().time;
     ASSERT_GT(last, QTime(8, 0));
 
-    tickAt("2026-11-23 08:00:01"); // the first tick walks the listed past once
-    EXPECT_LE(scheduler.lastTickWork(), BroadcastScheduler::kMaxRows);
+    // No text files: each firing due fails, and is counted, told by the group.
+    int lines = 0, failed = 0;
+    QObject::connect(&scheduler, &BroadcastScheduler::line, [&] { ++lines; });
+    QObject::connect(&scheduler, &BroadcastScheduler::counted, [&](BroadcastScheduler::Outcome o, int n) {
+        failed += o == BroadcastScheduler::Outcome::Failed ? n : 0;
+    });
+    const auto due = std::count_if(scheduler.rows().cbegin(), scheduler.rows().cend(), [](const WaitRow &r) {
+        return r.time > QTime(7, 59, 1) && r.time <= QTime(8, 0, 1);
+    });
+    ASSERT_GT(due, BroadcastScheduler::kSliceRows);
+    tickAt("2026-11-23 08:00:01");
+    EXPECT_LE(scheduler.lastTickWork(), BroadcastScheduler::kSliceRows + 20);
+    const auto caughtUp = [&] {
+        for (const WaitRow &r : scheduler.rows())
+            if (r.time <= QTime(8, 0, 1) && r.status == Status::Waiting)
+                return false;
+        return true;
+    };
+    EXPECT_FALSE(caughtUp());
+    ASSERT_TRUE(QTest::qWaitFor(caughtUp, 10000));
+    EXPECT_EQ(failed, due);
+    EXPECT_LT(lines, failed / 20);
     // Each second then: the firings of that second and a few more.
     for (int i = 0; i < 120 && !scheduler.isBuilding(); ++i) {
         tickEachSecond(1);

@@ -148,17 +148,6 @@ TEST_F(StoreTest, BadFilesAreReadAsFarAsTheyGoAndRepairedNotRejected)
     EXPECT_FALSE(note.isEmpty());
 }
 
-TEST_F(StoreTest, TenThousandSectionsAllLoad)
-{
-    QString big;
-    for (int i = 1; i <= 10000; ++i)
-        big += u"[TTS%1]\r\nTTS_Name=任务%1\r\nTTS_Delay=0\r\nTTS_Frequency=1\r\n"_s.arg(i);
-    d.writeBytes(u"【TTS】.ini"_s, tav::toGbk(big));
-    ASSERT_TRUE(store.load(&error));
-    ASSERT_EQ(store.tasks().size(), 10000);
-    EXPECT_EQ(store.tasks().last().name, u"任务10000");
-}
-
 TEST_F(StoreTest, ANameFromTheFileThatLeavesTheFolderIsNeitherReadNorDeleted)
 {
     // The data folder is a folder inside the test's, a file waits beside it.
