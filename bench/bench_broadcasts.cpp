@@ -28,8 +28,9 @@
 //   station, 20 media starts, after their second: without the broadcasts
 //   5-6 ms p50, 10-14 ms max; with the 10,000 sections 7 ms p50, 22-86 ms
 //   max; none missed. The longest holds of the clockwork's thread there
-//   (97-183 ms) come from the station's reading of the broadcast file when
-//   the data folder changes, not from the list or its ticks.
+//   (42-183 ms, BENCH_TRACE=1 shows them with the log) fall while the list
+//   is being built, before its first tick: the worker and the data folder's
+//   watcher (busy with 10,000 text files) share two loaded cores with it.
 #include "core/clock.h"
 #include "fakes/broadcastrig.h"
 #include "fakes/fakes.h"
@@ -154,6 +155,10 @@ void runStation(int sections, int seconds)
         if (qEnvironmentVariableIsSet("BENCH_TRACE"))
             std::printf("  start %d %.0f ms late\n", n, lateMs.last());
     });
+    if (qEnvironmentVariableIsSet("BENCH_TRACE"))
+        QObject::connect(&station.log(), &tav::MessageLog::messageAdded, [](const QString &m) {
+            std::printf("  %s %s\n", qPrintable(QTime::currentTime().toString(u"hh:mm:ss.zzz"_s)), qPrintable(m.left(100)));
+        });
     station.start();
     // The tasks come once the station runs, as another program writes them,
     // starting two seconds on, while the broadcast list is being built.
