@@ -123,7 +123,7 @@ int syncTimeVerb(const CommandLine &command, int &argc, char **argv)
                          if (good && set) {
                              TimeHealth health{DataDir(dir)};
                              health.load();
-                             if (QString error; !health.record(answer, set, clock.now(), &error))
+                             if (QString error; !health.record(answer, &error))
                                  complain(u"无法写入 %1：%2"_s.arg(DataDir(dir).control(), error));
                          }
                          loop.quit();

@@ -46,7 +46,11 @@ Broadcaster::Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, M
         }
     });
     connect(&m_voice, &Voice::endStream, this, &Broadcaster::onVoiceEnd);
-    connect(&m_voice, &Voice::failed, this, [this](const QString &error) { log(error); });
+    connect(&m_voice, &Voice::failed, this, [this](const QString &error) {
+        log(error);
+        if (m_phase != Phase::Idle && m_failure.isEmpty())
+            m_failure = error;
+    });
     connect(&m_voice, &Voice::unavailable, this, [this](const QString &why) { log(u"语音播报不可用："_s + why); });
     // A media task that sets its volume during a broadcast: that is the
     // volume to come back to, and the music stays down while it speaks.
@@ -77,6 +81,7 @@ bool Broadcaster::speak(const BroadcastRequest &request, QString *error)
     if (!prepared)
         dropPrepared();
     m_prepared = {};
+    m_failure.clear();
     m_request = request;
     m_request.frequency = qBound(1, request.frequency, 10);
     bool known = true;
@@ -153,7 +158,7 @@ void Broadcaster::onVoiceEnd()
 {
     if (m_phase != Phase::Speaking || m_voice.isSpeaking())
         return;
-    if (m_readings < m_request.frequency) {
+    if (m_readings < m_request.frequency && m_failure.isEmpty()) {
         startReading();
         return;
     }

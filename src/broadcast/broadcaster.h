@@ -49,6 +49,8 @@ struct BroadcastRequest
 // 5. a text naming a ".wav" file (in its last 20 characters) plays that
 //    file; any other text is read by the voice, times, dates and numbers
 //    the Chinese way.
+// A reading the voice cannot finish (its synthesis fails, its player fails
+// or loses the sound device) ends the broadcast there: `failure()` says why.
 // After the last of `frequency` readings the broadcast player stops and the
 // media player's volume comes back one point every kRampStepMs, ending at
 // exactly the saved volume. A volume set by someone else meanwhile (a media
@@ -99,6 +101,9 @@ public:
     const BroadcastRequest &current() const { return m_request; }
     // The text of the reading as spoken (placeholders expanded).
     const QString &spokenText() const { return m_spoken; }
+    // Why the voice of the broadcast under way or last ended failed; empty
+    // when it was heard to its end (or stopped).
+    const QString &failure() const { return m_failure; }
 
 signals:
     void started(const QString &name);
@@ -136,6 +141,7 @@ private:
     BroadcastRequest m_request;
     VoiceChoice m_choice;
     QString m_spoken;
+    QString m_failure;
     Prepared m_prepared;
     Phase m_phase = Phase::Idle;
     int m_readings = 0;

@@ -6,6 +6,7 @@
 #include "core/messagelog.h"
 #include "core/zhtext.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QMutex>
 #include <QTimer>
@@ -27,6 +28,12 @@ const QString kSpokenDate = u"日期"_s;
 int secondsOf(QTime t) { return t.msecsSinceStartOfDay() / 1000; }
 qint64 wallKey(const QDateTime &t) { return t.date().toJulianDay() * kDay + secondsOf(t.time()); }
 QString keyOf(const WaitRow &row) { return row.time.toString(u"HH:mm:ss"_s) + u' ' + row.name; }
+
+// "甲、乙", or "甲等5次" for more than three.
+QString groupText(const QStringList &items)
+{
+    return items.size() <= 3 ? items.join(u'、') : u"%1等%2次"_s.arg(items.first()).arg(items.size());
+}
 
 // When a row is to be spoken next, or invalid: a postponed one in the first
 // second of its minute.
@@ -83,6 +90,18 @@ struct BroadcastScheduler::Plan
     QString spokenError;
 };
 
+struct BroadcastScheduler::Told
+{
+    QStringList overdue;    // "名（HH:mm:ss）" whose minute passed unspoken
+    QStringList passedOver; // … due while held
+    QStringList stillHeld;  // … while a firing of its task still waits
+    QStringList heldBack;   // names waiting for the voice
+    QStringList late;       // names jumped over, spoken now
+    QTime lateFrom;         // the first of them was due then ...
+    int lateBySeconds = 0;  // ... this long ago
+    QMap<QString, QStringList> failed; // names by why they could not be spoken
+};
+
 // Writes today's spoken firings off the tick's thread, the latest set last.
 struct BroadcastScheduler::SpokenWriter
 {
@@ -122,11 +141,7 @@ BroadcastScheduler::BroadcastScheduler(const Clock &clock, BroadcastStore &store
     m_builder.setMaxThreadCount(1);
     m_writer->path = spokenFile(store.dir());
     // A firing held back by a broadcast goes right after it.
-    connect(&m_broadcaster, &Broadcaster::finished, this, [this](const QString &name) {
-        if (!name.isEmpty())
-            log(u"已播：%1"_s.arg(name));
-        QMetaObject::invokeMethod(this, &BroadcastScheduler::releaseHeldBack, Qt::QueuedConnection);
-    });
+    connect(&m_broadcaster, &Broadcaster::finished, this, &BroadcastScheduler::broadcastEnded);
 }
 
 BroadcastScheduler::~BroadcastScheduler()
@@ -175,6 +190,7 @@ void BroadcastScheduler::startBuild(bool readFile)
         m_heldNames.clear();
         m_postponed.clear();
         m_cursor = 0;
+        m_jumpedFrom = m_jumpedTo = -1;
         m_toldTruncated = false;
     }
     m_date = now.date();
@@ -321,10 +337,16 @@ void BroadcastScheduler::applyPlan(Plan plan)
         m_store.apply(std::move(plan.reading));
     }
     // What was done today stays done: a rebuild never speaks a firing again.
-    QHash<QString, WaitRow> before;
+    // (Keyed by second and name: the list may hold twenty thousand rows.)
+    using Key = std::pair<int, QString>;
+    QHash<Key, WaitRow> before;
     for (const WaitRow &row : std::as_const(m_rows))
         if (row.status != WaitRow::Status::Waiting)
-            before.insert(keyOf(row), row);
+            before.insert({secondsOf(row.time), row.name}, row);
+    QSet<Key> spoken;
+    for (const QString &key : std::as_const(m_spoken))
+        if (const int at = zh::secondsOfDay(key.left(8)); at >= 0)
+            spoken.insert({at, key.mid(9)});
     m_rows.clear();
     m_heldBack.clear();
     m_heldNames.clear();
@@ -346,12 +368,12 @@ void BroadcastScheduler::applyPlan(Plan plan)
         int missed = 0;
         for (int i = 0; i < m_rows.size(); ++i) {
             WaitRow &row = m_rows[i];
-            const QString key = keyOf(row);
+            const Key key{secondsOf(row.time), row.name};
             if (const auto was = before.constFind(key); was != before.cend()) {
                 row.status = was->status;
                 row.delayedStarted = was->delayedStarted;
                 row.postponedTo = was->postponedTo;
-            } else if (m_spoken.contains(key)) {
+            } else if (spoken.contains(key)) {
                 row.status = WaitRow::Status::Spoken;
             } else if (secondsOf(row.time) <= madeAt - 60) {
                 row.status = WaitRow::Status::Overdue; // before this list was made
@@ -440,24 +462,24 @@ void BroadcastScheduler::tick()
             jumpedFrom = m_buildFrom;
         m_buildFrom = -1;
     }
-    if (m_mode != Mode::Running || (m_holdUntil.isValid() && now < m_holdUntil))
+    if (!runnable(now))
         return;
     const int seconds = secondsOf(now.time());
     const int minute = seconds / 60;
-    const qint64 dayStart = m_date.toJulianDay() * kDay;
-    const int jumpedSecond = jumpedFrom < 0 ? -1 : int(std::max<qint64>(jumpedFrom - dayStart, -1));
-    const auto jumpedOver = [&](int due) { return jumpedFrom >= 0 && due > jumpedSecond && due < seconds; };
+    if (jumpedFrom >= 0) {
+        const int from = int(std::max<qint64>(jumpedFrom - m_date.toJulianDay() * kDay, -1));
+        m_jumpedFrom = m_jumpedTo >= 0 ? std::min(m_jumpedFrom, from) : from;
+        m_jumpedTo = seconds;
+    }
     if (m_held) {
         // Nothing is spoken: what falls due meanwhile is passed over.
-        for (; m_cursor < m_rows.size() && secondsOf(m_rows[m_cursor].time) <= seconds; ++m_cursor) {
-            ++m_tickWork;
-            if (m_rows[m_cursor].status == WaitRow::Status::Waiting)
-                passOver(m_cursor);
-        }
+        Told told;
         for (const int i : std::exchange(m_postponed, {}))
             if (m_rows[i].status == WaitRow::Status::Delayed && !m_rows[i].delayedStarted)
-                passOver(i);
+                passOver(i, told);
+        tell(told);
         m_lastMinute = minute;
+        runDue(seconds);
         return;
     }
     warmUpBefore(seconds);
@@ -465,10 +487,10 @@ void BroadcastScheduler::tick()
     if (m_horizon < kDay - 1 && seconds >= m_horizon - (m_horizon - m_builtAt) / 2)
         startBuild(false);
 
-    QStringList overdue;
     // Postponed firings, in the first second seen of their minute.
     if (minute != m_lastMinute) {
         m_lastMinute = minute;
+        Told told;
         const QList<int> postponed = m_postponed;
         for (const int i : postponed) {
             const WaitRow &row = m_rows[i];
@@ -478,50 +500,109 @@ void BroadcastScheduler::tick()
             const int at = secondsOf(QTime(row.postponedTo.hour(), row.postponedTo.minute()));
             if (at / 60 == minute || jumpedOver(at)) {
                 if (m_broadcaster.isBusy())
-                    postpone(i);
+                    postpone(i, told);
                 else
-                    fire(i, true);
+                    fire(i, true, told);
             } else if (at / 60 < minute) {
                 m_postponed.removeOne(i);
                 setStatus(i, WaitRow::Status::Overdue);
-                overdue.append(row.name);
+                told.overdue.append(row.name);
             }
         }
+        tell(told);
     }
+    runDue(seconds);
+}
 
+bool BroadcastScheduler::runnable(const QDateTime &now) const
+{
+    return !m_building && now.date() == m_date && m_mode == Mode::Running
+           && !(m_holdUntil.isValid() && now < m_holdUntil);
+}
+
+void BroadcastScheduler::runDue(int seconds)
+{
+    QElapsedTimer spent;
+    spent.start();
+    Told told;
+    int work = 0;
     for (; m_cursor < m_rows.size(); ++m_cursor) {
         const int i = m_cursor;
         const WaitRow &row = m_rows[i];
         const int due = secondsOf(row.time);
         if (due > seconds)
             break; // the list is in time order
-        ++m_tickWork;
+        if (work >= kSliceRows || (work % 16 == 0 && spent.nsecsElapsed() > kSliceNs))
+            break; // the rest right after this
+        ++work;
         if (row.status != WaitRow::Status::Waiting)
             continue;
+        if (m_held) {
+            passOver(i, told);
+            continue;
+        }
         if (jumpedOver(due)) {
-            log(u"补播：%1，应于%2播出，晚了%3"_s.arg(row.name, row.time.toString(u"H:mm:ss"_s),
-                                                 stepSizeText((seconds - due) * 1000LL)));
+            if (told.late.isEmpty()) {
+                told.lateFrom = row.time;
+                told.lateBySeconds = seconds - due;
+            }
+            told.late.append(row.name);
         } else if (seconds - due >= 60) {
             setStatus(i, WaitRow::Status::Overdue);
-            overdue.append(row.name + u'（' + row.time.toString(u"HH:mm:ss"_s) + u'）');
+            told.overdue.append(row.name + u'（' + row.time.toString(u"HH:mm:ss"_s) + u'）');
             continue;
         }
         if (m_broadcaster.isBusy())
-            postpone(i);
+            postpone(i, told);
         else
-            fire(i, false);
+            fire(i, false, told);
     }
-    logGroup(u"超时：%1未能播出"_s, overdue);
+    m_tickWork += work;
+    tell(told);
+    const bool more = m_cursor < m_rows.size() && secondsOf(m_rows[m_cursor].time) <= seconds;
+    if (!more && m_jumpedTo >= 0)
+        m_jumpedFrom = m_jumpedTo = -1; // all that was jumped over has had its turn
+    if (more && !std::exchange(m_runDueQueued, true))
+        QTimer::singleShot(0, this, &BroadcastScheduler::runDueLater);
+}
+
+void BroadcastScheduler::tell(const Told &told)
+{
+    if (told.late.size() == 1)
+        log(u"补播：%1，应于%2播出，晚了%3"_s.arg(told.late.first(), told.lateFrom.toString(u"H:mm:ss"_s),
+                                             stepSizeText(told.lateBySeconds * 1000LL)));
+    else if (!told.late.isEmpty())
+        log(u"补播：%1，应于%2起播出，最多晚了%3"_s.arg(groupText(told.late), told.lateFrom.toString(u"H:mm:ss"_s),
+                                                   stepSizeText(told.lateBySeconds * 1000LL)));
+    for (auto it = told.failed.cbegin(); it != told.failed.cend(); ++it) {
+        if (it->size() == 1)
+            log(u"播音“%1”未能播出：%2"_s.arg(it->first(), it.key()));
+        else
+            log(u"播音未能播出（"_s + it.key() + u"）："_s + groupText(*it));
+        emit counted(Outcome::Failed, int(it->size()));
+    }
+    logGroup(u"超时：%1未能播出"_s, told.overdue);
+    logGroup(u"超时：%1紧急广播期间未播出"_s, told.passedOver);
+    logGroup(u"超时：%1上一次仍在等待播出"_s, told.stillHeld);
+    logGroup(u"延播：%1，等当前播音结束后播出"_s, told.heldBack);
+    if (const auto n = told.overdue.size() + told.passedOver.size() + told.stillHeld.size(); n > 0)
+        emit counted(Outcome::Overdue, int(n));
+    if (!told.heldBack.isEmpty())
+        emit counted(Outcome::Delayed, int(told.heldBack.size()));
+}
+
+void BroadcastScheduler::runDueLater()
+{
+    m_runDueQueued = false;
+    const QDateTime now = m_clock.now();
+    if (runnable(now))
+        runDue(secondsOf(now.time()));
 }
 
 void BroadcastScheduler::logGroup(const QString &what, const QStringList &items)
 {
-    if (items.isEmpty())
-        return;
-    if (items.size() <= 3)
-        log(what.arg(items.join(u'、')));
-    else
-        log(what.arg(u"%1等%2次"_s.arg(items.first()).arg(items.size())));
+    if (!items.isEmpty())
+        log(what.arg(groupText(items)));
 }
 
 void BroadcastScheduler::setHeld(bool held)
@@ -531,14 +612,16 @@ void BroadcastScheduler::setHeld(bool held)
         return;
     m_broadcaster.dropPrepared();
     m_heldNames.clear();
+    Told told;
     for (const int row : std::exchange(m_heldBack, {}))
-        passOver(row);
+        passOver(row, told);
+    tell(told);
 }
 
-void BroadcastScheduler::passOver(int row)
+void BroadcastScheduler::passOver(int row, Told &told)
 {
     setStatus(row, WaitRow::Status::Overdue);
-    log(u"超时：%1（%2）紧急广播期间未播出"_s.arg(m_rows[row].name, m_rows[row].time.toString(u"HH:mm:ss"_s)));
+    told.passedOver.append(m_rows[row].name + u'（' + m_rows[row].time.toString(u"HH:mm:ss"_s) + u'）');
 }
 
 void BroadcastScheduler::warmUpBefore(int seconds)
@@ -546,7 +629,10 @@ void BroadcastScheduler::warmUpBefore(int seconds)
     // The next row to be spoken: the first waiting one ahead, or a postponed one.
     QTime next;
     QString name;
-    for (int i = m_cursor; i < m_rows.size(); ++i) {
+    const QTime after = QTime(0, 0).addSecs(seconds);
+    const auto first = std::upper_bound(m_rows.cbegin() + m_cursor, m_rows.cend(), after,
+                                        [](QTime time, const WaitRow &row) { return time < row.time; });
+    for (qsizetype i = first - m_rows.cbegin(); i < m_rows.size(); ++i) {
         ++m_tickWork;
         const WaitRow &row = m_rows[i];
         const int ahead = secondsOf(row.time) - seconds;
@@ -577,7 +663,7 @@ void BroadcastScheduler::warmUpBefore(int seconds)
     });
 }
 
-void BroadcastScheduler::fire(int row, bool delayed)
+void BroadcastScheduler::fire(int row, bool delayed, Told &told)
 {
     WaitRow &r = m_rows[row];
     if (delayed) {
@@ -589,6 +675,7 @@ void BroadcastScheduler::fire(int row, bool delayed)
     const BroadcastRequest request = requestFor(r, &error);
     if (error.isEmpty()) {
         log(u"播音：%1"_s.arg(r.name));
+        m_speaking = keyOf(r);
         if (m_broadcaster.speak(request, &error)) {
             if (delayed)
                 r.delayedStarted = true;
@@ -596,26 +683,50 @@ void BroadcastScheduler::fire(int row, bool delayed)
             markSpoken(r);
             return;
         }
+        m_speaking.clear();
     }
-    log(u"播音“%1”未能播出：%2"_s.arg(r.name, error));
     setStatus(row, WaitRow::Status::Overdue);
+    told.failed[error].append(r.name);
 }
 
-void BroadcastScheduler::postpone(int row)
+void BroadcastScheduler::broadcastEnded(const QString &name)
+{
+    const QString speaking = std::exchange(m_speaking, {});
+    const QString failure = m_broadcaster.failure();
+    if (!name.isEmpty() && failure.isEmpty()) {
+        log(u"已播：%1"_s.arg(name));
+        emit counted(Outcome::Spoken, 1);
+    } else if (!name.isEmpty()) {
+        log(u"播音“%1”未能播完：%2"_s.arg(name, failure));
+        emit counted(Outcome::Failed, 1);
+        // Its firing was not heard: red in the list, not "已播".
+        const QTime time = QTime::fromString(speaking.left(8), u"HH:mm:ss"_s);
+        auto it = std::lower_bound(m_rows.begin(), m_rows.end(), time,
+                                   [](const WaitRow &row, QTime t) { return row.time < t; });
+        for (; time.isValid() && it != m_rows.end() && it->time == time; ++it)
+            if (it->name == name && keyOf(*it) == speaking) {
+                setStatus(int(it - m_rows.begin()), WaitRow::Status::Overdue);
+                break;
+            }
+    }
+    QMetaObject::invokeMethod(this, &BroadcastScheduler::releaseHeldBack, Qt::QueuedConnection);
+}
+
+void BroadcastScheduler::postpone(int row, Told &told)
 {
     WaitRow &r = m_rows[row];
     if (r.delay == 0) {
-        if (m_heldBack.contains(row))
+        if (r.isHeldBack())
             return;
         if (m_heldNames.contains(r.name)) {
             setStatus(row, WaitRow::Status::Overdue);
-            log(u"超时：%1（%2）上一次仍在等待播出"_s.arg(r.name, r.time.toString(u"HH:mm:ss"_s)));
+            told.stillHeld.append(r.name + u'（' + r.time.toString(u"HH:mm:ss"_s) + u'）');
             return;
         }
         m_heldBack.append(row);
         m_heldNames.insert(r.name);
         setStatus(row, WaitRow::Status::Delayed);
-        log(u"延播：%1，等当前播音结束后播出"_s.arg(r.name));
+        told.heldBack.append(r.name);
         return;
     }
     const QTime base = r.postponedTo.isValid() ? r.postponedTo : r.time;
@@ -624,13 +735,16 @@ void BroadcastScheduler::postpone(int row)
         m_postponed.removeOne(row);
         setStatus(row, WaitRow::Status::Overdue);
         log(u"超时：%1（%2）推迟后已过今天"_s.arg(r.name, r.time.toString(u"HH:mm:ss"_s)));
+        emit counted(Outcome::Overdue, 1);
         return;
     }
+    const bool again = r.postponedTo.isValid();
     r.postponedTo = QTime(0, 0).addSecs(to);
-    if (!m_postponed.contains(row))
+    if (!again)
         m_postponed.append(row);
     setStatus(row, WaitRow::Status::Delayed);
     log(u"延播：%1 推迟到 %2"_s.arg(r.name, r.postponedTo.toString(u"HH:mm"_s)));
+    emit counted(Outcome::Delayed, 1);
 }
 
 void BroadcastScheduler::releaseHeldBack()
@@ -639,7 +753,9 @@ void BroadcastScheduler::releaseHeldBack()
         return;
     if (m_holdUntil.isValid() && m_clock.now() < m_holdUntil)
         return;
-    fire(m_heldBack.first(), true);
+    Told told;
+    fire(m_heldBack.first(), true, told);
+    tell(told);
 }
 
 void BroadcastScheduler::setStatus(int row, WaitRow::Status status)

@@ -80,6 +80,13 @@ struct WaitRow
 //   after a backward step nothing spoken is spoken again (a firing keeps
 //   its status for the day); three hours or more leaves what was jumped
 //   over "超时";
+// - a tick does a bounded amount of work however many firings share its
+//   second (a late tick, a list that comes in late, thousands of firings in
+//   one second): the rest goes on in slices right after it, never holding
+//   the clockwork; a text is read only for a firing about to be spoken, and
+//   firings held back behind one broadcast are logged as one line;
+// - a broadcast whose voice fails while speaking is logged with why and its
+//   firing is "超时", not "已播";
 // - the start delay holds broadcasts back like tasks: nothing is spoken
 //   before it ends; then what fell due within the last minute is spoken;
 // - a text file that is not GBK (nor UTF-8) is not spoken: "超时" and said;
@@ -92,6 +99,10 @@ public:
     enum class Mode { Running, SwitchedOff, StopDay };
     using StopDay = std::function<bool(QDate)>;
     static constexpr int kMaxRows = 20000;
+    // A slice of the rows due: at most this many, or this long.
+    static constexpr int kSliceRows = 500;
+    static constexpr qint64 kSliceNs = 2'000'000;
+    enum class Outcome { Spoken, Delayed, Overdue, Failed };
 
     BroadcastScheduler(const Clock &clock, BroadcastStore &store, Broadcaster &broadcaster, MessageLog &log,
                        QObject *parent = nullptr);
@@ -129,6 +140,7 @@ signals:
     void listChanged();
     void rowChanged(int row);
     void line(const QString &text); // what was done, for standard output
+    void counted(tav::BroadcastScheduler::Outcome outcome, int firings); // for the station's counters
 
 private:
     // Engines are made in the middle of a second, off the tick that may
@@ -140,10 +152,19 @@ private:
     void startBuild(bool readFile);
     void applyPlan(Plan plan);
     void warmUpBefore(int seconds);
-    void fire(int row, bool delayed);
-    void postpone(int row);
+    bool runnable(const QDateTime &now) const;
+    // The rows whose second has come, a slice of them; the rest after the tick.
+    void runDue(int seconds);
+    void runDueLater();
+    bool jumpedOver(int due) const { return m_jumpedTo >= 0 && due > m_jumpedFrom && due < m_jumpedTo; }
+    // What one pass over the rows did, told as one line of each kind.
+    struct Told;
+    void tell(const Told &told);
+    void fire(int row, bool delayed, Told &told);
+    void broadcastEnded(const QString &name);
+    void postpone(int row, Told &told);
     void releaseHeldBack();
-    void passOver(int row); // "超时" while held
+    void passOver(int row, Told &told); // "超时" while held
     void setStatus(int row, WaitRow::Status status);
     void markSpoken(const WaitRow &row);
     void log(const QString &text);
@@ -173,6 +194,10 @@ private:
     qint64 m_buildFrom = -1;   // the wall second a build began, for its catch-up
     int m_lastMinute = -1;     // minute of the day last seen
     int m_tickWork = 0;
+    int m_jumpedFrom = -1;     // firings after this second of the day ...
+    int m_jumpedTo = -1;       // ... and before this one were jumped over (-1: none)
+    bool m_runDueQueued = false;
+    QString m_speaking;        // "HH:mm:ss name" of the firing being spoken
     quint64 m_generation = 0;
     bool m_building = false;
     bool m_rebuildAgain = false;

@@ -110,6 +110,7 @@ BroadcastStore::Reading BroadcastStore::read(const DataDir &dir)
         }
         out.tasks.append(t);
     }
+    out.byName = indexByName(out.tasks);
     if (out.tasks.isEmpty() && out.dropped.isEmpty() && QFileInfo(file.path()).size() > 0)
         out.dropped.append(u"%1 中没有一个播音任务（应为[TTS1]、[TTS2]…各节）"_s.arg(file.path()));
     if (repairs) {
@@ -128,12 +129,27 @@ bool BroadcastStore::load(QString *error)
     return why.isEmpty() || fail(error, why);
 }
 
+QHash<QString, int> BroadcastStore::indexByName(const QList<BroadcastTask> &tasks)
+{
+    QHash<QString, int> index;
+    index.reserve(tasks.size());
+    for (int i = 0; i < tasks.size(); ++i)
+        if (!index.contains(tasks[i].name))
+            index.insert(tasks[i].name, i);
+    return index;
+}
+
+void BroadcastStore::apply(Reading reading)
+{
+    m_tasks = std::move(reading.tasks);
+    // The reading's own index is made off this thread.
+    m_byName = reading.byName.isEmpty() ? indexByName(m_tasks) : std::move(reading.byName);
+}
+
 const BroadcastTask *BroadcastStore::find(const QString &name) const
 {
-    for (const BroadcastTask &t : m_tasks)
-        if (t.name == name.trimmed())
-            return &t;
-    return nullptr;
+    const auto it = m_byName.constFind(name.trimmed());
+    return it == m_byName.cend() ? nullptr : &m_tasks[*it];
 }
 
 QString BroadcastStore::content(const QString &name, QString *note, bool *unreadable) const

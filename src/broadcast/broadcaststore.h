@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -58,6 +59,7 @@ public:
     struct Reading
     {
         QList<BroadcastTask> tasks;
+        QHash<QString, int> byName; // a name's first task in `tasks`
         QStringList dropped; // one line per section left out, and why
         QString error;       // the file could not be read or repaired
         bool readable = true;
@@ -66,13 +68,14 @@ public:
     // everything in a file without one "TTSn" section; repairs are written
     // back.
     static Reading read(const DataDir &dir);
-    void apply(Reading reading) { m_tasks = std::move(reading.tasks); }
+    void apply(Reading reading);
 
     // False with the reason when the file exists but cannot be read or a
     // repair cannot be written (the tasks read are kept either way).
     bool load(QString *error = nullptr);
     const QList<BroadcastTask> &tasks() const { return m_tasks; }
     const DataDir &dir() const { return m_dir; }
+    // The first task of that name, found by its name at any size of the file.
     const BroadcastTask *find(const QString &name) const;
 
     // The text of a task; empty when the file is missing. `note` tells of a
@@ -100,8 +103,11 @@ private:
     bool writeText(const QString &name, const QString &text, QString *error) const;
     bool checkName(const QString &name, const QString &own, QString *error) const;
 
+    static QHash<QString, int> indexByName(const QList<BroadcastTask> &tasks);
+
     const DataDir &m_dir;
     QList<BroadcastTask> m_tasks;
+    QHash<QString, int> m_byName;
 };
 
 } // namespace tav

@@ -36,6 +36,7 @@ const QString deadAir = u"tavplayer_dead_air_total"_s;
 const QString faults = u"tavplayer_data_faults"_s;
 const QString offset = u"tavplayer_clock_offset_seconds"_s;
 const QString lastSync = u"tavplayer_clock_last_sync_timestamp_seconds"_s;
+const QString clockKept = u"tavplayer_clock_synchronised"_s;
 const QString reloads = u"tavplayer_reloads_total"_s;
 const QString reloadFailures = u"tavplayer_reload_failures_total"_s;
 const QString reloadSeconds = u"tavplayer_last_task_reload_seconds"_s;
@@ -144,6 +145,8 @@ void Station::setUpMetrics()
     r.declare(m::faults, T::Gauge, u"Data files that cannot be read or saved now."_s);
     r.declare(m::offset, T::Gauge, u"The clock's offset from network time at its last check."_s);
     r.declare(m::lastSync, T::Gauge, u"When the clock was last checked against network time (0: never)."_s);
+    r.declare(m::clockKept, T::Gauge,
+              u"1 while the clock is kept in step (by the system or a check within the day), else 0."_s);
     r.declare(m::reloads, T::Counter, u"Data files changed by another program and taken in."_s);
     r.declare(m::reloadFailures, T::Counter, u"Changed data files not taken in (not whole or unreadable)."_s);
     r.declare(m::reloadSeconds, T::Gauge, u"Time the last reading of the task file took, off the clockwork."_s);
@@ -180,6 +183,7 @@ void Station::setUpMetrics()
         const TimeHealth &health = m_timeKeeper.health();
         m_metrics.set(m::offset, health.residualOffsetMs() / 1000.0);
         m_metrics.set(m::lastSync, health.lastCheck().isValid() ? health.lastCheck().toSecsSinceEpoch() : 0);
+        m_metrics.set(m::clockKept, m_timeKeeper.status().warning ? 0 : 1);
     });
 }
 
@@ -295,15 +299,12 @@ void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voi
     m_alarm = std::make_unique<AlarmLoop>(m_clock, m_dir, broadcastPlayer, &synth, m_voices.get(), m_log);
     connect(m_alarm.get(), &AlarmLoop::itemOpened, this, [this](const QString &kind) { trace(u"alarm-open"_s, kind); });
     m_emergency.setBroadcast(m_broadcaster.get(), m_broadcastScheduler.get(), m_announcements.get(), m_alarm.get());
-    connect(m_broadcastScheduler.get(), &BroadcastScheduler::line, this, [this](const QString &text) {
-        static const std::pair<QString, QString> kResults[] = {
-            {u"已播"_s, u"spoken"_s}, {u"延播"_s, u"delayed"_s}, {u"超时"_s, u"overdue"_s}};
-        for (const auto &[prefix, result] : kResults)
-            if (text.startsWith(prefix))
-                m_metrics.add(m::broadcasts, 1, {{u"result"_s, result}});
-    });
-    connect(m_voice.get(), &Voice::failed, this,
-            [this] { m_metrics.add(m::broadcasts, 1, {{u"result"_s, u"failed"_s}}); });
+    connect(m_broadcastScheduler.get(), &BroadcastScheduler::counted, this,
+            [this](BroadcastScheduler::Outcome outcome, int firings) {
+                // In the order of BroadcastScheduler::Outcome.
+                static const QString kResults[] = {u"spoken"_s, u"delayed"_s, u"overdue"_s, u"failed"_s};
+                m_metrics.add(m::broadcasts, firings, {{u"result"_s, kResults[int(outcome)]}});
+            });
 }
 
 bool Station::announce(const AnnounceRequest &request, const QString &origin, QString *error)

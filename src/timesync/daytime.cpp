@@ -254,6 +254,7 @@ void DaytimeSync::take(const DaytimeAnswer &answer)
     });
     connect(worker, &QThread::finished, this, [this, worker, outcome, answer] {
         worker->deleteLater();
+        m_setError = outcome->set ? QString() : outcome->error;
         emit message(outcome->set ? u"网络校时已成功! \n"_s : u"无法设置系统时间："_s + outcome->error);
         emit finished(true, outcome->set, answer);
         m_finish.start();

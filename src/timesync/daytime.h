@@ -81,6 +81,8 @@ public:
     const QList<DaytimeAnswer> &answers() const { return m_answers; }
     // Every server answered or failed (answers after the one taken are listed, never taken).
     bool allAnswered() const;
+    // Why the clock could not be set from the answer taken (empty: it was, or not yet).
+    const QString &setError() const { return m_setError; }
 
 signals:
     void message(const QString &text);        // "开始校时...", "网络校时已成功! " …
@@ -118,6 +120,7 @@ private:
     QTimer m_finish;
     bool m_done = false;
     bool m_dryRun = false;
+    QString m_setError;
 };
 
 } // namespace tav

@@ -36,20 +36,31 @@ void TimeHealth::load()
     m_offsetMs = qint64(file.value(kSection, kLastOffset).toDouble() * 1000);
 }
 
-bool TimeHealth::record(const DaytimeAnswer &answer, bool set, const QDateTime &now, QString *error)
+bool TimeHealth::record(const DaytimeAnswer &answer, QString *error)
 {
-    m_lastCheck = set ? answer.target : now;
-    m_offsetMs = set ? 0 : answer.offsetMs;
+    m_lastCheck = answer.target;
+    m_offsetMs = 0;
+    m_refusal.clear();
     IniDocument doc = *IniFile(m_path).read();
     doc.setValue(kSection, kLastCheck, zh::dateTime(m_lastCheck));
     doc.setValue(kSection, kLastOffset, QString::number(m_offsetMs / 1000.0, 'f', 1));
     return IniFile(m_path).write(doc, error);
 }
 
+void TimeHealth::refused(const DaytimeAnswer &answer, const QString &why)
+{
+    m_refusal = why.isEmpty() ? u"原因不明"_s : why;
+    m_refusedOffsetMs = answer.offsetMs;
+}
+
 TimeHealth::Status TimeHealth::status(const QDateTime &now, bool systemKeepsTime) const
 {
     if (systemKeepsTime)
         return {u"时钟：系统自动同步"_s, false};
+    if (isRefused())
+        return {u"时钟：无法设置系统时间（%1），偏差%2秒"_s.arg(
+                    m_refusal, QString::number(m_refusedOffsetMs / 1000.0, 'f', 1)),
+                true};
     if (!m_lastCheck.isValid())
         return {u"时钟：从未校时"_s, true};
     const qint64 age = m_lastCheck.secsTo(now);

@@ -12,8 +12,11 @@ struct DaytimeAnswer;
 // it, so the console shows it and warns:
 // - when the system keeps the clock in step itself, that is enough;
 // - otherwise a check must have succeeded within the last 24 hours, and the
-//   clock must be within 2 seconds of that check's answer (the offset
-//   remains when the clock could not be set).
+//   clock must be within 2 seconds of that check's answer (an older file
+//   may hold the offset left by a check that could not set the clock);
+// - a check that found the time but could not set the clock records
+//   nothing: the last check stands, and until a check sets the clock the
+//   status says why it is not kept.
 // The last check is kept in "【CONTROL】.ini", section "netTime", keys
 // "LastCheck" and "LastOffset" (seconds left after the check).
 class TimeHealth
@@ -31,17 +34,23 @@ public:
     explicit TimeHealth(const DataDir &dir);
 
     void load();
-    // A healthy answer was taken; `set`: the clock was set from it.
-    bool record(const DaytimeAnswer &answer, bool set, const QDateTime &now, QString *error = nullptr);
+    // The clock was set from a healthy answer.
+    bool record(const DaytimeAnswer &answer, QString *error = nullptr);
+    // A healthy answer was taken but the clock could not be set (`why`).
+    void refused(const DaytimeAnswer &answer, const QString &why);
+    bool isRefused() const { return !m_refusal.isEmpty(); }
 
     Status status(const QDateTime &now, bool systemKeepsTime) const;
     QDateTime lastCheck() const { return m_lastCheck; }
-    qint64 residualOffsetMs() const { return m_offsetMs; }
+    // The clock's offset from network time as last found.
+    qint64 residualOffsetMs() const { return isRefused() ? m_refusedOffsetMs : m_offsetMs; }
 
 private:
     QString m_path;
     QDateTime m_lastCheck;
     qint64 m_offsetMs = 0;
+    QString m_refusal;
+    qint64 m_refusedOffsetMs = 0;
 };
 
 } // namespace tav

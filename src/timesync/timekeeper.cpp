@@ -57,9 +57,13 @@ DaytimeSync *TimeKeeper::syncNow()
         m_log.append(zh::stampedLine(m_clock.now(), text.trimmed()));
     });
     connect(m_run, &DaytimeSync::finished, this, [this](bool ok, bool set, const DaytimeAnswer &answer) {
-        if (ok) {
-            if (QString error; !m_health.record(answer, set, m_clock.now(), &error))
+        // A clock that could not be set is no check done: the run has said
+        // why ("无法设置系统时间：…"), the status shows it until one sets it.
+        if (ok && set) {
+            if (QString error; !m_health.record(answer, &error))
                 m_log.append(zh::stampedLine(m_clock.now(), u"写入设置文件失败："_s + error));
+        } else if (ok) {
+            m_health.refused(answer, m_run->setError());
         }
         DaytimeSync *run = m_run;
         m_run = nullptr;

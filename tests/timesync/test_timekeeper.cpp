@@ -6,6 +6,7 @@
 #include "timesync/timekeeper.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -27,7 +28,7 @@ DaytimeAnswer answerAt(const QDateTime &now, const char *utc)
 
 } // namespace
 
-TEST(TimeHealthTest, StatusFromTheLastCheckAndTheSystem)
+TEST(TimeHealthTest, StatusFromTheLastCheckTheSystemAndARefusal)
 {
     tav::test::DataFolder d;
     const tav::DataDir dir{d.path()};
@@ -41,7 +42,7 @@ TEST(TimeHealthTest, StatusFromTheLastCheckAndTheSystem)
     EXPECT_FALSE(health.status(now, true).warning);
 
     // Set from an answer 19 s ahead: the check is the moment set.
-    ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:19"), true, now));
+    ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:19")));
     EXPECT_EQ(health.status(at("2026-11-24 12:00:00"), false).text, u"时钟：2026/11/24 7:14:19 已校时"_s);
     EXPECT_FALSE(health.status(at("2026-11-25 07:14:19"), false).warning);
     const TimeHealth::Status stale = health.status(at("2026-11-25 07:14:20"), false);
@@ -50,14 +51,22 @@ TEST(TimeHealthTest, StatusFromTheLastCheckAndTheSystem)
     // A check dated far ahead (a clock stepped back) is as untrustworthy.
     EXPECT_TRUE(health.status(at("2026-11-22 07:00:00"), false).warning);
 
-    // Not set (refused): the offset stays and is warned about at once.
-    ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:19"), false, now));
-    const TimeHealth::Status off = health.status(now.addSecs(60), false);
-    EXPECT_TRUE(off.warning);
-    EXPECT_EQ(off.text, u"时钟：偏差19.0秒（2026/11/24 7:14:00 校时未能校正）"_s);
-    // Within two seconds is in step.
-    ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:02"), false, now));
-    EXPECT_FALSE(health.status(now.addSecs(60), false).warning);
+    // The time found but the clock not set: the last check stands, the
+    // status warns at once, even for a clock within two seconds.
+    for (const char *answer : {"26-11-24 23:14:19", "26-11-24 23:14:01"}) {
+        const QDateTime later = at("2026-11-25 07:14:00");
+        health.refused(answerAt(later, answer), u"没有权限"_s);
+        EXPECT_TRUE(health.status(later, false).warning) << answer;
+        EXPECT_EQ(health.lastCheck(), at("2026-11-24 07:14:19"));
+    }
+    EXPECT_EQ(health.status(now, false).text, u"时钟：无法设置系统时间（没有权限），偏差1.0秒"_s);
+    EXPECT_EQ(health.residualOffsetMs(), 1000);
+    TimeHealth fromFile{dir};
+    fromFile.load();
+    EXPECT_EQ(fromFile.lastCheck(), at("2026-11-24 07:14:19")) << "nothing written";
+    // A check that sets the clock ends the warning.
+    ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:00")));
+    EXPECT_FALSE(health.status(now, false).warning);
 }
 
 TEST(TimeHealthTest, KeptBesideTheOtherSettingsAndReadBack)
@@ -68,18 +77,21 @@ TEST(TimeHealthTest, KeptBesideTheOtherSettingsAndReadBack)
     const QDateTime now = at("2026-11-24 07:14:00");
     {
         TimeHealth health{dir};
-        ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:19"), false, now));
+        ASSERT_TRUE(health.record(answerAt(now, "26-11-23 23:14:19")));
     }
     const tav::IniFile file(dir.control());
     EXPECT_EQ(file.value(u"Control"_s, u"netTimeOnOff"_s), u"1"_s);
     EXPECT_EQ(file.value(u"Other"_s, u"Key"_s), u"值"_s);
-    EXPECT_EQ(file.value(u"NETTIME"_s, u"lastcheck"_s), u"2026/11/24 7:14:00"_s);
-    EXPECT_EQ(file.value(u"netTime"_s, u"LastOffset"_s), u"19.0"_s);
+    EXPECT_EQ(file.value(u"NETTIME"_s, u"lastcheck"_s), u"2026/11/24 7:14:19"_s);
+    EXPECT_EQ(file.value(u"netTime"_s, u"LastOffset"_s), u"0.0"_s);
 
+    // An older file's offset left by a check that could not set the clock is warned about.
+    d.write(u"【CONTROL】.ini"_s, u"[netTime]\nLastCheck=2026/11/24 7:14:00\nLastOffset=19.0\n"_s);
     TimeHealth again{dir};
     again.load();
     EXPECT_EQ(again.lastCheck(), now);
     EXPECT_EQ(again.residualOffsetMs(), 19000);
+    EXPECT_EQ(again.status(now.addSecs(60), false).text, u"时钟：偏差19.0秒（2026/11/24 7:14:00 校时未能校正）"_s);
 
     // Nonsense in the file reads as never checked, never as a crash or a good clock.
     d.write(u"【CONTROL】.ini"_s, u"[netTime]\nLastCheck=昨天\nLastOffset=abc\n"_s);
@@ -163,17 +175,33 @@ TEST_F(TimeKeeperTest, TheSystemsOwnSynchronisationIsAskedOffTheClockworkThread)
     EXPECT_GE(changed.size(), 2); // at start, and when the answer came
 }
 
-TEST_F(TimeKeeperTest, ARefusedClockAndAnUnwritableFolderAreBothLogged)
+// The station's own check that cannot set the clock records nothing and
+// says why; one that cannot write its record says so.
+TEST_F(TimeKeeperTest, ARefusedClockRecordsNothingAndAnUnwritableFolderIsLogged)
 {
     setter.refusal = u"没有权限"_s;
-    // A folder where the settings file should be: no one can write it.
-    ASSERT_TRUE(QDir(d.path()).mkdir(u"【CONTROL】.ini"_s));
     keeper.start(true);
     ASSERT_TRUE(settle());
     EXPECT_TRUE(setter.set.isEmpty());
-    EXPECT_TRUE(log.text().contains(u"没有权限"_s)) << log.text().toStdString();
-    EXPECT_TRUE(log.text().contains(u"写入设置文件失败"_s)) << log.text().toStdString();
+    EXPECT_TRUE(log.text().contains(u"无法设置系统时间：没有权限"_s)) << log.text().toStdString();
     EXPECT_FALSE(log.text().contains(u"网络校时已成功"_s));
-    // The residual offset is what the status warns about.
-    EXPECT_TRUE(keeper.status().warning);
+    EXPECT_FALSE(keeper.health().lastCheck().isValid());
+    EXPECT_FALSE(QFileInfo::exists(dir.control()));
+    EXPECT_EQ(keeper.status().text, u"时钟：无法设置系统时间（没有权限），偏差19.0秒"_s);
+    // Refused again after a day: the hourly look tries again, still nothing recorded.
+    clock.advance(25 * 3600);
+    LocalDaytime nextDay{{nist("26-11-25 00:14:19")}};
+    keeper.setServers({nextDay.address()});
+    keeper.recheck();
+    ASSERT_TRUE(settle());
+    EXPECT_FALSE(keeper.health().lastCheck().isValid());
+    EXPECT_EQ(log.text().count(u"无法设置系统时间：没有权限"_s), 2);
+
+    // A folder where the settings file should be: no one can write it.
+    setter.refusal.clear();
+    ASSERT_TRUE(QDir(d.path()).mkdir(u"【CONTROL】.ini"_s));
+    ASSERT_NE(keeper.syncNow(), nullptr);
+    ASSERT_TRUE(settle());
+    EXPECT_EQ(setter.set.size(), 1);
+    EXPECT_TRUE(log.text().contains(u"写入设置文件失败"_s)) << log.text().toStdString();
 }
