@@ -1,4 +1,5 @@
 #include "scheduler/schedulerfixture.h"
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -30,8 +31,11 @@ TEST_F(SchedulerTest, MissedSecondsMissTheStartAndALateTickMissesTheEnd)
 {
     addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
     startAt("2026-11-23 08:59:58");
+    QSignalSpy missed(&scheduler, &tav::Scheduler::startMissed);
     secondsAt({"2026-11-23 08:59:59", "2026-11-23 09:00:01"}); // busy through 9:00:00
     EXPECT_TRUE(player.opened.isEmpty());
+    ASSERT_EQ(missed.count(), 1);
+    EXPECT_EQ(missed.first().at(0).toString(), u"早操");
 
     addTask(2, u"课间"_s, u"9:10:00"_s, u"9:20:00"_s);
     store.load(clock.now().date());
@@ -145,20 +149,6 @@ TEST_F(SchedulerTest, StopDayStopsTheScheduleAndMidnightBringsItBack)
     EXPECT_EQ(player.opened.size(), 1);
 }
 
-TEST_F(SchedulerTest, StopDayShutdownAsksAndCancelsOnNo)
-{
-    tav::test::ScriptedPrompt dates;
-    stopDates.load();
-    dates.answers = {true};
-    ASSERT_EQ(stopDates.add(QDate(2026, 11, 23), dates), tav::StopDates::AddResult::Added);
-    settings.setSwitch(Switch::ShutdownOnStopDay, true);
-    prompt.answers = {false};
-    startAt("2026-11-23 07:00:00");
-    EXPECT_EQ(shutdown.scheduled, 1);
-    EXPECT_EQ(shutdown.cancelled, 1);
-    EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
-}
-
 // The shutdown question stays open while the seconds go on; "no" cancels
 // the shutdown and the rest of the day's schedule plays.
 TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
@@ -182,14 +172,20 @@ TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
     EXPECT_EQ(scheduler.status(), u"正在播放：午后");
 }
 
-TEST_F(SchedulerTest, DeclinedShutdownOnAStopDayKeepsTheDayStopped)
+TEST_F(SchedulerTest, StopDayShutdownAsksAndADeclineKeepsTheDayStopped)
 {
-    settings.setSwitch(Switch::StopMonday, true);
+    tav::test::ScriptedPrompt dates;
+    stopDates.load();
+    dates.answers = {true};
+    ASSERT_EQ(stopDates.add(QDate(2026, 11, 23), dates), tav::StopDates::AddResult::Added);
     settings.setSwitch(Switch::ShutdownOnStopDay, true);
     prompt.holdQuestions = true;
     startAt("2026-11-23 07:00:00");
+    EXPECT_EQ(shutdown.scheduled, 1);
     EXPECT_EQ(scheduler.status(), u"正关机倒计时");
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
     prompt.answerOpen(false);
+    EXPECT_EQ(shutdown.cancelled, 1);
     EXPECT_FALSE(scheduler.isEnabled());
     EXPECT_EQ(scheduler.status(), u"今天停播节目");
 }
