@@ -547,7 +547,8 @@ void Scheduler::reviewDay()
     if (!m_day.isValid())
         return; // not started yet: start-up makes the same check
     m_day = m_clock.now().date();
-    m_store.load(m_day);
+    // Today's list again from the tasks in hand (the file is read when it changes).
+    m_store.apply(TaskStore::TaskFile{m_store.rows(), false, m_store.fileReadable()}, m_day);
     const bool stop = m_stopDates.isStopDay(m_day, m_settings);
     if (stop == m_stopDay && (stop || m_enabled || m_shutdownPending))
         return;

@@ -66,7 +66,8 @@ struct NextTaskStatus
 // - the shutdown question never waits in the tick: it stays open while the
 //   seconds go on, and a "no" puts the schedule back to work at once;
 // - a change to the stop dates, weekday stops or working hours takes effect
-//   at once (reviewDay): today's list and the stop-day state are recomputed.
+//   at once (reviewDay): today's list (from the tasks in hand, no file is
+//   read) and the stop-day state are recomputed.
 class Scheduler : public QObject
 {
     Q_OBJECT
