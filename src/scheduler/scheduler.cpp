@@ -134,15 +134,19 @@ void Scheduler::reloadTasks()
 {
     if (!m_day.isValid())
         return; // start-up loads them
-    const quint64 generation = ++m_dayGeneration;
-    // The ticks go on starting from the list in hand; the starts they make
-    // meanwhile are noted, so that the new list does not make them again.
-    if (m_dayLoadingSince < 0 && m_reloadFrom < 0) {
+    // A new day's read still under way is overtaken: its starts stay held.
+    const bool newDay = m_dayLoadingSince >= 0;
+    const quint64 day = newDay ? ++m_dayGeneration : m_dayGeneration;
+    const quint64 reload = ++m_reloadGeneration;
+    // Otherwise the ticks go on starting from the list in hand; the starts
+    // they make meanwhile are noted, so that the new list does not make them
+    // again.
+    if (!newDay && m_reloadFrom < 0) {
         m_reloadFrom = m_startsDoneAt;
         m_startedInReload.clear();
     }
     const DataDir dir = m_store.dataDir();
-    m_listReaders.start([this, generation, dir] {
+    m_listReaders.start([this, day, reload, dir] {
         QElapsedTimer took;
         took.start();
         QString why = TaskStore::incompleteReason(dir);
@@ -153,13 +157,16 @@ void Scheduler::reloadTasks()
                 why = u"无法读取"_s;
         }
         const qint64 readMs = took.elapsed();
-        QMetaObject::invokeMethod(this, [this, generation, file = std::move(file), why, readMs]() mutable {
-            if (generation != m_dayGeneration)
-                return; // a newer read or a new day took over
+        QMetaObject::invokeMethod(this, [this, day, reload, file = std::move(file), why, readMs]() mutable {
+            // A new day took over, or a later read is in already.
+            if (day != m_dayGeneration || reload <= m_reloadApplied)
+                return;
+            m_reloadApplied = reload;
             if (m_dayLoadingSince >= 0) {
-                // A new day's read was overtaken: its starts are still held,
-                // and the new day's list is made from this file, or from the
+                // The new day's list is made from this file, or from the
                 // tasks in hand when it was not whole.
+                if (reload != m_reloadGeneration)
+                    return; // the latest read makes it
                 const qint64 from = std::exchange(m_dayLoadingSince, -1);
                 if (!why.isEmpty())
                     file = TaskStore::TaskFile{m_store.rows()};
@@ -169,8 +176,12 @@ void Scheduler::reloadTasks()
                 catchUpFrom(from);
                 return;
             }
-            const qint64 from = std::exchange(m_reloadFrom, -1);
+            // Taken in even while a later read is under way, so that a file
+            // rewritten faster than it is read still comes in; the seconds
+            // after this one are then watched against the next read.
+            const qint64 from = m_reloadFrom;
             const QSet<std::pair<qint64, QString>> started = std::exchange(m_startedInReload, {});
+            m_reloadFrom = reload == m_reloadGeneration ? -1 : m_startsDoneAt;
             if (why.isEmpty())
                 m_store.apply(std::move(file), m_day);
             emit tasksReloaded(why.isEmpty(), why, readMs);
@@ -183,8 +194,7 @@ void Scheduler::reloadTasks()
 void Scheduler::makeGoodAfterReload(qint64 from, const QSet<std::pair<qint64, QString>> &started)
 {
     const QDateTime now = m_clock.now();
-    if (from < 0 || m_startsDoneAt <= from || !m_enabled || m_held
-        || (m_holdUntil.isValid() && now < m_holdUntil))
+    if (from < 0 || m_startsDoneAt <= from || !m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
         return;
     // The seconds ticked while the file was read started the old list's
     // tasks; a start of the new list in those seconds that was not made

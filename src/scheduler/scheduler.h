@@ -221,6 +221,7 @@ private:
     quint64 m_dayGeneration = 0;
     qint64 m_dayLoadingSince = -1; // a new day's task file is being read since this second
     qint64 m_reloadFrom = -1;      // a changed task file is being read; ticked up to this second before
+    quint64 m_reloadGeneration = 0, m_reloadApplied = 0; // reads of a changed task file asked for, taken in
     QSet<std::pair<qint64, QString>> m_startedInReload; // starts (second, task) made while it is read
     qint64 m_startsDoneAt = -1;    // the second whose starts have been made
     qint64 m_preparedFor = -1;     // the start whose first item was made ready

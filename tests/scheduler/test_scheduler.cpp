@@ -149,15 +149,18 @@ TEST_F(SchedulerTest, StopDayStopsTheScheduleAndMidnightBringsItBack)
     EXPECT_EQ(player.opened.size(), 1);
 }
 
-// The shutdown question stays open while the seconds go on; "no" cancels
-// the shutdown and the rest of the day's schedule plays.
-TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
+// The daily shutdown fires once; its question stays open while the seconds
+// go on (unanswered, the PC goes down); "no" cancels the shutdown and the
+// rest of the day's schedule plays.
+TEST_F(SchedulerTest, DailyShutdownFiresOnceAndADeclinePutsTheScheduleBackToWork)
 {
     addTask(1, u"午后"_s, u"12:00:30"_s, u"12:10:00"_s);
     settings.setShutdownAtTime(true, 12 * 3600);
     prompt.holdQuestions = true;
     startAt("2026-11-23 11:59:58");
-    secondsAt({"2026-11-23 12:00:00", "2026-11-23 12:00:01", "2026-11-23 12:00:02"});
+    secondsAt({"2026-11-23 12:00:00", "2026-11-23 12:00:00", "2026-11-23 12:00:01", "2026-11-23 12:00:02"});
+    EXPECT_EQ(shutdown.scheduled, 1);
+    EXPECT_EQ(shutdown.cancelled, 0);
     EXPECT_EQ(prompt.openQuestions(), 1);
     EXPECT_EQ(scheduler.status(), u"正关机倒计时");
     EXPECT_FALSE(scheduler.isEnabled());
@@ -170,6 +173,7 @@ TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
     secondsAt({"2026-11-23 12:00:30"});
     EXPECT_EQ(player.opened, QStringList{u"/m/午后-a.mp3"_s});
     EXPECT_EQ(scheduler.status(), u"正在播放：午后");
+    EXPECT_EQ(shutdown.scheduled, 1);
 }
 
 TEST_F(SchedulerTest, StopDayShutdownAsksAndADeclineKeepsTheDayStopped)
@@ -231,18 +235,6 @@ TEST_F(SchedulerTest, ChangedStopsAndHoursTakeEffectAtOnce)
     EXPECT_TRUE(scheduler.isEnabled());
     ASSERT_EQ(store.today().size(), 1); // rebuilt: 甲 is within them again
     EXPECT_EQ(store.today().at(0).name(), u"甲");
-}
-
-TEST_F(SchedulerTest, DailyShutdownTimeFiresOnceWithTheDefaultYes)
-{
-    settings.setShutdownAtTime(true, 17 * 3600 + 30 * 60);
-    startAt("2026-11-23 17:29:59");
-    secondsAt({"2026-11-23 17:30:00"});
-    EXPECT_EQ(shutdown.scheduled, 1);
-    EXPECT_EQ(shutdown.cancelled, 0);
-    EXPECT_FALSE(scheduler.isEnabled());
-    scheduler.onSecond(); // the same second again
-    EXPECT_EQ(shutdown.scheduled, 1);
 }
 
 TEST_F(SchedulerTest, NextTaskStatusCountsDown)
