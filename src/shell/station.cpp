@@ -517,6 +517,7 @@ void Station::checkWeekAhead()
             m_weekChecking = false;
             for (const QString &line : m_weekAhead.newWarnings(items))
                 m_log.append(zh::stampedLine(m_clock.now(), u"注意："_s + line));
+            emit weekChecked();
             if (std::exchange(m_weekCheckAgain, false))
                 checkWeekAhead();
         }, Qt::QueuedConnection);

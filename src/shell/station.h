@@ -141,6 +141,8 @@ public:
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
     void startDelayed(const QString &text);
+    // A check of the week ahead is done (its warnings are in the message log).
+    void weekChecked();
     // The emergency started (with the text the screen shows) or was cleared.
     void emergencyChanged(bool active, const QString &text);
 
