@@ -266,7 +266,7 @@ void Station::takeChanges(const QStringList &names)
             if (file.kind != Changed::Tasks) { // checked and read off the clockwork by the scheduler
                 const ReadAhead ahead = ReadAhead::of(file.path);
                 file.notWhole = ahead.notWhole;
-                if (ahead.notWhole.isEmpty())
+                if (ahead.notWhole.isEmpty() && file.kind != Changed::Other) // lists and texts are read when used
                     reading->docs.insert(file.path, ahead.doc);
                 settings |= file.notWhole.isEmpty() && (file.kind == Changed::Settings || file.kind == Changed::Pictures);
                 captions |= file.notWhole.isEmpty() && file.kind == Changed::Captions;
