@@ -55,6 +55,10 @@ void DataFaults::unreadable(const QString &path, const QString &why)
 
 void DataFaults::rejected(const QString &path, const QString &why)
 {
+    {
+        QMutexLocker lock(&m_mutex);
+        m_rejected.insert(path);
+    }
     noteUnreadable(path, why, u"数据文件“%1”已被其他程序修改，但内容不完整（%2），继续使用原有内容"_s.arg(path, why));
 }
 
@@ -92,7 +96,17 @@ void DataFaults::leftOut(const QString &key, const QString &text)
 void DataFaults::readOk(const QString &path)
 {
     QMutexLocker lock(&m_mutex);
-    if (m_unreadable.isEmpty() || !m_unreadable.remove(path))
+    if (m_unreadable.isEmpty() || m_rejected.contains(path) || !m_unreadable.remove(path))
+        return;
+    lock.unlock();
+    emit changed();
+}
+
+void DataFaults::takenIn(const QString &path)
+{
+    QMutexLocker lock(&m_mutex);
+    m_rejected.remove(path);
+    if (!m_unreadable.remove(path))
         return;
     lock.unlock();
     emit changed();
@@ -164,6 +178,7 @@ void DataFaults::reset()
     m_told.clear();
     m_pending.clear();
     m_unreadable.clear();
+    m_rejected.clear();
     m_clock = nullptr;
     lock.unlock();
     emit changed();

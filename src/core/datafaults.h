@@ -33,8 +33,10 @@ public:
 
     void unreadable(const QString &path, const QString &why);
     // A file changed by another program is not whole: what was loaded
-    // before stays in force.
+    // before stays in force. It stays at fault until a later version is
+    // taken in (takenIn), however often its bytes are read meanwhile.
     void rejected(const QString &path, const QString &why);
+    void takenIn(const QString &path);
     void unwritable(const QString &path, const QString &why, const QByteArray &bytes);
     void refusedName(const QString &name, const QString &what);
     // Something a file held that was left out: told once per `key` an hour.
@@ -72,6 +74,7 @@ private:
     QHash<QString, QDateTime> m_told; // kind + path → last time told
     QHash<QString, QByteArray> m_pending;
     QHash<QString, QString> m_unreadable; // path → reason
+    QSet<QString> m_rejected;             // of those, not whole
 };
 
 } // namespace tav

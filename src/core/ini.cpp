@@ -1,6 +1,7 @@
 #include "core/ini.h"
 
 #include "core/atomicfile.h"
+#include "core/readahead.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +12,7 @@
 #include <QStringEncoder>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -534,10 +536,47 @@ ParsedCache &cache()
     return instance;
 }
 
+thread_local ReadAheadScope::Docs *t_readAhead = nullptr;
+
 } // namespace
+
+ReadAheadScope::ReadAheadScope(Docs docs) : m_docs(std::move(docs)), m_outer(std::exchange(t_readAhead, &m_docs))
+{
+}
+
+ReadAheadScope::~ReadAheadScope()
+{
+    t_readAhead = m_outer;
+}
+
+ReadAhead ReadAhead::of(const QString &path)
+{
+    ReadAhead ahead;
+    QByteArray bytes;
+    if (!readWholeFile(path, &bytes)) {
+        if (QFileInfo::exists(path))
+            ahead.notWhole = u"无法读取"_s;
+        else
+            ahead.doc = std::make_shared<const IniDocument>();
+        return ahead;
+    }
+    ahead.notWhole = IniFile::notWholeReason(bytes);
+    if (ahead.notWhole.isEmpty()) {
+        ahead.doc = std::make_shared<const IniDocument>(IniDocument::fromBytes(bytes));
+        cache().store(path, bytes, ahead.doc);
+    }
+    return ahead;
+}
 
 std::shared_ptr<const IniDocument> IniFile::read(bool *readable) const
 {
+    if (t_readAhead) {
+        if (const auto it = t_readAhead->constFind(m_path); it != t_readAhead->cend()) {
+            if (readable)
+                *readable = true;
+            return *it;
+        }
+    }
     QByteArray bytes;
     const bool ok = readWholeFile(m_path, &bytes);
     if (readable)
@@ -583,6 +622,8 @@ QString IniFile::notWholeReason(const QByteArray &bytes)
 
 bool IniFile::write(const IniDocument &doc, QString *error) const
 {
+    if (t_readAhead)
+        t_readAhead->remove(m_path); // what was read ahead is no longer the file
     const QByteArray bytes = doc.toBytes();
     if (!writeFileAtomically(m_path, bytes, error))
         return false;

@@ -78,8 +78,14 @@ void Scheduler::startDay()
 {
     ++m_dayGeneration;
     m_dayLoadingSince = -1;
+    m_reloadFrom = -1;
     m_day = m_clock.now().date();
     m_store.load(m_day);
+    dayLoaded();
+}
+
+void Scheduler::dayLoaded()
+{
     m_stopDay = false;
     m_shutdownPending = false;
     m_enabled = !stopDayCheck();
@@ -97,6 +103,7 @@ void Scheduler::newDay(qint64 key)
     m_day = m_clock.now().date();
     const quint64 generation = ++m_dayGeneration;
     m_dayLoadingSince = key - 1;
+    m_reloadFrom = -1; // yesterday's list is of no use now
     const DataDir dir = m_store.dataDir();
     m_listReaders.start([this, generation, dir] {
         TaskStore::TaskFile file = TaskStore::readTaskFile(dir);
@@ -105,9 +112,7 @@ void Scheduler::newDay(qint64 key)
                 return; // the day was started afresh meanwhile
             const qint64 from = std::exchange(m_dayLoadingSince, -1);
             m_store.apply(std::move(file), m_day);
-            m_stopDay = false;
-            m_shutdownPending = false;
-            m_enabled = !stopDayCheck();
+            dayLoaded();
             catchUpFrom(from);
         }, Qt::QueuedConnection);
     });
@@ -129,14 +134,19 @@ void Scheduler::reloadTasks()
 {
     if (!m_day.isValid())
         return; // start-up loads them
-    const QDateTime now = m_clock.now();
-    const qint64 key = wallKey(now.date(), zh::secondsOfDay(now.time()));
-    const quint64 generation = ++m_dayGeneration;
-    // Starts already made this second stay made; the ones after are held.
-    if (m_dayLoadingSince < 0)
-        m_dayLoadingSince = std::max(key - 1, m_startsDoneAt);
+    // A new day's read still under way is overtaken: its starts stay held.
+    const bool newDay = m_dayLoadingSince >= 0;
+    const quint64 day = newDay ? ++m_dayGeneration : m_dayGeneration;
+    const quint64 reload = ++m_reloadGeneration;
+    // Otherwise the ticks go on starting from the list in hand; the starts
+    // they make meanwhile are noted, so that the new list does not make them
+    // again.
+    if (!newDay && m_reloadFrom < 0) {
+        m_reloadFrom = m_startsDoneAt;
+        m_startedInReload.clear();
+    }
     const DataDir dir = m_store.dataDir();
-    m_listReaders.start([this, generation, dir] {
+    m_listReaders.start([this, day, reload, dir] {
         QElapsedTimer took;
         took.start();
         QString why = TaskStore::incompleteReason(dir);
@@ -147,16 +157,68 @@ void Scheduler::reloadTasks()
                 why = u"无法读取"_s;
         }
         const qint64 readMs = took.elapsed();
-        QMetaObject::invokeMethod(this, [this, generation, file = std::move(file), why, readMs]() mutable {
-            if (generation != m_dayGeneration)
-                return; // a newer read or a new day took over
-            const qint64 from = std::exchange(m_dayLoadingSince, -1);
+        QMetaObject::invokeMethod(this, [this, day, reload, file = std::move(file), why, readMs]() mutable {
+            // A new day took over, or a later read is in already.
+            if (day != m_dayGeneration || reload <= m_reloadApplied)
+                return;
+            m_reloadApplied = reload;
+            if (m_dayLoadingSince >= 0) {
+                // The new day's list is made from this file, or from the
+                // tasks in hand when it was not whole.
+                if (reload != m_reloadGeneration)
+                    return; // the latest read makes it
+                const qint64 from = std::exchange(m_dayLoadingSince, -1);
+                if (!why.isEmpty())
+                    file = TaskStore::TaskFile{m_store.rows()};
+                m_store.apply(std::move(file), m_day);
+                dayLoaded();
+                emit tasksReloaded(why.isEmpty(), why, readMs);
+                catchUpFrom(from);
+                return;
+            }
+            // Taken in even while a later read is under way, so that a file
+            // rewritten faster than it is read still comes in; the seconds
+            // after this one are then watched against the next read.
+            const qint64 from = m_reloadFrom;
+            const QSet<std::pair<qint64, QString>> started = std::exchange(m_startedInReload, {});
+            m_reloadFrom = reload == m_reloadGeneration ? -1 : m_startsDoneAt;
             if (why.isEmpty())
                 m_store.apply(std::move(file), m_day);
             emit tasksReloaded(why.isEmpty(), why, readMs);
-            catchUpFrom(from);
+            if (why.isEmpty())
+                makeGoodAfterReload(from, started);
         }, Qt::QueuedConnection);
     });
+}
+
+void Scheduler::makeGoodAfterReload(qint64 from, const QSet<std::pair<qint64, QString>> &started)
+{
+    const QDateTime now = m_clock.now();
+    if (from < 0 || m_startsDoneAt <= from || !m_enabled || (m_holdUntil.isValid() && now < m_holdUntil))
+        return;
+    // The seconds ticked while the file was read started the old list's
+    // tasks; a start of the new list in those seconds that was not made
+    // then is made now, late.
+    const QDate today = m_day;
+    const QString weekday = zh::weekdayChar(today), date = zh::shortDate(today);
+    qint64 latestMade = -1;
+    for (const auto &[key, name] : started)
+        latestMade = std::max(latestMade, key);
+    QList<const TodayTask *> late;
+    for (const TodayTask &task : m_store.today()) {
+        if (task.start < 0 || !TaskStore::playsOn(task.days(), weekday, date))
+            continue;
+        const qint64 key = wallKey(today, task.start);
+        if (key > from && key <= m_startsDoneAt && key > m_noRepeatUntil && !started.contains({key, task.name()}))
+            late.append(&task);
+    }
+    if (late.isEmpty())
+        return;
+    std::stable_sort(late.begin(), late.end(),
+                     [](const TodayTask *a, const TodayTask *b) { return a->start < b->start; });
+    // A later start already made from the old list goes on playing.
+    const bool lastPlays = wallKey(today, late.last()->start) >= latestMade;
+    makeStarts(today, zh::secondsOfDay(now.time()), late, {}, lastPlays);
 }
 
 void Scheduler::delayStart(int seconds)
@@ -275,11 +337,19 @@ void Scheduler::startDueTasks(QDate today, int t)
     // replaces the earlier as within one second.
     std::stable_sort(late.begin(), late.end(),
                      [](const TodayTask *a, const TodayTask *b) { return a->start < b->start; });
+    makeStarts(today, t, late, onTime, true);
+}
+
+void Scheduler::makeStarts(QDate today, int t, const QList<const TodayTask *> &late,
+                           const QList<const TodayTask *> &onTime, bool lastLatePlays)
+{
     // Of the starts this second the last one plays; the earlier ones are
     // logged as started and replaced at once, so their lists are not opened
     // (an opening would also drop the item made ready for the last one).
-    const TodayTask *plays = !onTime.isEmpty() ? onTime.last() : !late.isEmpty() ? late.last() : nullptr;
-    for (const TodayTask *task : std::as_const(late)) {
+    const TodayTask *plays = !onTime.isEmpty()                   ? onTime.last()
+                             : !late.isEmpty() && lastLatePlays ? late.last()
+                                                                 : nullptr;
+    for (const TodayTask *task : late) {
         const int lateBy = t - task->start;
         m_log.append(zh::stampedLine(m_clock.now(), u"补播："_s + task->name() + u"，应于"_s
                                                         + zh::timeText(task->start) + u"开播，晚了"_s
@@ -291,8 +361,14 @@ void Scheduler::startDueTasks(QDate today, int t)
             end = zh::timeText(std::min(task->end + lateBy, kEndOfDay));
         startTask(*task, today, end, task == plays);
     }
-    for (const TodayTask *task : std::as_const(onTime))
+    for (const TodayTask *task : onTime)
         startTask(*task, today, task->fields.at(3), task == plays);
+    if (m_reloadFrom >= 0) {
+        for (const TodayTask *task : late)
+            m_startedInReload.insert({wallKey(today, task->start), task->name()});
+        for (const TodayTask *task : onTime)
+            m_startedInReload.insert({wallKey(today, task->start), task->name()});
+    }
 }
 
 void Scheduler::prepareNext(QDate today, int t)
@@ -481,7 +557,8 @@ void Scheduler::reviewDay()
     if (!m_day.isValid())
         return; // not started yet: start-up makes the same check
     m_day = m_clock.now().date();
-    m_store.load(m_day);
+    // Today's list again from the tasks in hand (the file is read when it changes).
+    m_store.apply(TaskStore::TaskFile{m_store.rows(), false, m_store.fileReadable()}, m_day);
     const bool stop = m_stopDates.isStopDay(m_day, m_settings);
     if (stop == m_stopDay && (stop || m_enabled || m_shutdownPending))
         return;

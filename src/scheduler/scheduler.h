@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QThreadPool>
 
@@ -65,7 +66,8 @@ struct NextTaskStatus
 // - the shutdown question never waits in the tick: it stays open while the
 //   seconds go on, and a "no" puts the schedule back to work at once;
 // - a change to the stop dates, weekday stops or working hours takes effect
-//   at once (reviewDay): today's list and the stop-day state are recomputed.
+//   at once (reviewDay): today's list (from the tasks in hand, no file is
+//   read) and the stop-day state are recomputed.
 class Scheduler : public QObject
 {
     Q_OBJECT
@@ -114,10 +116,11 @@ public:
     // The stop dates, a weekday stop or the working hours changed.
     void reviewDay();
     // The task file changed on disk. It is read on a thread of its own while
-    // the ticks go on, starting nothing; once it is in, the starts held back
-    // meanwhile happen at once, late, and a start already made is not made
-    // again. A file that cannot be read or is not whole leaves the tasks as
-    // they were. tasksReloaded() tells the outcome.
+    // the ticks go on starting from the list in hand; once it is in, it takes
+    // over: a start made meanwhile that the new list also has is not made
+    // again, one the new list has in those seconds and the old one had not
+    // is made at once, late. A file that cannot be read or is not whole
+    // leaves the tasks as they were. tasksReloaded() tells the outcome.
     void reloadTasks();
     // The idle content (the advertising slideshow) really started.
     void idleContentStarted();
@@ -163,6 +166,16 @@ private:
     // plays: false for a start replaced by a later one of the same second.
     void startTask(const TodayTask &task, QDate today, const QString &end, bool plays);
     void startDueTasks(QDate today, int t);
+    // Makes the starts held back (`late`, in the order of their times) and
+    // those of this second; the last of them plays (the last late one only
+    // when `lastLatePlays`), the others are logged as started and replaced.
+    void makeStarts(QDate today, int t, const QList<const TodayTask *> &late,
+                    const QList<const TodayTask *> &onTime, bool lastLatePlays);
+    // A reloaded task file is in: its starts in the seconds ticked since
+    // `from` that were not made from the old list are made now, late.
+    void makeGoodAfterReload(qint64 from, const QSet<std::pair<qint64, QString>> &started);
+    // Today's tasks are in: the stop-day check, and the schedule runs unless it is one.
+    void dayLoaded();
     // A few seconds before a start the task's first item is made ready
     // (PlaybackController::prepare: on the player when it stands idle, on
     // its second engine over an item playing), a moment away from the
@@ -207,6 +220,9 @@ private:
     QThreadPool m_listReaders;
     quint64 m_dayGeneration = 0;
     qint64 m_dayLoadingSince = -1; // a new day's task file is being read since this second
+    qint64 m_reloadFrom = -1;      // a changed task file is being read; ticked up to this second before
+    quint64 m_reloadGeneration = 0, m_reloadApplied = 0; // reads of a changed task file asked for, taken in
+    QSet<std::pair<qint64, QString>> m_startedInReload; // starts (second, task) made while it is read
     qint64 m_startsDoneAt = -1;    // the second whose starts have been made
     qint64 m_preparedFor = -1;     // the start whose first item was made ready
     quint64 m_listGeneration = 0; // the task whose list is wanted

@@ -3,7 +3,9 @@
 #include "core/atomicfile.h"
 #include "core/datafaults.h"
 #include "core/ini.h"
+#include "core/readahead.h"
 #include "core/zhtext.h"
+#include "scheduler/taskagenda.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -123,6 +125,7 @@ Station::Station(const QString &dataDir, MediaPlayer &player, Prompt &prompt, co
         }
         emit m_weekAhead.changed();
     });
+    m_readers.setMaxThreadCount(1); // batches of changes are taken in in their order
     m_up.start();
     setUpMetrics();
 }
@@ -198,20 +201,10 @@ QString Station::metricsListen() const
     return IniFile(m_dir.control()).value(QString::fromLatin1(kMetricsSection), u"Listen"_s).trimmed();
 }
 
-bool Station::acceptChanged(const QString &path)
-{
-    const QString why = IniFile(path).notWholeReason();
-    if (why.isEmpty())
-        return true;
-    m_metrics.add(m::reloadFailures);
-    DataFaults::instance().rejected(path, why);
-    return false;
-}
-
 void Station::reloaded(const QString &path)
 {
     m_metrics.add(m::reloads);
-    DataFaults::instance().readOk(path);
+    DataFaults::instance().takenIn(path);
     const QDateTime now = m_clock.now();
     const auto told = m_reloadTold.constFind(path);
     if (told != m_reloadTold.cend() && told->secsTo(now) >= 0 && told->secsTo(now) < kReloadLineSeconds)
@@ -220,54 +213,140 @@ void Station::reloaded(const QString &path)
     m_log.append(zh::stampedLine(now, u"已载入其他程序修改的数据文件：“%1”"_s.arg(QFileInfo(path).fileName())));
 }
 
+namespace changes {
+
+enum class Changed { Tasks, Settings, Pictures, StopDates, Captions, Scripts, Other };
+
+Changed kindOf(const DataDir &dir, const QString &name)
+{
+    const QString path = dir.file(name);
+    if (path == dir.song())
+        return Changed::Tasks;
+    if (path == dir.control() || path == dir.timerSet())
+        return Changed::Settings;
+    if (name == kImageFile)
+        return Changed::Pictures;
+    if (path == dir.stopDates())
+        return Changed::StopDates;
+    if (name == kScrollFile)
+        return Changed::Captions;
+    if (name == kPresentationFile)
+        return Changed::Scripts;
+    // The broadcasts, or a list or text file of a task or broadcast (a
+    // task's list is read when it starts).
+    return Changed::Other;
+}
+
+} // namespace changes
+
+using changes::Changed;
+
+// What a reader thread found of a batch of changed files.
+struct Station::ChangeReading
+{
+    struct File
+    {
+        QString path;
+        Changed kind;
+        QString notWhole; // not taken in, and why
+    };
+    QList<File> files;
+    // Parsed documents of the files the loads below read.
+    ReadAheadScope::Docs docs;
+    std::optional<BroadcastStore::Reading> broadcasts; // read here when no broadcast scheduler does
+};
+
 void Station::takeChanges(const QStringList &names)
+{
+    // Read and parsed on a thread of its own, one batch after the other;
+    // taken in on this thread when they are in.
+    const DataDir dir = m_dir;
+    const bool readBroadcasts = !m_broadcastScheduler;
+    m_readers.start([this, dir, names, readBroadcasts] {
+        auto reading = std::make_shared<ChangeReading>();
+        bool settings = false, captions = false, broadcasts = false;
+        for (const QString &name : names) {
+            ChangeReading::File file{dir.file(name), changes::kindOf(dir, name), QString()};
+            if (file.kind != Changed::Tasks) { // checked and read off the clockwork by the scheduler
+                const ReadAhead ahead = ReadAhead::of(file.path);
+                file.notWhole = ahead.notWhole;
+                if (ahead.notWhole.isEmpty() && file.kind != Changed::Other) // lists and texts are read when used
+                    reading->docs.insert(file.path, ahead.doc);
+                settings |= file.notWhole.isEmpty() && (file.kind == Changed::Settings || file.kind == Changed::Pictures);
+                captions |= file.notWhole.isEmpty() && file.kind == Changed::Captions;
+                broadcasts |= file.notWhole.isEmpty() && file.kind == Changed::Other;
+            }
+            reading->files.append(file);
+        }
+        // The other files the settings and the captions are made of.
+        QStringList alsoRead;
+        if (settings)
+            alsoRead << dir.control() << dir.timerSet() << dir.file(kImageFile);
+        if (captions)
+            alsoRead << dir.control();
+        for (const QString &path : std::as_const(alsoRead)) {
+            if (reading->docs.contains(path))
+                continue;
+            if (ReadAhead ahead = ReadAhead::of(path); ahead.notWhole.isEmpty())
+                reading->docs.insert(path, ahead.doc);
+        }
+        if (broadcasts && readBroadcasts)
+            reading->broadcasts = BroadcastStore::read(dir);
+        QMetaObject::invokeMethod(this, [this, reading] { takeReading(*reading); }, Qt::QueuedConnection);
+    });
+}
+
+void Station::takeReading(const ChangeReading &reading)
 {
     bool tasks = false, settings = false, stopDates = false, broadcasts = false, scripts = false,
          captions = false, pictures = false;
-    for (const QString &name : names) {
-        const QString path = m_dir.file(name);
-        if (path == m_dir.song()) {
-            tasks = true; // checked and read off the clockwork by the scheduler
+    for (const ChangeReading::File &file : reading.files) {
+        if (file.kind == Changed::Tasks) {
+            tasks = true;
             continue;
         }
-        if (!acceptChanged(path))
+        if (!file.notWhole.isEmpty()) {
+            m_metrics.add(m::reloadFailures);
+            if (file.notWhole != u"无法读取"_s) // told by the reader itself
+                DataFaults::instance().rejected(file.path, file.notWhole);
             continue;
-        if (path == m_dir.control() || path == m_dir.timerSet()) {
-            settings = true;
-        } else if (name == kImageFile) {
-            settings = pictures = true;
-        } else if (path == m_dir.stopDates()) {
-            stopDates = true;
-        } else if (name == kScrollFile) {
-            captions = true;
-        } else if (name == kPresentationFile) {
-            scripts = true;
-        } else {
-            // The broadcasts, or a list or text file of a task or broadcast
-            // (a task's list is read when it starts).
-            broadcasts = true;
         }
-        reloaded(path);
+        switch (file.kind) {
+        case Changed::Pictures: pictures = true; [[fallthrough]];
+        case Changed::Settings: settings = true; break;
+        case Changed::StopDates: stopDates = true; break;
+        case Changed::Captions: captions = true; break;
+        case Changed::Scripts: scripts = true; break;
+        case Changed::Other: broadcasts = true; break;
+        case Changed::Tasks: break;
+        }
+        reloaded(file.path);
     }
-    if (settings)
-        m_settings.reload(); // an option changed is followed as if clicked
-    if (stopDates) {
-        m_stopDates.load();
-        m_scheduler.reviewDay();
+    {
+        // The loads take in what was read, without a look at the disk.
+        const ReadAheadScope ahead(reading.docs);
+        if (settings)
+            m_settings.reload(); // an option changed is followed as if clicked
+        if (stopDates) {
+            m_stopDates.load();
+            m_scheduler.reviewDay();
+        }
+        if (scripts)
+            m_scripts.load();
+        if (captions)
+            m_captions.load();
     }
-    if (broadcasts)
-        m_broadcasts.load();
-    if (scripts)
-        m_scripts.load();
-    if (captions)
-        m_captions.load();
+    // The broadcast scheduler reads its file again off this thread when the
+    // week ahead changes (below); without one it was read with the rest.
+    if (broadcasts && reading.broadcasts)
+        m_broadcasts.apply(*reading.broadcasts);
     if (pictures && m_slideshow.source() == Slideshow::Source::Idle) {
         m_slideshow.stopIdle();
         startIdleContent();
     }
     if (tasks)
         m_scheduler.reloadTasks(); // the week ahead follows when it is in
-    else
+    else if (settings || stopDates || scripts || captions || broadcasts)
         emit m_weekAhead.changed();
 }
 
@@ -419,13 +498,39 @@ void Station::startIdleContent()
 
 void Station::checkWeekAhead()
 {
-    for (const QString &line : m_weekAhead.newWarnings(m_weekAhead.compute()))
-        m_log.append(zh::stampedLine(m_clock.now(), u"注意："_s + line));
+    // Every task's list is read and its files looked for: on a thread of its
+    // own, over the tasks and stop dates in hand and the settings as saved.
+    // Changes that come meanwhile make one more check when it is done.
+    if (m_weekChecking) {
+        m_weekCheckAgain = true;
+        return;
+    }
+    m_weekChecking = true;
+    m_weekWorker.start([this, dir = m_dir, now = m_clock.now(), rows = m_store.rows(), stopDates = m_stopDates] {
+        Settings settings(dir);
+        settings.load();
+        TaskStore store(dir, settings);
+        store.setReadOnly(true);
+        store.apply(TaskStore::TaskFile{rows}, now.date());
+        TaskAgendaLane lane(store, settings, stopDates);
+        QList<AgendaItem> items = agenda::compute({&lane}, now, WeekAhead::kDays);
+        QMetaObject::invokeMethod(this, [this, items = std::move(items)] {
+            m_weekChecking = false;
+            for (const QString &line : m_weekAhead.newWarnings(items))
+                m_log.append(zh::stampedLine(m_clock.now(), u"注意："_s + line));
+            emit weekChecked();
+            if (std::exchange(m_weekCheckAgain, false))
+                checkWeekAhead();
+        }, Qt::QueuedConnection);
+    });
 }
 
 void Station::shutDown()
 {
     m_watcher.stop();
+    m_readers.clear();
+    m_readers.waitForDone();
+    m_weekWorker.waitForDone();
     m_ticker.stop();
     if (m_alarm)
         m_alarm->stop();

@@ -33,6 +33,7 @@
 #include <QFile>
 #include <QHash>
 #include <QObject>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <memory>
@@ -133,12 +134,15 @@ public:
     // a file that is not whole keeps what was loaded and is reported. The
     // settling time is the watcher's (tests shorten it).
     void setSettleMs(int ms) { m_settleMs = ms; }
-    // The names of changed data files, as the watcher tells them.
+    // The names of changed data files, as the watcher tells them: they are
+    // read and parsed off this thread, then taken in here.
     void takeChanges(const QStringList &names);
 
 signals:
     // "[date]启动延时为N秒，请稍等...", shown while the first ticks wait.
     void startDelayed(const QString &text);
+    // A check of the week ahead is done (its warnings are in the message log).
+    void weekChecked();
     // The emergency started (with the text the screen shows) or was cleared.
     void emergencyChanged(bool active, const QString &text);
 
@@ -147,12 +151,15 @@ private:
     // is at work with no task running.
     void startIdleContent();
     void printNextTask();
-    // Logs what must be fixed before it is due (missing files, voices): once a day each.
+    // Logs what must be fixed before it is due (missing files, voices): once
+    // a day each, when a check off this thread is done.
     void checkWeekAhead();
     static void print(const QString &line);
     void setUpMetrics();
-    // A changed file not whole is reported and counted; true when it can be taken in.
-    bool acceptChanged(const QString &path);
+    struct ChangeReading;
+    // Changed files read and parsed: the ones not whole are reported and
+    // counted, the others taken in.
+    void takeReading(const ChangeReading &reading);
     void reloaded(const QString &path);
 
     const Clock &m_clock;
@@ -197,6 +204,9 @@ private:
     QDateTime m_startSecond; // of the start whose first sound is awaited
     int m_madeGoodBy = 0;    // the start just made good was this late
     QHash<QString, QDateTime> m_reloadTold; // file → last "reloaded" line
+    bool m_weekChecking = false, m_weekCheckAgain = false;
+    QThreadPool m_weekWorker; // the week ahead's check
+    QThreadPool m_readers; // reads changed files; last, so that it is done before the rest goes
 };
 
 } // namespace tav

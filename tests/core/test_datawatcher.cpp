@@ -1,6 +1,7 @@
 // Data files changed by other programs: told once each is complete.
 #include "core/datawatcher.h"
 #include "core/ini.h"
+#include "core/readahead.h"
 #include "fakes/fakes.h"
 
 #include <gtest/gtest.h>
@@ -97,4 +98,31 @@ TEST(IniFile, AFileThatCannotHaveBeenWrittenWholeSaysWhy)
     for (const auto &[bytes, whole] : cases)
         EXPECT_EQ(tav::IniFile::notWholeReason(QByteArray(bytes.data(), bytes.size())).isEmpty(), whole) << bytes;
     EXPECT_TRUE(tav::IniFile(u"/nonexistent/x.ini"_s).notWholeReason().isEmpty()) << "a missing file is no data";
+}
+
+// Read and parsed on a worker, taken in on the thread that made the scope:
+// the loads see what was read, not the disk, until they write the file.
+TEST(ReadAhead, ParsedFilesStandInForTheDiskWhileTheScopeLasts)
+{
+    tav::test::DataFolder d;
+    d.write(u"a.ini"_s, u"[s]\nk=read\n"_s);
+    d.write(u"broken.ini"_s, u"k=no section"_s);
+    const tav::ReadAhead a = tav::ReadAhead::of(d.file(u"a.ini"_s));
+    const tav::ReadAhead broken = tav::ReadAhead::of(d.file(u"broken.ini"_s));
+    const tav::ReadAhead missing = tav::ReadAhead::of(d.file(u"missing.ini"_s));
+    ASSERT_TRUE(a.notWhole.isEmpty() && a.doc);
+    EXPECT_FALSE(broken.notWhole.isEmpty());
+    EXPECT_TRUE(missing.notWhole.isEmpty() && missing.doc && missing.doc->sectionNames().isEmpty());
+
+    d.write(u"a.ini"_s, u"[s]\nk=on disk\n"_s);
+    const tav::IniFile file(d.file(u"a.ini"_s));
+    {
+        const tav::ReadAheadScope scope({{file.path(), a.doc}});
+        EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"read");
+        ASSERT_TRUE(file.setValue(u"s"_s, u"j"_s, u"1"_s)); // edits what was read, then the disk rules
+        EXPECT_TRUE(d.text(u"a.ini"_s).contains(u"k=read"_s));
+        d.write(u"a.ini"_s, u"[s]\nk=on disk\n"_s);
+        EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"on disk");
+    }
+    EXPECT_EQ(file.value(u"s"_s, u"k"_s), u"on disk");
 }

@@ -40,6 +40,8 @@ struct SchedulerRig : tav::test::PlaybackRig
             scheduler.onSecond();
         }
     }
+    // Times the task's first item was opened.
+    qsizetype starts(const QString &task) const { return player.opened.count(u"/m/"_s + task + u"-a.mp3"_s); }
     QString songs;
 };
 

@@ -129,25 +129,21 @@ TEST_F(AgendaWeek, TheEndOfTheWorkingDayAndTheShutdownCutAtTheirSecond)
     EXPECT_EQ(reasonOf(week(), u"2026/11/23"_s, u"晚间"_s), u"播放");
 }
 
-TEST_F(AgendaWeek, WarningsNameEachProblemOnceFromItsFirstDay)
+TEST_F(AgendaWeek, LinesSayWhatPlaysAndWhyNotAndWarningsNameEachProblemOnceFromItsFirstDay)
 {
     clock.set(at("2026-11-23 10:20:00")); // 缺文件 is past today
-    const QStringList warnings = tav::agenda::warnings(week());
-    EXPECT_EQ(warnings, (QStringList{u"定时任务“缺一个”：文件缺失：丢.mp3（2026/11/23 起）"_s,
-                                     u"定时任务“空单”：列表为空（2026/11/23 起）"_s,
-                                     u"定时任务“缺文件”：文件缺失：无.mp3（2026/11/24 起）"_s}));
-}
-
-TEST_F(AgendaWeek, LinesSayWhatPlaysAndWhyNot)
-{
-    clock.set(at("2026-11-23 10:00:00"));
+    const QList<AgendaItem> items = week();
+    EXPECT_EQ(tav::agenda::warnings(items),
+              (QStringList{u"定时任务“缺一个”：文件缺失：丢.mp3（2026/11/23 起）"_s,
+                           u"定时任务“空单”：列表为空（2026/11/23 起）"_s,
+                           u"定时任务“缺文件”：文件缺失：无.mp3（2026/11/24 起）"_s}));
     QStringList lines;
-    for (const AgendaItem &i : week())
+    for (const AgendaItem &i : items)
         if (i.date == clock.now().date())
             lines.append(tav::agenda::line(i));
     EXPECT_EQ(lines.value(0), u"2026/11/23 星期一 07:50:00-08:10:00 定时任务 早读 已过（不播放：不在工作时段）");
     EXPECT_EQ(lines.value(1), u"2026/11/23 星期一 08:30:00-09:00:00 定时任务 晨会 已过");
-    EXPECT_EQ(lines.value(3), u"2026/11/23 星期一 10:00:00-10:30:00 定时任务 缺文件 不播放：文件缺失：无.mp3");
+    EXPECT_EQ(lines.value(3), u"2026/11/23 星期一 10:00:00-10:30:00 定时任务 缺文件 已过（不播放：文件缺失：无.mp3）");
     EXPECT_EQ(lines.value(4), u"2026/11/23 星期一 10:40:00-10:50:00 定时任务 缺一个 播放  注意：文件缺失：丢.mp3");
 }
 

@@ -1,4 +1,5 @@
 #include "scheduler/schedulerfixture.h"
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -30,8 +31,11 @@ TEST_F(SchedulerTest, MissedSecondsMissTheStartAndALateTickMissesTheEnd)
 {
     addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
     startAt("2026-11-23 08:59:58");
+    QSignalSpy missed(&scheduler, &tav::Scheduler::startMissed);
     secondsAt({"2026-11-23 08:59:59", "2026-11-23 09:00:01"}); // busy through 9:00:00
     EXPECT_TRUE(player.opened.isEmpty());
+    ASSERT_EQ(missed.count(), 1);
+    EXPECT_EQ(missed.first().at(0).toString(), u"早操");
 
     addTask(2, u"课间"_s, u"9:10:00"_s, u"9:20:00"_s);
     store.load(clock.now().date());
@@ -145,29 +149,18 @@ TEST_F(SchedulerTest, StopDayStopsTheScheduleAndMidnightBringsItBack)
     EXPECT_EQ(player.opened.size(), 1);
 }
 
-TEST_F(SchedulerTest, StopDayShutdownAsksAndCancelsOnNo)
-{
-    tav::test::ScriptedPrompt dates;
-    stopDates.load();
-    dates.answers = {true};
-    ASSERT_EQ(stopDates.add(QDate(2026, 11, 23), dates), tav::StopDates::AddResult::Added);
-    settings.setSwitch(Switch::ShutdownOnStopDay, true);
-    prompt.answers = {false};
-    startAt("2026-11-23 07:00:00");
-    EXPECT_EQ(shutdown.scheduled, 1);
-    EXPECT_EQ(shutdown.cancelled, 1);
-    EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
-}
-
-// The shutdown question stays open while the seconds go on; "no" cancels
-// the shutdown and the rest of the day's schedule plays.
-TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
+// The daily shutdown fires once; its question stays open while the seconds
+// go on (unanswered, the PC goes down); "no" cancels the shutdown and the
+// rest of the day's schedule plays.
+TEST_F(SchedulerTest, DailyShutdownFiresOnceAndADeclinePutsTheScheduleBackToWork)
 {
     addTask(1, u"午后"_s, u"12:00:30"_s, u"12:10:00"_s);
     settings.setShutdownAtTime(true, 12 * 3600);
     prompt.holdQuestions = true;
     startAt("2026-11-23 11:59:58");
-    secondsAt({"2026-11-23 12:00:00", "2026-11-23 12:00:01", "2026-11-23 12:00:02"});
+    secondsAt({"2026-11-23 12:00:00", "2026-11-23 12:00:00", "2026-11-23 12:00:01", "2026-11-23 12:00:02"});
+    EXPECT_EQ(shutdown.scheduled, 1);
+    EXPECT_EQ(shutdown.cancelled, 0);
     EXPECT_EQ(prompt.openQuestions(), 1);
     EXPECT_EQ(scheduler.status(), u"正关机倒计时");
     EXPECT_FALSE(scheduler.isEnabled());
@@ -180,16 +173,23 @@ TEST_F(SchedulerTest, DeclinedShutdownPutsTheScheduleBackToWork)
     secondsAt({"2026-11-23 12:00:30"});
     EXPECT_EQ(player.opened, QStringList{u"/m/午后-a.mp3"_s});
     EXPECT_EQ(scheduler.status(), u"正在播放：午后");
+    EXPECT_EQ(shutdown.scheduled, 1);
 }
 
-TEST_F(SchedulerTest, DeclinedShutdownOnAStopDayKeepsTheDayStopped)
+TEST_F(SchedulerTest, StopDayShutdownAsksAndADeclineKeepsTheDayStopped)
 {
-    settings.setSwitch(Switch::StopMonday, true);
+    tav::test::ScriptedPrompt dates;
+    stopDates.load();
+    dates.answers = {true};
+    ASSERT_EQ(stopDates.add(QDate(2026, 11, 23), dates), tav::StopDates::AddResult::Added);
     settings.setSwitch(Switch::ShutdownOnStopDay, true);
     prompt.holdQuestions = true;
     startAt("2026-11-23 07:00:00");
+    EXPECT_EQ(shutdown.scheduled, 1);
     EXPECT_EQ(scheduler.status(), u"正关机倒计时");
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|“是”表示要关机，“否”表示不要关机"_s});
     prompt.answerOpen(false);
+    EXPECT_EQ(shutdown.cancelled, 1);
     EXPECT_FALSE(scheduler.isEnabled());
     EXPECT_EQ(scheduler.status(), u"今天停播节目");
 }
@@ -230,23 +230,11 @@ TEST_F(SchedulerTest, ChangedStopsAndHoursTakeEffectAtOnce)
     settings.setText(tav::Setting::WorkEnd, u"9:05:03"_s); // still over
     EXPECT_FALSE(scheduler.isEnabled());
     EXPECT_EQ(scheduler.status(), u"提示：今天停播节目或播放时间已结束");
-    addTask(2, u"乙"_s, u"11:00:00"_s, u"11:10:00"_s);
+    EXPECT_TRUE(store.today().isEmpty()); // 甲 ends after the working hours
     settings.setText(tav::Setting::WorkEnd, u"12:00:00"_s);
     EXPECT_TRUE(scheduler.isEnabled());
-    ASSERT_EQ(store.today().size(), 2); // rebuilt with the new task
-    EXPECT_EQ(store.today().at(1).name(), u"乙");
-}
-
-TEST_F(SchedulerTest, DailyShutdownTimeFiresOnceWithTheDefaultYes)
-{
-    settings.setShutdownAtTime(true, 17 * 3600 + 30 * 60);
-    startAt("2026-11-23 17:29:59");
-    secondsAt({"2026-11-23 17:30:00"});
-    EXPECT_EQ(shutdown.scheduled, 1);
-    EXPECT_EQ(shutdown.cancelled, 0);
-    EXPECT_FALSE(scheduler.isEnabled());
-    scheduler.onSecond(); // the same second again
-    EXPECT_EQ(shutdown.scheduled, 1);
+    ASSERT_EQ(store.today().size(), 1); // rebuilt: 甲 is within them again
+    EXPECT_EQ(store.today().at(0).name(), u"甲");
 }
 
 TEST_F(SchedulerTest, NextTaskStatusCountsDown)

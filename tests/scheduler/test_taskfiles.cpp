@@ -127,12 +127,14 @@ TEST_F(TaskFilesTest, ATaskFileThatCannotBeReadIsToldAndNeverReplaced)
 }
 
 // Tasks are read by number up to one past the count of sections: one
-// numbered beyond is not read, and that is said with its name.
+// numbered beyond is not read, said with its name and lost by the gapless
+// rewrite.
 TEST_F(TaskFilesTest, TasksNumberedBeyondTheOnesReadAreSaid)
 {
     d.writeBytes(song(), taskBytes(1, "A") + taskBytes(2, "B") + taskBytes(9, "C"));
     store.load(kMonday);
     ASSERT_EQ(store.rows().size(), 2);
+    EXPECT_EQ(tav::IniFile(dir.song()).read()->sectionNames(), (QStringList{u"FileInfo1"_s, u"FileInfo2"_s}));
     ASSERT_EQ(faults.size(), 1);
     const QString said = faults.at(0).at(0).toString();
     EXPECT_TRUE(said.contains(u"[FileInfo9]“C”"_s)) << said.toStdString();

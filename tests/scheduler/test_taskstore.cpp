@@ -51,14 +51,6 @@ TEST_F(TaskStoreTest, GapIsClosedByAGaplessRewrite)
     EXPECT_EQ(store.rows().at(1).section, 2);
 }
 
-TEST_F(TaskStoreTest, TaskNumberedBeyondTheWalkIsLostByTheRewrite)
-{
-    d.write(u"【SONG】.ini"_s, task(1, u"早操"_s) + task(5, u"午休"_s));
-    store.load(kMonday);
-    EXPECT_EQ(names(), QStringList{u"早操"_s});
-    EXPECT_EQ(tav::IniFile(dir.song()).read()->sectionNames(), QStringList{u"FileInfo1"_s});
-}
-
 TEST_F(TaskStoreTest, TodaysListHoldsDueTimedTasksAsSeparatedRecords)
 {
     d.write(u"【SONG】.ini"_s, task(1, u"每日"_s) + task(2, u"关闭"_s, u"每天"_s, u"关"_s)

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
+#include <functional>
 #include <QFile>
 #include <QTest>
 
@@ -55,33 +56,52 @@ protected:
 
 TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeepWhatWasThere)
 {
-    QElapsedTimer took;
-    took.start();
-    deliver(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s})
-                                  + tav::test::taskSection(2, {.name = u"课间"_s, .start = u"10:00:00"_s}));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return station->tasks().rows().size() == 2; }, 2000));
-    EXPECT_LT(took.elapsed(), 2000);
-
-    deliver(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=2026/11/23\n"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return station->scheduler().isStopDay(); }, 2000));
-    deliver(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=0\n"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !station->scheduler().isStopDay(); }, 2000));
-    deliver(u"【SCROLL】.ini"_s, u"[Scroll1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return station->captions().rows().size() == 1; }, 2000));
-    EXPECT_EQ(metric(u"tavplayer_reloads_total"_s), 4);
+    const QString stopMonday = u"[复选控制]\n周一=1\n[METRICS]\nName=一号楼\n"_s; // 2026/11/23 is a Monday
+    const struct
+    {
+        const char16_t *file;
+        QString text;
+        std::function<bool()> takenIn;
+    } changes[] = {
+        {u"【SONG】.ini", tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s})
+                             + tav::test::taskSection(2, {.name = u"课间"_s, .start = u"10:00:00"_s}),
+         [&] { return station->tasks().rows().size() == 2; }},
+        {u"【DATE】.ini", u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=2026/11/23\n"_s,
+         [&] { return station->scheduler().isStopDay(); }},
+        {u"【DATE】.ini", u"[The number of Date]\nquantity=0\n"_s, [&] { return !station->scheduler().isStopDay(); }},
+        {u"【CONTROL】.ini", stopMonday, [&] { return station->scheduler().isStopDay(); }},
+        {u"【CONTROL】.ini", u"[复选控制]\n周一=0\n"_s, [&] { return !station->scheduler().isStopDay(); }},
+        {u"【SCROLL】.ini", u"[Scroll1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s,
+         [&] { return station->captions().rows().size() == 1; }},
+    };
+    for (const auto &c : changes) {
+        QElapsedTimer took;
+        took.start();
+        deliver(QString::fromUtf16(c.file), c.text);
+        EXPECT_TRUE(QTest::qWaitFor(c.takenIn, 2000)) << QString::fromUtf16(c.file).toStdString();
+        EXPECT_LT(took.elapsed(), 2000);
+    }
+    EXPECT_EQ(metric(u"tavplayer_reloads_total"_s), std::size(changes));
 
     // Rewritten ten times, broken each time: kept, and said once.
     for (int i = 0; i < 10; ++i)
         deliver(u"【SONG】.ini"_s, u"Name=半截\n"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return metric(u"tavplayer_reload_failures_total"_s) > 0; }, 2000));
+    d.writeBytes(u".c.tmp"_s, QByteArray("[\xb8\xb4\xd1\xa1\xbf\xd8\xd6\xc6]\r\n\0\0\0", 15));
+    ASSERT_EQ(::rename(QFile::encodeName(d.file(u".c.tmp"_s)).constData(),
+                       QFile::encodeName(d.file(u"【CONTROL】.ini"_s)).constData()), 0);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return metric(u"tavplayer_reload_failures_total"_s) >= 2; }, 2000));
     QTest::qWait(500);
     EXPECT_EQ(station->tasks().rows().size(), 2);
+    EXPECT_FALSE(station->scheduler().isStopDay());
     EXPECT_EQ(logText().count(u"【SONG】.ini”已被其他程序修改，但内容不完整"_s), 1) << logText().toStdString();
-    EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 1);
-    EXPECT_TRUE(station->metrics().text().contains("tavplayer_data_faults 1\n"));
+    EXPECT_EQ(logText().count(u"【CONTROL】.ini”已被其他程序修改，但内容不完整"_s), 1) << logText().toStdString();
+    EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 2);
+    EXPECT_TRUE(station->metrics().text().contains("tavplayer_data_faults 2\n"));
 
     deliver(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s}));
+    deliver(u"【CONTROL】.ini"_s, stopMonday);
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->tasks().rows().size() == 1; }, 2000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return station->scheduler().isStopDay(); }, 2000));
     EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 0);
 }
 

@@ -26,6 +26,7 @@
 #include <QHeaderView>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QSignalSpy>
 #include <QTabWidget>
 #include <QTimer>
 
@@ -675,7 +676,7 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     auto *warnings = get<QLabel>("lblAgendaWarnings");
     EXPECT_FALSE(warnings->isHidden());
     EXPECT_TRUE(warnings->text().contains(u"定时任务“午休”：文件缺失：不在.mp3"_s)) << warnings->text().toStdString();
-    EXPECT_TRUE(station->log().text().contains(u"注意：定时任务“午休”：文件缺失：不在.mp3"_s));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return station->log().text().contains(u"注意：定时任务“午休”：文件缺失：不在.mp3"_s); }, 3000));
     EXPECT_EQ(chart->next(), indexOf(monday, u"早操"_s));
 
     tickAt("2026-11-23 11:00:00");
@@ -708,10 +709,13 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     // Said once a day, over a restart and a later first day too.
     tickAt("2026-11-23 12:40:00"); // today's 午休 is past: the problem is seen from tomorrow
     start();
+    QSignalSpy checked(station.get(), &tav::Station::weekChecked); // off the clockwork's thread
     emit station->weekAhead().changed();
+    ASSERT_TRUE(checked.wait(3000));
     EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 1) << station->log().text().toStdString();
     clock.set(at("2026-11-24 09:00:00"));
     emit station->weekAhead().changed();
+    ASSERT_TRUE(checked.wait(3000));
     EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 2);
 }
 
