@@ -191,10 +191,8 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
     makeTone(holiday.data.file(u"a.wav"_s), 440, 0.3);
     holiday.writeTask(1, u"节日"_s, timeText(start), timeText(start.addSecs(30)));
     holiday.writeList(u"节日"_s, {holiday.data.file(u"a.wav"_s)});
-    tav::IniDocument dates;
-    dates.setValue(u"Holiday"_s, u"Date0"_s, tav::zh::shortDate(now.date()));
-    dates.setValue(u"The number of Date"_s, u"quantity"_s, u"1"_s);
-    tav::IniFile(holiday.data.file(u"【DATE】.ini"_s)).write(dates);
+    holiday.data.write(u"【DATE】.ini"_s,
+                       u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=%1\n"_s.arg(tav::zh::shortDate(now.date())));
 
     // Working hours that end before the second task does; the first is not timed.
     Station quiet;
@@ -203,11 +201,8 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
     quiet.writeTask(2, u"超时段"_s, timeText(start), timeText(now.addSecs(120)));
     for (const QString &n : {u"不定时"_s, u"超时段"_s})
         quiet.writeList(n, {quiet.data.file(u"a.wav"_s)});
-    tav::IniDocument control;
-    control.setValue(u"广告时间选项"_s, u"runPic"_s, u"1"_s);
-    control.setValue(u"广告时间选项"_s, u"PicStartTime"_s, timeText(now.addSecs(-60)));
-    control.setValue(u"广告时间选项"_s, u"PicEndTime"_s, timeText(now.addSecs(60)));
-    tav::IniFile(quiet.data.file(u"【CONTROL】.ini"_s)).write(control);
+    quiet.data.write(u"【CONTROL】.ini"_s, u"[广告时间选项]\nrunPic=1\nPicStartTime=%1\nPicEndTime=%2\n"_s.arg(
+                                            timeText(now.addSecs(-60)), timeText(now.addSecs(60))));
 
     holiday.start();
     quiet.start();
