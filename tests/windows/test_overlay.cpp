@@ -88,7 +88,7 @@ TEST_F(TopMostTest, GreyOfTheLogoIsSeeThroughAndTheLighterGreyIsNot)
     EXPECT_FALSE(overlay->isVisible());
 }
 
-TEST_F(TopMostTest, MissingPicturesLeaveNothingToShow)
+TEST_F(TopMostTest, MissingPicturesLeaveNothingToShowAndTheBackgroundGoesBehindTheLogo)
 {
     overlay->loadPictures();
     overlay->setLogoShown(true);
@@ -102,10 +102,8 @@ TEST_F(TopMostTest, MissingPicturesLeaveNothingToShow)
     overlay->loadPictures();
     EXPECT_FALSE(overlay->hasLogo());
     EXPECT_FALSE(overlay->isVisible());
-}
 
-TEST_F(TopMostTest, BackgroundPictureBehindTheLogo)
-{
+    // The background picture goes behind the logo.
     saveLogo(d);
     QImage background(80, 60, QImage::Format_RGB32);
     background.fill(0xFF2040C0);
@@ -128,7 +126,7 @@ TEST_F(TopMostTest, BackgroundPictureBehindTheLogo)
     EXPECT_EQ(overlay->size(), QSize(80, 60));
 }
 
-TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
+TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBack)
 {
     showLogo();
     tav::ClockFont font;
@@ -169,16 +167,12 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
     EXPECT_EQ(clock->pos(), QPoint(0, 0));
     overlay->setClockShown(false);
     EXPECT_FALSE(overlay->isVisible());
-}
 
-TEST_F(TopMostTest, ClockFontThatDoesNotExistFallsBack)
-{
-    tav::ClockFont font;
+    // A font that does not exist falls back to the default family.
     font.name = u"没有这种字体 Nowhere Sans"_s;
     font.size = 30;
     font.italic = true;
     overlay->setClockFont(font);
-    const QLabel *clock = overlay->findChild<QLabel *>(u"lblTime"_s);
     EXPECT_EQ(clock->font().family(), QApplication::font().family());
     EXPECT_EQ(clock->font().pointSize(), 30);
     EXPECT_TRUE(clock->font().italic());
