@@ -136,8 +136,10 @@ bool waitFor(const std::function<bool()> &done, int ms)
 
 // Far enough from midnight that start and end fall on the same day.
 #define SKIP_NEAR_MIDNIGHT()                                                                                           \
-    if (QTime::currentTime() > QTime(23, 59, 30))                                                                      \
-    GTEST_SKIP() << "too close to midnight"
+    do {                                                                                                               \
+        if (QTime::currentTime() > QTime(23, 59, 30))                                                                  \
+            GTEST_SKIP() << "too close to midnight";                                                                   \
+    } while (false)
 
 } // namespace
 
