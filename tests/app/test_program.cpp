@@ -2,6 +2,7 @@
 #include "app/program.h"
 #include "core/ini.h"
 #include "core/zhtext.h"
+#include "fakes/fakes.h"
 
 #include <QDir>
 #include <QFile>
@@ -87,26 +88,19 @@ TEST(Program, WrongCommandLineExitsWithStatusTwoAndTouchesNothing)
 // task file has a gap (a station would renumber it) stays byte for byte.
 TEST(Program, AgendaListsTheComingDaysWithReasonsAndWritesNothing)
 {
-    QTemporaryDir home, data;
-    const QString media = data.filePath(u"铃声.mp3"_s);
-    const auto put = [&](const QString &name, const QString &text) {
-        QFile f(data.filePath(name));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(tav::toGbk(QString(text).replace(u"\n"_s, u"\r\n"_s)));
-    };
-    put(u"铃声.mp3"_s, u"x"_s);
-    put(u"【SONG】.ini"_s,
+    QTemporaryDir home;
+    const tav::test::DataFolder data;
+    const QString media = data.file(u"铃声.mp3"_s);
+    data.write(u"铃声.mp3"_s, u"x"_s);
+    data.write(u"【SONG】.ini"_s,
         u"[FileInfo1]\nName=午间\nTime=12:00:00\nDuration=12:30:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"
         u"[FileInfo3]\nName=放学\nTime=16:00:00\nDuration=16:05:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s);
-    put(u"午间.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0="_s + media + u"\n"_s);
-    put(u"放学.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/nowhere/放学铃.mp3\n"_s);
+    data.write(u"午间.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0="_s + media + u"\n"_s);
+    data.write(u"放学.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/nowhere/放学铃.mp3\n"_s);
     const QDate today = QDate::currentDate();
-    put(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0="_s
+    data.write(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0="_s
                                + today.addDays(2).toString(u"yyyy/M/d"_s) + u"\n"_s);
-    QFile song(data.filePath(u"【SONG】.ini"_s));
-    ASSERT_TRUE(song.open(QIODevice::ReadOnly));
-    const QByteArray before = song.readAll();
-    song.close();
+    const QByteArray before = data.bytes(u"【SONG】.ini"_s);
 
     const Answer a = run({u"--agenda"_s, u"--days"_s, u"3"_s, u"--data-dir"_s, data.path()}, u"zh_CN.UTF-8"_s, home);
     ASSERT_EQ(a.exitCode, 0) << a.err.toStdString();
@@ -120,7 +114,6 @@ TEST(Program, AgendaListsTheComingDaysWithReasonsAndWritesNothing)
     EXPECT_TRUE(a.out.contains(u"需要处理：\n  定时任务“放学”：文件缺失：放学铃.mp3（"_s)) << a.out.toStdString();
     EXPECT_EQ(a.out.count(u"定时任务 午间"_s), 3);
 
-    ASSERT_TRUE(song.open(QIODevice::ReadOnly));
-    EXPECT_EQ(song.readAll(), before);
-    EXPECT_FALSE(QFile::exists(data.filePath(u"【CONTROL】.ini"_s)));
+    EXPECT_EQ(data.bytes(u"【SONG】.ini"_s), before);
+    EXPECT_FALSE(QFile::exists(data.file(u"【CONTROL】.ini"_s)));
 }

@@ -13,7 +13,7 @@
 using namespace Qt::StringLiterals;
 using tav::DataDir;
 
-TEST(DataDir, ExplicitFolderFirstThenTheProgramsFolderThenThePerUserOne)
+TEST(DataDir, ExplicitFolderFirstThenTheProgramsFolderThenThePerUserOneOrAClearError)
 {
     QTemporaryDir tmp;
     const QString exeDir = tmp.filePath(u"bin"_s);
@@ -31,6 +31,14 @@ TEST(DataDir, ExplicitFolderFirstThenTheProgramsFolderThenThePerUserOne)
     EXPECT_EQ(DataDir::resolve(QString(), u"/usr/bin"_s, userDir, &error), userDir);
     EXPECT_TRUE(QFileInfo(userDir).isDir());
     EXPECT_TRUE(error.isEmpty());
+
+    // A folder that cannot be made is reported.
+    QFile file(tmp.filePath(u"plain-file"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    const QString wanted = tmp.filePath(u"plain-file/data"_s);
+    EXPECT_TRUE(DataDir::resolve(wanted, tmp.path(), tmp.path(), &error).isEmpty());
+    EXPECT_EQ(error, u"无法创建数据文件夹："_s + wanted);
 }
 
 TEST(DataDir, ProgramsFolderThatCannotBeWritten)
@@ -44,18 +52,6 @@ TEST(DataDir, ProgramsFolderThatCannotBeWritten)
     QString error;
     EXPECT_EQ(DataDir::resolve(QString(), exeDir, tmp.filePath(u"user"_s), &error), tmp.filePath(u"user"_s));
     QFile::setPermissions(exeDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-TEST(DataDir, FolderThatCannotBeMadeIsReported)
-{
-    QTemporaryDir tmp;
-    QFile file(tmp.filePath(u"plain-file"_s));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-    QString error;
-    const QString wanted = tmp.filePath(u"plain-file/data"_s);
-    EXPECT_TRUE(DataDir::resolve(wanted, tmp.path(), tmp.path(), &error).isEmpty());
-    EXPECT_EQ(error, u"无法创建数据文件夹："_s + wanted);
 }
 
 TEST(DataDir, SharedProgramFolders)

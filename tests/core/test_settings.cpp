@@ -39,16 +39,6 @@ TEST(Settings, SwitchIsWrittenTheMomentItChangesAndReadBack)
     EXPECT_FALSE(again.isWeekdayStopped(QDate(2026, 11, 22)));
 }
 
-TEST(Settings, ShutdownSwitchWritesSwitchAndTimeTogether)
-{
-    tav::test::DataFolder d;
-    const tav::DataDir dir(d.path());
-    Settings s(dir);
-    s.setShutdownAtTime(true, 17 * 3600 + 45 * 60);
-    EXPECT_EQ(tav::IniFile(dir.control()).value(u"复选控制"_s, u"是否执行关机时间"_s), u"1");
-    EXPECT_EQ(tav::IniFile(dir.timerSet()).value(u"定时器时间设置"_s, u"关机时间"_s), u"17:45:00");
-}
-
 TEST(Settings, OriginalFileValuesAreHonoured)
 {
     tav::test::DataFolder d;

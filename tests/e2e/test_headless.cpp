@@ -67,26 +67,21 @@ struct Station
     {
         // A stand-in shutdown command: the test machine must never power off.
         QDir(data.path()).mkdir(u"bin"_s);
-        QFile fake(data.file(u"bin/shutdown"_s));
-        fake.open(QIODevice::WriteOnly);
-        fake.write("#!/bin/sh\necho \"$@\" >> \"$(dirname \"$0\")/shutdown.calls\"\n");
-        fake.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        fake.close();
+        data.writeBytes(u"bin/shutdown"_s, "#!/bin/sh\necho \"$@\" >> \"$(dirname \"$0\")/shutdown.calls\"\n");
+        QFile::setPermissions(data.file(u"bin/shutdown"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"PATH"_s, data.file(u"bin"_s) + u':' + env.value(u"PATH"_s));
         for (const QString &name : extraEnv.keys())
             env.insert(name, extraEnv.value(name));
         process.setProcessEnvironment(env);
         // PCM output runs ahead of real time; the null output keeps time.
-        const QStringList output = inRealTime
-            ? QStringList{u"--player-option"_s, u"ao=null"_s}
-            : QStringList{u"--player-option"_s, u"ao=pcm"_s, u"--player-option"_s, u"ao-pcm-file="_s + pcm(),
-                          u"--player-option"_s, u"ao-pcm-append=yes"_s, u"--player-option"_s,
-                          u"ao-pcm-waveheader=no"_s, u"--player-option"_s, u"audio-format=s16"_s,
-                          u"--player-option"_s, u"audio-samplerate=44100"_s, u"--player-option"_s,
-                          u"audio-channels=stereo"_s};
-        process.start(QString::fromUtf8(TAVPLAYER_BIN),
-                      QStringList{u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace()} + output);
+        QStringList arguments{u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace()};
+        for (const QString &option : inRealTime ? QStringList{u"ao=null"_s}
+                                                : QStringList{u"ao=pcm"_s, u"ao-pcm-file="_s + pcm(), u"ao-pcm-append=yes"_s,
+                                                              u"ao-pcm-waveheader=no"_s, u"audio-format=s16"_s,
+                                                              u"audio-samplerate=44100"_s, u"audio-channels=stereo"_s})
+            arguments << u"--player-option"_s << option;
+        process.start(QString::fromUtf8(TAVPLAYER_BIN), arguments);
         ASSERT_TRUE(process.waitForStarted(5000));
     }
     QByteArray traceText() const { return tav::test::DataFolder::readAll(trace()); }
@@ -140,17 +135,17 @@ bool waitFor(const std::function<bool()> &done, int ms)
 }
 
 // Far enough from midnight that start and end fall on the same day.
-bool nearMidnight()
-{
-    return QTime::currentTime() > QTime(23, 59, 30);
-}
+#define SKIP_NEAR_MIDNIGHT()                                                                                           \
+    do {                                                                                                               \
+        if (QTime::currentTime() > QTime(23, 59, 30))                                                                  \
+            GTEST_SKIP() << "too close to midnight";                                                                   \
+    } while (false)
 
 } // namespace
 
 TEST(Headless, TaskPlaysItsFilesInOrderFromItsSecondAndStopsAtItsEnd)
 {
-    if (nearMidnight())
-        GTEST_SKIP() << "too close to midnight";
+    SKIP_NEAR_MIDNIGHT();
     Station st;
     const QList<int> hz{440, 660, 880};
     QStringList files;
@@ -184,14 +179,12 @@ TEST(Headless, TaskPlaysItsFilesInOrderFromItsSecondAndStopsAtItsEnd)
     for (qsizetype i = 0; i < heard.size(); ++i)
         EXPECT_EQ(heard[i], hz[i % 3]) << "item " << i;
 
-    const QString log = tav::fromGbk(tav::test::DataFolder::readAll(st.data.file(u"【PLAYLOG】.txt"_s)));
-    EXPECT_TRUE(log.contains(tav::zh::datedLine(start.date(), u"开播："_s + name))) << log.toStdString();
+    EXPECT_TRUE(st.playLog().contains(tav::zh::datedLine(start.date(), u"开播："_s + name))) << st.playLog().toStdString();
 }
 
 TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
 {
-    if (nearMidnight())
-        GTEST_SKIP() << "too close to midnight";
+    SKIP_NEAR_MIDNIGHT();
     const QDateTime now = QDateTime::currentDateTime();
     const QDateTime start = now.addSecs(3);
 
@@ -200,10 +193,8 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
     makeTone(holiday.data.file(u"a.wav"_s), 440, 0.3);
     holiday.writeTask(1, u"节日"_s, timeText(start), timeText(start.addSecs(30)));
     holiday.writeList(u"节日"_s, {holiday.data.file(u"a.wav"_s)});
-    tav::IniDocument dates;
-    dates.setValue(u"Holiday"_s, u"Date0"_s, tav::zh::shortDate(now.date()));
-    dates.setValue(u"The number of Date"_s, u"quantity"_s, u"1"_s);
-    tav::IniFile(holiday.data.file(u"【DATE】.ini"_s)).write(dates);
+    holiday.data.write(u"【DATE】.ini"_s,
+                       u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=%1\n"_s.arg(tav::zh::shortDate(now.date())));
 
     // Working hours that end before the second task does; the first is not timed.
     Station quiet;
@@ -212,11 +203,8 @@ TEST(Headless, StopDaysUntimedTasksAndTasksOutsideWorkingHoursPlayNothing)
     quiet.writeTask(2, u"超时段"_s, timeText(start), timeText(now.addSecs(120)));
     for (const QString &n : {u"不定时"_s, u"超时段"_s})
         quiet.writeList(n, {quiet.data.file(u"a.wav"_s)});
-    tav::IniDocument control;
-    control.setValue(u"广告时间选项"_s, u"runPic"_s, u"1"_s);
-    control.setValue(u"广告时间选项"_s, u"PicStartTime"_s, timeText(now.addSecs(-60)));
-    control.setValue(u"广告时间选项"_s, u"PicEndTime"_s, timeText(now.addSecs(60)));
-    tav::IniFile(quiet.data.file(u"【CONTROL】.ini"_s)).write(control);
+    quiet.data.write(u"【CONTROL】.ini"_s, u"[广告时间选项]\nrunPic=1\nPicStartTime=%1\nPicEndTime=%2\n"_s.arg(
+                                            timeText(now.addSecs(-60)), timeText(now.addSecs(60))));
 
     holiday.start();
     quiet.start();
@@ -249,7 +237,7 @@ TEST(Headless, UnreadableTaskFileIsSaidAndOldTemporaryFilesGo)
     lay(u"【TTS】.ini.tmp-Ab34Cd"_s, 1);
     st.start();
     const QString fault = u"无法读取数据文件“"_s + st.data.file(u"【SONG】.ini"_s);
-    EXPECT_TRUE(waitFor([&] { return tav::fromGbk(st.data.bytes(u"【PLAYLOG】.txt"_s)).contains(fault); }, 8000));
+    EXPECT_TRUE(waitFor([&] { return st.playLog().contains(fault); }, 8000));
     st.stop();
     const QByteArray out = st.process.readAllStandardOutput();
     EXPECT_TRUE(out.contains(fault.toUtf8())) << out.toStdString();
@@ -257,7 +245,7 @@ TEST(Headless, UnreadableTaskFileIsSaidAndOldTemporaryFilesGo)
     EXPECT_FALSE(QFile::exists(st.data.file(u"【CONTROL】.ini.tmp-Xy12Zq"_s)));
     EXPECT_TRUE(QFile::exists(st.data.file(u"【TTS】.ini.tmp-Ab34Cd"_s)));
     EXPECT_TRUE(QFileInfo(st.data.file(u"【SONG】.ini"_s)).isDir());
-    EXPECT_TRUE(tav::fromGbk(st.data.bytes(u"【PLAYLOG】.txt"_s)).contains(fault));
+    EXPECT_TRUE(st.playLog().contains(fault));
 }
 
 // Starts at the same instant on one folder, under every spelling of its
@@ -345,8 +333,7 @@ TEST(Headless, RunsWithoutTheWindowLibrariesAndWithOneMediaEngineAtRest)
 // second, the first being stopped there rather than ending.
 TEST(Headless, AStartOverAnItemPlayingTakesOverOnItsSecond)
 {
-    if (nearMidnight())
-        GTEST_SKIP() << "too close to midnight";
+    SKIP_NEAR_MIDNIGHT();
     Station st;
     st.inRealTime = true;
     const QString low = st.data.file(u"low.wav"_s), high = st.data.file(u"high.wav"_s);
@@ -380,8 +367,7 @@ TEST(Headless, AStartOverAnItemPlayingTakesOverOnItsSecond)
 // speech on the voice's player, each into its own PCM file.
 TEST(Headless, BroadcastPlaysItsToneThenSpeaksAtItsSecond)
 {
-    if (nearMidnight())
-        GTEST_SKIP() << "too close to midnight";
+    SKIP_NEAR_MIDNIGHT();
     Station s;
     makeTone(s.data.file(u"TONE.wav"_s), 880, 0.5);
     const QDateTime due = QDateTime::currentDateTime().addSecs(3);
@@ -502,11 +488,9 @@ TEST(HeadlessClockSteps, StepsBothWaysStartEachTaskOnceAndEndWhatTheyJumpOver)
     EXPECT_EQ(st.starts(u"甲"_s), 1);
     EXPECT_EQ(st.starts(u"乙"_s), 1);
     EXPECT_EQ(st.starts(u"丙"_s), 1);
-    const QString log = st.playLog();
-    EXPECT_TRUE(log.contains(u"系统时钟向后跳变5秒，已开播的任务不再重复开播")) << log.toStdString();
-    EXPECT_TRUE(log.contains(u"系统时钟向前跳变1分，跳过的开播立即补上")) << log.toStdString();
-    EXPECT_TRUE(log.contains(u"系统时钟向前跳变1小时，跳过的开播立即补上")) << log.toStdString();
-    EXPECT_TRUE(log.contains(u"补播：丙，应于10:45:00开播")) << log.toStdString();
+    for (const QString &line : {u"系统时钟向后跳变5秒，已开播的任务不再重复开播"_s, u"系统时钟向前跳变1分，跳过的开播立即补上"_s,
+                                u"系统时钟向前跳变1小时，跳过的开播立即补上"_s, u"补播：丙，应于10:45:00开播"_s})
+        EXPECT_TRUE(st.playLog().contains(line)) << st.playLog().toStdString();
 }
 
 TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOneEndingInIt)
@@ -533,37 +517,29 @@ TEST(HeadlessClockSteps, SpringForwardStartsTheSkippedHoursTaskOnceAndEndsTheOne
     EXPECT_TRUE(skipped.playLog().contains(u"补播：晨钟，应于2:30:00开播，晚了30分")) << skipped.playLog().toStdString();
 }
 
-namespace {
-
-// One verb of the program, to the end.
-tav::test::Answer runVerb(const QStringList &arguments)
-{
-    return tav::test::runProgram(arguments);
-}
-
-} // namespace
-
 // The command line asks the station running on the folder; the exit status
 // says whether it took the request.
 TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
 {
-    if (nearMidnight())
-        GTEST_SKIP() << "too close to midnight";
+    SKIP_NEAR_MIDNIGHT();
     Station st;
     makeTone(st.data.file(u"TONE.wav"_s), 880, 0.3);
-    const QStringList dir{u"--data-dir"_s, st.data.path()};
+    // One verb of the program on the station's folder, to the end.
+    const auto runVerb = [&](const QStringList &arguments) {
+        return tav::test::runProgram(arguments + QStringList{u"--data-dir"_s, st.data.path()});
+    };
 
-    const tav::test::Answer none = runVerb(QStringList{u"--emergency"_s} + dir);
+    const tav::test::Answer none = runVerb(QStringList{u"--emergency"_s});
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_TRUE(none.err.contains(u"没有播放站在这个数据文件夹上运行"_s)) << none.err.toStdString();
 
     st.start();
     // Listening once it traces its first events (the idle media engine is made first).
-    ASSERT_TRUE(waitFor([&] { return runVerb(QStringList{u"--emergency-clear"_s} + dir).err.contains(u"当前没有紧急广播"_s); },
+    ASSERT_TRUE(waitFor([&] { return runVerb(QStringList{u"--emergency-clear"_s}).err.contains(u"当前没有紧急广播"_s); },
                         15000));
 
     const QDateTime asked = QDateTime::currentDateTime();
-    const tav::test::Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s} + dir);
+    const tav::test::Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s});
     ASSERT_EQ(started.exitCode, 0) << started.err.toStdString();
     EXPECT_TRUE(started.out.contains(u"紧急广播已开始"_s));
     ASSERT_TRUE(waitFor([&] { return st.traceText().contains("broadcast-playing"); }, 5000))
@@ -573,20 +549,19 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
                 static_cast<long long>(asked.msecsTo(st.stampOf(u"broadcast-playing"_s, true, asked))),
                 static_cast<long long>(asked.msecsTo(st.stampOf(u"emergency-request"_s, true, asked))));
 
-    const tav::test::Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s} + dir);
+    const tav::test::Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(refused.err.contains(u"紧急广播中，不能插播"_s)) << refused.err.toStdString();
-    const tav::test::Answer cleared = runVerb(QStringList{u"--emergency-clear"_s} + dir);
+    const tav::test::Answer cleared = runVerb(QStringList{u"--emergency-clear"_s});
     EXPECT_EQ(cleared.exitCode, 0) << cleared.err.toStdString();
-    const tav::test::Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s} + dir);
+    const tav::test::Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s});
     EXPECT_EQ(announced.exitCode, 0) << announced.err.toStdString();
-    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s} + dir).exitCode, 2);
+    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s}).exitCode, 2);
     st.stop();
 
-    const QString log = st.playLog();
-    EXPECT_TRUE(log.contains(u"紧急广播开始（本机命令行）：着火了，请从东门撤离"_s)) << log.toStdString();
-    EXPECT_TRUE(log.contains(u"紧急广播解除（本机命令行）"_s));
-    EXPECT_TRUE(log.contains(u"插播（本机命令行）：恢复正常"_s));
+    for (const QString &line : {u"紧急广播开始（本机命令行）：着火了，请从东门撤离"_s, u"紧急广播解除（本机命令行）"_s,
+                                u"插播（本机命令行）：恢复正常"_s})
+        EXPECT_TRUE(st.playLog().contains(line)) << st.playLog().toStdString();
     // The alarm was heard: the tone's pitch is in the broadcast player's output.
     EXPECT_TRUE(pitches(tav::test::DataFolder::readAll(st.pcm() + u"-broadcast"_s), {880}).contains(880));
 }

@@ -4,10 +4,11 @@
 #include "shell/autostart.h"
 #include "shell/mainform1.h"
 #include "shell/station.h"
+#include "core/ini.h"
 #include "widgets.h"
 
 // The console on a Monday morning, on a temporary data folder.
-class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes
+class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes, public tav::test::WindowDriver
 {
 protected:
     MainWindowTest() : StationFakes("2026-11-23 10:00:00") {}
@@ -34,9 +35,7 @@ protected:
         window = std::make_unique<tav::MainForm1>(*station, autoStart, video.get());
         window->startUp();
     }
-    template<typename W = QWidget>
-    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
-    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    const QObject *root() const override { return window.get(); }
     QStringList gridNames() const { return tav::test::texts(get<QTableWidget>("MSHFlexGrid1"), 1); }
     void selectTask(const QString &name)
     {
@@ -60,6 +59,18 @@ protected:
     {
         clock.set(at(when));
         emit station->ticker().second();
+    }
+    // Ticks `count` seconds one after another, the first at `from`.
+    void tickRun(const char *from, int count)
+    {
+        for (int s = 0; s < count; ++s) {
+            clock.set(at(from).addSecs(s));
+            emit station->ticker().second();
+        }
+    }
+    QString control(const QString &section, const QString &key) const
+    {
+        return tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(section, key);
     }
     QString songs;
     int taskCount = 0;

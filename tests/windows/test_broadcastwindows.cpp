@@ -14,7 +14,7 @@ namespace {
 
 // The broadcast windows over fake players and a fake voice, on Monday
 // 2026-11-23 at 08:00.
-class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig
+class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig, public tav::test::WindowDriver
 {
 protected:
     BroadcastWindows() : BroadcastRig("2026-11-23 08:00:00") {}
@@ -36,26 +36,12 @@ protected:
             return answer;
         });
     }
-    template<typename W = QWidget>
-    W *get(QWidget *in, const char *name) const { return tav::test::child<W>(in, name); }
-    template<typename W = QWidget>
-    W *get(const char *name) const { return get<W>(window.get(), name); }
-    void setText(QWidget *in, const char *name, const QString &text)
-    {
-        if (auto *line = in->findChild<QLineEdit *>(QString::fromLatin1(name)))
-            line->setText(text);
-        else if (auto *combo = in->findChild<QComboBox *>(QString::fromLatin1(name)))
-            combo->setCurrentText(text);
-        else if (auto *plain = in->findChild<QPlainTextEdit *>(QString::fromLatin1(name)))
-            plain->setPlainText(text);
-        else
-            ADD_FAILURE() << name;
-    }
+    const QObject *root() const override { return window.get(); }
     // Fills a valid new task in the editor.
     tav::frmTTSModify *newTask(const QString &name)
     {
         tav::frmTTSModify *e = window->editor();
-        get<QPushButton>("cmdAddTTSTask")->click();
+        click("cmdAddTTSTask");
         setText(e, "txtTTSName", name);
         setText(e, "txtTTSContent", u"请注意"_s);
         get<QTimeEdit>(e, "DTP_TTSTimeStart")->setTime(QTime(8, 30));
@@ -143,14 +129,14 @@ TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
     EXPECT_EQ(tasks->item(0, 1)->text(), u"08:30:07");
 
     tasks->setCurrentCell(0, 1);
-    get<QPushButton>("cmdModifyTTSTask")->click();
+    click("cmdModifyTTSTask");
     EXPECT_EQ(e->windowTitle(), u"修改播音任务");
     EXPECT_EQ(get<QComboBox>(e, "cboPriority")->currentText(), u"7");
     EXPECT_EQ(get<QTimeEdit>(e, "DTP_TTSTimeStart")->time(), QTime(8, 30)); // the priority is not part of the time
     setText(e, "cboPriority", u"2"_s);
     ASSERT_TRUE(e->save()) << lastShown().toStdString(); // its own name is no clash
     EXPECT_EQ(store.tasks()[0].timeStart, u"08:30:02");
-    get<QPushButton>("cmdViewTTSTask")->click();
+    click("cmdViewTTSTask");
     EXPECT_EQ(e->windowTitle(), u"查看播音任务");
     EXPECT_FALSE(get<QPushButton>(e, "cmdOK")->isEnabled());
 
@@ -180,7 +166,7 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
 
     get<QTextEdit>("MainTxtBox")->setPlainText(u"现在%Time到"_s);
     get<QCheckBox>("chkMTone")->setChecked(false);
-    get<QPushButton>("SpeakBtn")->click();
+    click("SpeakBtn");
     // The text shown is the one being read, placeholders filled in.
     EXPECT_EQ(get<QTextEdit>("MainTxtBox")->toPlainText(), u"现在上午8:00到");
     EXPECT_EQ(get<QLabel>("Label14")->text(), u" 字数:9");
@@ -192,11 +178,11 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
         return !sel.isEmpty() && sel.first().cursor.selectionStart() == 8;
     }, 3000));
     EXPECT_TRUE(get<QPlainTextEdit>("DebugTxtBox")->toPlainText().contains(u"  Event: Word StreamNum=1"_s));
-    get<QPushButton>("PauseBtn")->click();
+    click("PauseBtn");
     EXPECT_EQ(get<QPushButton>("PauseBtn")->text(), u"Resume");
-    get<QPushButton>("PauseBtn")->click();
+    click("PauseBtn");
     EXPECT_EQ(get<QPushButton>("PauseBtn")->text(), u"Pause");
-    get<QPushButton>("StopBtn")->click();
+    click("StopBtn");
     EXPECT_FALSE(broadcaster.isBusy());
     EXPECT_TRUE(get<QTextEdit>("MainTxtBox")->extraSelections().isEmpty());
 
@@ -204,13 +190,13 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
     auto *reading = get<QPlainTextEdit>("ReadingTxtBox");
     EXPECT_FALSE(reading->isVisibleTo(window.get()));
     get<QTextEdit>("MainTxtBox")->setPlainText(u"请到银行3号窗口"_s);
-    get<QPushButton>("ReadingBtn")->click();
+    click("ReadingBtn");
     ASSERT_TRUE(QTest::qWaitFor([&] { return reading->isVisibleTo(window.get()); }, 5000));
     EXPECT_EQ(reading->toPlainText(), u"qing3 dao4 yin2 hang2 san1 hao4 chuang1 kou3");
 
     // An empty text is refused with its message.
     get<QTextEdit>("MainTxtBox")->clear();
-    get<QPushButton>("SpeakBtn")->click();
+    click("SpeakBtn");
     EXPECT_EQ(lastShown(), u"提示|朗读内容不能为空");
 
     // The menus' dialogs: titles and filters as they stand.
@@ -250,7 +236,7 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
 {
     open();
     tav::frmPresentation *p = window->scriptEditor();
-    get<QPushButton>("cmdAddPstn")->click();
+    click("cmdAddPstn");
     EXPECT_EQ(p->windowTitle(), u"增加文稿");
     setText(p, "txtPstnTitle", u"防火"_s);
     EXPECT_FALSE(p->save());
@@ -260,7 +246,7 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     EXPECT_EQ(tav::IniFile(d.file(u"【PRESENTATION】.ini"_s)).value(u"Presentation1"_s, u"PresentationName"_s),
               u"防火");
     EXPECT_EQ(d.bytes(u"防火.txt"_s), tav::toGbk(u"注意用火安全\r\n"_s));
-    get<QPushButton>("cmdAddPstn")->click();
+    click("cmdAddPstn");
     setText(p, "txtPstnTitle", u"防火"_s);
     setText(p, "txtPstnText", u"x"_s);
     EXPECT_FALSE(p->save());
@@ -282,20 +268,20 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     setText(p, "txtPstnTitle", u"防汛"_s);
     ASSERT_TRUE(p->save());
     // A long script (100 KB) is kept whole.
-    get<QPushButton>("cmdAddPstn")->click();
+    click("cmdAddPstn");
     setText(p, "txtPstnTitle", u"长稿"_s);
     setText(p, "txtPstnText", QString(51200, u'长'));
     ASSERT_TRUE(p->save());
     EXPECT_EQ(scripts.text(u"长稿"_s).size(), 51200);
     prompt.answers = {true};
     get<QTableWidget>("HFGd_Presentation")->setCurrentCell(2, 0);
-    get<QPushButton>("cmdDelPstn")->click();
+    click("cmdDelPstn");
 
     // Rename: no file left under the old title.
     auto *grid = get<QTableWidget>("HFGd_Presentation");
     ASSERT_EQ(grid->rowCount(), 2);
     grid->setCurrentCell(0, 0);
-    get<QPushButton>("cmdEditPstn")->click();
+    click("cmdEditPstn");
     EXPECT_EQ(p->windowTitle(), u"编辑文稿");
     setText(p, "txtPstnTitle", u"冬季防火"_s);
     ASSERT_TRUE(p->save());
@@ -304,25 +290,25 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
 
     // Search messages.
     setText(window.get(), "txtFindPstn", QString());
-    get<QPushButton>("cmdFindPstn")->click();
+    click("cmdFindPstn");
     EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
     setText(window.get(), "txtFindPstn", u"地震"_s);
-    get<QPushButton>("cmdFindPstn")->click();
+    click("cmdFindPstn");
     EXPECT_EQ(lastShown(), u"提示|没有查找到任务");
 
     // Delete, never the last one.
     prompt.answers = {true};
     grid->setCurrentCell(1, 0);
-    get<QPushButton>("cmdDelPstn")->click();
+    click("cmdDelPstn");
     EXPECT_EQ(grid->rowCount(), 1);
     EXPECT_FALSE(QFile::exists(d.file(u"防汛.txt"_s)));
     grid->setCurrentCell(0, 0);
-    get<QPushButton>("cmdDelPstn")->click();
+    click("cmdDelPstn");
     EXPECT_EQ(lastShown(), u"提示|至少保留一条任务");
     EXPECT_EQ(grid->rowCount(), 1);
 
     // A script becomes a new broadcast task with its text.
-    get<QPushButton>("cmdViewPstn")->click();
+    click("cmdViewPstn");
     get<QPushButton>(p, "cmdMakeTask")->click();
     EXPECT_EQ(window->editor()->windowTitle(), u"新增播音任务");
     EXPECT_EQ(get<QPlainTextEdit>(window->editor(), "txtTTSContent")->toPlainText(), u"注意用火安全");
@@ -336,26 +322,26 @@ TEST_F(BroadcastWindows, TaskListSortsDeletesAndSearches)
     auto *grid = get<QTableWidget>("HFGd_TTS");
     ASSERT_EQ(grid->rowCount(), 2);
     prompt.answers = {true};
-    get<QPushButton>("cmdSaveTTSList")->click();
+    click("cmdSaveTTSList");
     EXPECT_TRUE(prompt.shown.contains(u"提示|是否按开始时间排序及保存列表"_s));
     EXPECT_EQ(lastShown(), u"提示|保存已完成");
     EXPECT_EQ(grid->item(0, 4)->text(), u"早安");
     EXPECT_EQ(tav::IniFile(dir.tts()).value(u"TTS1"_s, u"TTS_Name"_s), u"早安");
 
     setText(window.get(), "txtFindTTSTask", u"午"_s);
-    get<QPushButton>("cmdFindTTSTask")->click();
+    click("cmdFindTTSTask");
     EXPECT_TRUE(grid->item(1, 4)->isSelected());
     EXPECT_FALSE(grid->item(0, 4)->isSelected());
     setText(window.get(), "txtFindTTSTask", QString());
-    get<QPushButton>("cmdFindTTSTask")->click();
+    click("cmdFindTTSTask");
     EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
 
     grid->setCurrentCell(1, 0);
     prompt.answers = {true};
-    get<QPushButton>("cmdDelTTSTask")->click();
+    click("cmdDelTTSTask");
     ASSERT_EQ(grid->rowCount(), 1);
     grid->setCurrentCell(0, 0);
-    get<QPushButton>("cmdDelTTSTask")->click();
+    click("cmdDelTTSTask");
     EXPECT_EQ(lastShown(), u"提示|至少保留一条任务");
     EXPECT_EQ(store.tasks().size(), 1);
 }

@@ -16,7 +16,7 @@ using tav::test::bytesOf;
 using tav::test::put;
 
 // The backup window on a station folder, with a backup folder beside it.
-class BackupWindowTest : public ::testing::Test
+class BackupWindowTest : public ::testing::Test, public tav::test::WindowDriver
 {
 protected:
     QTemporaryDir station, backupDir;
@@ -43,8 +43,7 @@ protected:
         });
         window->setExit([this] { ++exits; });
     }
-    template<typename W = QWidget>
-    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
+    const QObject *root() const override { return window.get(); }
     bool enabled(const char *name) const { return get<QPushButton>(name)->isEnabled(); }
     // Clicks and waits for the work the click started.
     bool clickAndWait(const char *name)
@@ -105,7 +104,7 @@ TEST_F(BackupWindowTest, FoldersAreCheckedInOrderBeforeAnySearch)
         EXPECT_FALSE(window->isBusy());
         // The backup button checks the same way.
         prompt.shown.clear();
-        get<QPushButton>("Command4")->click();
+        click("Command4");
         EXPECT_EQ(prompt.shown, QStringList{u"警告|"_s + c.message});
     }
     // Nothing was searched, nothing copied, the last results stay.
@@ -118,7 +117,7 @@ TEST_F(BackupWindowTest, PickedFoldersAreRememberedAndTheComparisonListsTheFiles
     chosen = {backupDir.path()};
     window->openForBackup();
     EXPECT_EQ(get<QLineEdit>("Text1")->text(), station.path()); // the data folder by default
-    get<QPushButton>("Command2")->click();
+    click("Command2");
     // The hint comes before the picker.
     EXPECT_EQ(prompt.shown, QStringList{u"提示|请保证所选的路径文件夹是空文件的，否则新建文件夹再备份任务"_s});
     EXPECT_EQ(get<QLineEdit>("Text2")->text(), backupDir.path());
@@ -158,13 +157,14 @@ TEST_F(BackupWindowTest, BackupCopiesTheDataFilesWithTheirFolders)
     EXPECT_EQ(exits, 0);
 }
 
-TEST_F(BackupWindowTest, RestoreAnsweredNoChangesNothing)
+TEST_F(BackupWindowTest, RestoreAsksFirstThenBringsTheFilesBackSetsTheOldAsideAndEnds)
 {
     put(backupDir.filePath(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=旧任务\r\n");
+    put(backupDir.filePath(u"旧任务.ini"_s), "[多媒体文件数量]\r\n数量=0\r\n");
     get<QLineEdit>("Text2")->setText(backupDir.path());
     window->openForRestore();
     prompt.answers = {false};
-    get<QPushButton>("Command5")->click();
+    click("Command5");
     ASSERT_EQ(prompt.shown.size(), 1);
     EXPECT_EQ(prompt.shown[0],
               u"警告|该操作会删除软件根目录下所有（*.ini）和（*.txt）原文件内容并会退出软件，需要您手动运行软件才能生效，您真的要执行吗？"_s);
@@ -174,14 +174,8 @@ TEST_F(BackupWindowTest, RestoreAnsweredNoChangesNothing)
     EXPECT_EQ(QDir(station.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
               (QStringList{u"media"_s, u"字幕"_s}));
     EXPECT_EQ(exits, 0);
-}
 
-TEST_F(BackupWindowTest, RestoreYesBringsTheFilesBackSetsTheOldAsideAndEnds)
-{
-    put(backupDir.filePath(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=旧任务\r\n");
-    put(backupDir.filePath(u"旧任务.ini"_s), "[多媒体文件数量]\r\n数量=0\r\n");
-    get<QLineEdit>("Text2")->setText(backupDir.path());
-    window->openForRestore();
+    // Answered yes: the files come back, the old ones are set aside, the program ends.
     prompt.answers = {true};
     ASSERT_TRUE(clickAndWait("Command5"));
     EXPECT_EQ(exits, 1);
@@ -190,9 +184,9 @@ TEST_F(BackupWindowTest, RestoreYesBringsTheFilesBackSetsTheOldAsideAndEnds)
     EXPECT_FALSE(QFile::exists(station.filePath(u"早操.ini"_s)));
     const QString aside = station.filePath(u"还原前的文件_20261124_093000"_s);
     EXPECT_EQ(bytesOf(aside + u"/早操.ini"_s), QByteArray("[多媒体文件数量]\r\n数量=0\r\n"));
-    ASSERT_EQ(prompt.shown.size(), 2);
-    EXPECT_TRUE(prompt.shown[1].startsWith(u"提示|已完成操作，退出软件！"_s)) << prompt.shown[1].toStdString();
-    EXPECT_TRUE(prompt.shown[1].contains(aside)) << prompt.shown[1].toStdString();
+    ASSERT_EQ(prompt.shown.size(), 3);
+    EXPECT_TRUE(prompt.shown[2].startsWith(u"提示|已完成操作，退出软件！"_s)) << prompt.shown[2].toStdString();
+    EXPECT_TRUE(prompt.shown[2].contains(aside)) << prompt.shown[2].toStdString();
 }
 
 namespace {

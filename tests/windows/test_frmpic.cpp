@@ -49,7 +49,7 @@ quint32 crc32(const QByteArray &bytes)
 
 } // namespace
 
-class PicturesWindow : public ::testing::Test, protected tav::test::PlaybackRig
+class PicturesWindow : public ::testing::Test, protected tav::test::PlaybackRig, public tav::test::WindowDriver
 {
 protected:
     PicturesWindow() : PlaybackRig("2026-11-23 10:00:00") {}
@@ -63,9 +63,7 @@ protected:
         window = std::make_unique<tav::frmPic>(show, prompt);
         window->setFileChooser([this](const QString &, const QString &) { return chosen; });
     }
-    template<typename W = QWidget>
-    W *get(const char *name) const { return tav::test::child<W>(window.get(), name); }
-    void click(const char *name) { get<QAbstractButton>(name)->click(); }
+    const QObject *root() const override { return window.get(); }
     QStringList items(const char *list) const { return tav::test::texts(get<QListWidget>(list)); }
     void type(const char *combo, const QString &text) { get<QComboBox>(combo)->setEditText(text); }
 };
@@ -84,7 +82,7 @@ TEST_F(PicturesWindow, OpensWithTheFilesListsAndOptions)
     EXPECT_FALSE(get<QCheckBox>("chkNoDatePlay")->isChecked());
 }
 
-TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeAndLeavesTheFile)
+TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeOrAnUnwritableFileAndLeavesTheFile)
 {
     d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
     const QByteArray before = d.bytes(u"【IMAGE】.ini"_s);
@@ -116,14 +114,11 @@ TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeAndLeavesTheFile)
     type("cboSwithTime", u"60"_s);
     click("cmdSave");
     EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片切换时间=60\r\n"));
-}
 
-TEST_F(PicturesWindow, AFileThatCannotBeWrittenIsSaidAndLogged)
-{
+    // A file that cannot be written is said and logged.
+    QFile::remove(d.file(u"【IMAGE】.ini"_s));
     ASSERT_TRUE(QDir(d.path()).mkdir(u"【IMAGE】.ini"_s)); // a folder where the file should be
-    open();
-    type("cboSwithTime", u"10"_s);
-    type("cboPicVol", u"30000"_s);
+    prompt.shown.clear();
     click("cmdSave");
     EXPECT_EQ(prompt.shown, QStringList{u"提示|写文件时出错"_s});
     EXPECT_TRUE(log.text().contains(u"【IMAGE】.ini"));

@@ -36,6 +36,12 @@ protected:
                                          .arg(h, w, t, l));
     }
     QWidget *videoParent() const { return play->video()->parentWidget(); }
+    void startFull()
+    {
+        start();
+        play->show();
+        full->showFull();
+    }
 };
 
 // The stored pixels as they stand; missing or non-numeric values count 0.
@@ -158,9 +164,7 @@ TEST_F(PlayerWindowTest, TheOneVideoMovesBetweenTheWindows)
 
 TEST_F(PlayerWindowTest, LeavingFullScreenAsksFirst)
 {
-    start();
-    play->show();
-    full->showFull();
+    startFull();
     QSignalSpy left(full.get(), &tav::frmFullMV::fullScreenLeft);
 
     prompt.answers = {false};
@@ -190,9 +194,7 @@ TEST_F(PlayerWindowTest, LeavingFullScreenAsksFirst)
 
 TEST_F(PlayerWindowTest, HidingThePlayerWindowWhileFullReturnsAfterTheTip)
 {
-    start();
-    play->show();
-    full->showFull();
+    startFull();
     QSignalSpy returned(full.get(), &tav::frmFullMV::returnedToMain);
     auto *tips = full->findChild<QLabel *>(u"lblTips"_s);
     ASSERT_NE(tips, nullptr);

@@ -51,7 +51,7 @@ TEST_F(MainWindowTest, OptionsAreWrittenOnClickAndComeBackAtTheNextStart)
 {
     start();
     click("chkNetTime");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"netTime"_s, u"netTimeOnOff"_s), u"1");
+    EXPECT_EQ(control(u"netTime"_s, u"netTimeOnOff"_s), u"1");
     click("ChkSaturday");
     get<QTimeEdit>("DTPCloseTime")->setTime(QTime(17, 45));
     click("chkCloseComputer");
@@ -80,11 +80,11 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheEditorIsMadeOnce)
     ASSERT_NE(strip, nullptr);
     EXPECT_FALSE(strip->isVisible());
     click("chkScrollOpen");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"1");
+    EXPECT_EQ(control(u"复选控制"_s, u"滚动文字"_s), u"1");
     EXPECT_TRUE(strip->isVisible());
     EXPECT_EQ(strip->caption(), u"欢迎"_s);
     click("chkScrollOpen");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"滚动文字"_s), u"0");
+    EXPECT_EQ(control(u"复选控制"_s, u"滚动文字"_s), u"0");
     EXPECT_FALSE(strip->isVisible());
 
     // Switched on, the captions run from the start.
@@ -130,6 +130,12 @@ TEST_F(MainWindowTest, ToolWindowsOpenOnceAndComeBack)
         EXPECT_TRUE(opened->isVisible()) << c.window;
         EXPECT_EQ(window->findChildren<QWidget *>(QString::fromLatin1(c.window)).size(), 1) << c.window;
         opened->close();
+    }
+    // The backup window opens for one direction from each of its menus.
+    for (bool backup : {true, false}) {
+        fire(backup ? "mnuBakTasks" : "mnuImportTasks");
+        EXPECT_EQ(get<QPushButton>("Command4")->isEnabled(), backup);
+        EXPECT_EQ(get<QPushButton>("Command5")->isEnabled(), !backup);
     }
 }
 
@@ -336,11 +342,10 @@ TEST_F(MainWindowTest, FreshStationShowsVideoWhereItsSettingsSay)
     addTask(u"铃声"_s, u"10:30:00"_s, u"10:40:00"_s, {u"/m/bell.mp3"_s});
     addTask(u"宣传片"_s, u"11:00:00"_s, u"11:10:00"_s, {u"/m/film.mp4"_s});
     start(true);
-    const tav::IniFile control(d.file(u"【CONTROL】.ini"_s));
     const tav::Settings::PlayWindowPlace fresh = tav::frmPlay::freshPlace();
     EXPECT_GE(fresh.width, 320);
-    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayWidth"_s), QString::number(fresh.width));
-    EXPECT_EQ(control.value(u"复选控制"_s, u"是否使用设定的音量"_s), u"1");
+    EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayWidth"_s), QString::number(fresh.width));
+    EXPECT_EQ(control(u"复选控制"_s, u"是否使用设定的音量"_s), u"1");
     EXPECT_FALSE(video->isVisible()); // nothing to show yet
     EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"显示视窗");
 
@@ -353,9 +358,9 @@ TEST_F(MainWindowTest, FreshStationShowsVideoWhereItsSettingsSay)
     EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"隐藏视窗");
 
     // A file with values keeps them at the next start.
-    control.setValue(u"播放窗口尺寸"_s, u"PlayWidth"_s, u"640"_s);
+    tav::IniFile(d.file(u"【CONTROL】.ini"_s)).setValue(u"播放窗口尺寸"_s, u"PlayWidth"_s, u"640"_s);
     start();
-    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"640");
+    EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"640");
 }
 
 TEST_F(MainWindowTest, PlayerWindowButtonsAndItsSavedSize)
@@ -369,18 +374,17 @@ TEST_F(MainWindowTest, PlayerWindowButtonsAndItsSavedSize)
     EXPECT_EQ(get<QPushButton>("cmdOpenPlayWindow")->text(), u"显示视窗");
     click("cmdOpenPlayWindow");
 
-    const tav::IniFile control(d.file(u"【CONTROL】.ini"_s));
-    const QString freshHeight = control.value(u"播放窗口尺寸"_s, u"PlayHeight"_s);
+    const QString freshHeight = control(u"播放窗口尺寸"_s, u"PlayHeight"_s);
     get<QLineEdit>("txtPlayHeight")->setText(u"abc"_s);
     click("cmdSeveSize");
     EXPECT_EQ(prompt.shown.last(), u"提示|输入有误，请重新输入");
-    EXPECT_EQ(control.value(u"播放窗口尺寸"_s, u"PlayHeight"_s), freshHeight);
+    EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayHeight"_s), freshHeight);
     const char *fields[4] = {"txtPlayHeight", "txtPlayWidth", "txtPlayTop", "txtPlayLeft"};
     const QString values[4] = {u"600"_s, u"800"_s, u"10"_s, u"20"_s};
     for (int i = 0; i < 4; ++i)
         get<QLineEdit>(fields[i])->setText(values[i]);
     click("cmdSeveSize");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"800");
+    EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"800");
     QCoreApplication::processEvents(); // the player window places itself once for the four values
     EXPECT_EQ(video->geometry(), QRect(20, 10, 800, 600));
 
@@ -405,7 +409,7 @@ TEST_F(MainWindowTest, TypingAWholeTimeGivesThatTime)
         return picker->time();
     };
     EXPECT_EQ(typeWhole(u"2:05:00"_s), QTime(2, 5, 0));
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"广告时间选项"_s, u"PicStartTime"_s), u"2:05:00");
+    EXPECT_EQ(control(u"广告时间选项"_s, u"PicStartTime"_s), u"2:05:00");
     EXPECT_EQ(typeWhole(u"143015"_s), QTime(14, 30, 15));
     EXPECT_EQ(typeWhole(u"7:5"_s), QTime(7, 5, 0));
     EXPECT_EQ(typeWhole(u"29:61"_s), QTime(2, 6, 0)); // impossible digits are refused
@@ -719,21 +723,6 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 2);
 }
 
-TEST_F(MainWindowTest, BackupMenusOpenOneDirectionAndTheClockStatusWarns)
-{
-    start();
-    auto *health = get<QPushButton>("lblTimeHealth");
-    EXPECT_EQ(health->text(), u"时钟：从未校时"_s);
-    EXPECT_TRUE(health->property("warning").toBool()); // red, in every look
-
-    get<QAction>("mnuBakTasks")->trigger();
-    EXPECT_TRUE(get<QPushButton>("Command4")->isEnabled());
-    EXPECT_FALSE(get<QPushButton>("Command5")->isEnabled());
-    get<QAction>("mnuImportTasks")->trigger();
-    EXPECT_FALSE(get<QPushButton>("Command4")->isEnabled());
-    EXPECT_TRUE(get<QPushButton>("Command5")->isEnabled());
-}
-
 TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
 {
     start();
@@ -742,12 +731,14 @@ TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
     station->timeKeeper().setServers({server.address()});
     station->timeKeeper().recheck();
     EXPECT_EQ(station->timeKeeper().current(), nullptr); // the switch is off
+    auto *health = get<QPushButton>("lblTimeHealth");
+    EXPECT_EQ(health->text(), u"时钟：从未校时"_s);
+    EXPECT_TRUE(health->property("warning").toBool()); // red, in every look
 
     click("chkNetTime");
     station->timeKeeper().recheck(); // never checked: due at once
     ASSERT_TRUE(QTest::qWaitFor([&] { return setter.set.size() == 1; }, 5000));
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->timeKeeper().current() == nullptr; }, 5000));
-    auto *health = get<QPushButton>("lblTimeHealth");
     EXPECT_TRUE(health->text().endsWith(u"已校时"_s)) << health->text().toStdString();
     EXPECT_FALSE(health->property("warning").toBool());
     EXPECT_TRUE(station->log().text().contains(u"网络校时已成功"_s));
@@ -777,7 +768,7 @@ TEST_F(MainWindowTest, BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList)
     auto *label = tts->findChild<QLabel *>(u"lblWaitList"_s);
     EXPECT_EQ(label->text(), u"播音已停止，如果要开启请到主控面板操作！");
     click("chkTTS");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"播音"_s), u"1");
+    EXPECT_EQ(control(u"复选控制"_s, u"播音"_s), u"1");
     EXPECT_TRUE(QTest::qWaitFor([&] { return label->text() == u"今日待执行的任务，共:1条"; }, 10000))
         << label->text().toStdString();
     // The switch on, the broadcast fires at its second through the station's clockwork.
@@ -794,7 +785,7 @@ TEST_F(MainWindowTest, ThePictureSwitchRunsTheIdleContent)
     start();
     // Between tasks: ticking 显示图片 starts the slideshow's music, unticking stops it.
     click("chkPic");
-    EXPECT_EQ(tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(u"复选控制"_s, u"显示图片"_s), u"1");
+    EXPECT_EQ(control(u"复选控制"_s, u"显示图片"_s), u"1");
     EXPECT_EQ(station->slideshow().source(), tav::Slideshow::Source::Idle);
     EXPECT_TRUE(station->log().text().endsWith(u"开播：广告内容"));
     station->slideshow().startMusic();
@@ -823,8 +814,7 @@ TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
 
     // Pictures on the screen keep the screen saver away, though the player is quiet.
     const auto saver = [this] { return window->findChild<tav::LogoControls *>()->overlay()->isScreenSaver(); };
-    for (int s = 1; s <= 9; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:01", 9);
     EXPECT_FALSE(saver());
 
     tickAt("2026-11-23 10:30:00");
@@ -835,8 +825,7 @@ TEST_F(MainWindowTest, PlayerWindowComesUpWithTheSlideshowBetweenTasks)
     EXPECT_TRUE(panel->isVisible());
 
     get<QCheckBox>("chkPic")->click(); // off: the quiet spell counts again
-    for (int s = 12; s <= 17; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:30:%1"_s.arg(s)));
+    tickRun("2026-11-23 10:30:12", 6);
     EXPECT_TRUE(saver());
 }
 

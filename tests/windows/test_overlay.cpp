@@ -55,14 +55,19 @@ protected:
     tav::test::DataFolder d;
     tav::DataDir dir{d.path()};
     std::unique_ptr<tav::frmTopMost> overlay = std::make_unique<tav::frmTopMost>(dir);
+    void showLogo(QPoint place = {})
+    {
+        saveLogo(d);
+        overlay->loadPictures();
+        if (!place.isNull())
+            overlay->placeAt(place);
+        overlay->setLogoShown(true);
+    }
 };
 
 TEST_F(TopMostTest, GreyOfTheLogoIsSeeThroughAndTheLighterGreyIsNot)
 {
-    saveLogo(d);
-    overlay->loadPictures();
-    overlay->placeAt({30, 40});
-    overlay->setLogoShown(true);
+    showLogo({30, 40});
     ASSERT_TRUE(overlay->hasLogo());
     EXPECT_TRUE(overlay->isVisible());
     EXPECT_EQ(overlay->geometry(), QRect(30, 40, 40, 20));
@@ -83,7 +88,7 @@ TEST_F(TopMostTest, GreyOfTheLogoIsSeeThroughAndTheLighterGreyIsNot)
     EXPECT_FALSE(overlay->isVisible());
 }
 
-TEST_F(TopMostTest, MissingPicturesLeaveNothingToShow)
+TEST_F(TopMostTest, MissingPicturesLeaveNothingToShowAndTheBackgroundGoesBehindTheLogo)
 {
     overlay->loadPictures();
     overlay->setLogoShown(true);
@@ -97,10 +102,8 @@ TEST_F(TopMostTest, MissingPicturesLeaveNothingToShow)
     overlay->loadPictures();
     EXPECT_FALSE(overlay->hasLogo());
     EXPECT_FALSE(overlay->isVisible());
-}
 
-TEST_F(TopMostTest, BackgroundPictureBehindTheLogo)
-{
+    // The background picture goes behind the logo.
     saveLogo(d);
     QImage background(80, 60, QImage::Format_RGB32);
     background.fill(0xFF2040C0);
@@ -123,11 +126,9 @@ TEST_F(TopMostTest, BackgroundPictureBehindTheLogo)
     EXPECT_EQ(overlay->size(), QSize(80, 60));
 }
 
-TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
+TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBack)
 {
-    saveLogo(d);
-    overlay->loadPictures();
-    overlay->setLogoShown(true);
+    showLogo();
     tav::ClockFont font;
     font.colorRef = tav::ColorRef::of(255, 255, 255);
     overlay->setClockFont(font);
@@ -166,16 +167,12 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecond)
     EXPECT_EQ(clock->pos(), QPoint(0, 0));
     overlay->setClockShown(false);
     EXPECT_FALSE(overlay->isVisible());
-}
 
-TEST_F(TopMostTest, ClockFontThatDoesNotExistFallsBack)
-{
-    tav::ClockFont font;
+    // A font that does not exist falls back to the default family.
     font.name = u"没有这种字体 Nowhere Sans"_s;
     font.size = 30;
     font.italic = true;
     overlay->setClockFont(font);
-    const QLabel *clock = overlay->findChild<QLabel *>(u"lblTime"_s);
     EXPECT_EQ(clock->font().family(), QApplication::font().family());
     EXPECT_EQ(clock->font().pointSize(), 30);
     EXPECT_TRUE(clock->font().italic());
@@ -187,10 +184,7 @@ TEST_F(TopMostTest, ClockFontThatDoesNotExistFallsBack)
 
 TEST_F(TopMostTest, ScreenSaverCoversTheAreaAndClicksEndIt)
 {
-    saveLogo(d);
-    overlay->loadPictures();
-    overlay->placeAt({100, 50});
-    overlay->setLogoShown(true);
+    showLogo({100, 50});
     overlay->setScreenSaver(true, QRect(0, 0, 640, 480));
     EXPECT_TRUE(overlay->isVisible());
     EXPECT_EQ(overlay->geometry(), QRect(0, 0, 640, 480));
@@ -267,10 +261,6 @@ class LogoConsoleTest : public MainWindowTest
 {
 protected:
     tav::frmTopMost *overlay() const { return window->findChild<tav::LogoControls *>()->overlay(); }
-    QString control(const QString &section, const QString &key) const
-    {
-        return tav::IniFile(tav::DataDir(d.path()).control()).value(section, key);
-    }
     void placeLogo(const QString &top, const QString &left)
     {
         get<QLineEdit>("txtLogoTop")->setText(top);
@@ -405,8 +395,7 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     start();
     get<QCheckBox>("chkPingBao")->click();
     EXPECT_EQ(control(u"复选控制"_s, u"屏保"_s), u"1");
-    for (int s = 1; s < tav::LogoControls::kSaverDelaySeconds; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:0%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:01", tav::LogoControls::kSaverDelaySeconds - 1);
     EXPECT_FALSE(overlay()->isScreenSaver());
     tickAt("2026-11-23 10:00:05");
     EXPECT_TRUE(overlay()->isScreenSaver());
@@ -415,26 +404,22 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     player.open(u"/tmp/a.mp3"_s);
     player.play();
     EXPECT_FALSE(overlay()->isScreenSaver()); // at once, not at the next second
-    for (int s = 10; s < 20; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:10", 10);
     EXPECT_FALSE(overlay()->isScreenSaver());
     player.finish();
-    for (int s = 20; s < 25; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:20", 5);
     EXPECT_TRUE(overlay()->isScreenSaver());
 
     // A click ends it until the next quiet spell after playing.
     QTest::mouseClick(overlay(), Qt::LeftButton, {}, QPoint(10, 10));
     EXPECT_FALSE(overlay()->isScreenSaver());
-    for (int s = 30; s < 50; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:30", 20);
     EXPECT_FALSE(overlay()->isScreenSaver());
 
     get<QCheckBox>("chkPingBao")->click();
     player.play();
     player.finish();
-    for (int s = 50; s < 60; ++s)
-        tickAt(qPrintable(u"2026-11-23 10:00:%1"_s.arg(s)));
+    tickRun("2026-11-23 10:00:50", 10);
     EXPECT_FALSE(overlay()->isScreenSaver()); // switched off
 }
 

@@ -52,4 +52,29 @@ inline QStringList texts(const QTableWidget *grid, int column)
     return all;
 }
 
+// Finds and drives the named controls of the window a fixture names with `root()`.
+class WindowDriver
+{
+public:
+    virtual ~WindowDriver() = default;
+    virtual const QObject *root() const = 0;
+    template<typename W = QWidget>
+    W *get(const char *name) const { return child<W>(root(), name); }
+    template<typename W = QWidget>
+    W *get(const QObject *in, const char *name) const { return child<W>(in, name); }
+    void click(const char *name) const { get<QAbstractButton>(name)->click(); }
+    // Types into the named line, combo box or text field under `in`.
+    void setText(const QObject *in, const char *name, const QString &text) const
+    {
+        if (auto *line = in->findChild<QLineEdit *>(QString::fromLatin1(name)))
+            line->setText(text);
+        else if (auto *combo = in->findChild<QComboBox *>(QString::fromLatin1(name)))
+            combo->setCurrentText(text);
+        else if (auto *plain = in->findChild<QPlainTextEdit *>(QString::fromLatin1(name)))
+            plain->setPlainText(text);
+        else
+            ADD_FAILURE() << name;
+    }
+};
+
 } // namespace tav::test
