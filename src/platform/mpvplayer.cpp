@@ -1,5 +1,7 @@
 #include "platform/mpvplayer.h"
 
+#include <QDateTime>
+
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QMetaObject>
@@ -388,8 +390,11 @@ void MpvPlayer::announce()
     m_announced = true;
     const QString name = itemName();
     trace(u"playing"_s, name);
+    // Handed over now ("playing"); heard the output's latency later.
     const qint64 latency = m_heard.latencyMs();
-    trace(u"heard"_s, (latency < 0 ? u"?"_s : QString::number(latency)) + u" ms"_s);
+    trace(u"heard"_s, latency < 0 ? u"? ms"_s
+                                  : u"%1 ms, at %2"_s.arg(latency).arg(QDateTime::currentDateTime().addMSecs(latency).toString(
+                                        u"HH:mm:ss.zzz"_s)));
     emit mediaStarted(name);
 }
 
@@ -509,10 +514,11 @@ void MpvPlayer::prepare(const QString &url)
 void MpvPlayer::open(const QString &url)
 {
     const bool prepared = !m_prepared.isEmpty() && url == m_prepared && m_generation == m_preparedGeneration
-                          && m_state == State::Paused;
+                          && m_state != State::Stopped;
     m_prepared.clear();
     if (prepared) {
-        // Loaded and waiting at its first sample: only the pause goes.
+        // Loaded and waiting at its first sample: only the pause goes (or
+        // went already, ahead of the second, by the output's latency).
         play();
         return;
     }
