@@ -80,6 +80,7 @@ def main():
     ap.add_argument("--path", default="all", choices=["all", "local", "web"])
     ap.add_argument("--player-option", action="append", default=[])
     ap.add_argument("--keep", action="store_true")
+    ap.add_argument("--verbose", action="store_true", help="each round's times")
     args = ap.parse_args()
     args.bin = os.path.abspath(args.bin)
     args.client = os.path.abspath(args.client or args.bin)
@@ -130,6 +131,9 @@ def main():
                 continue
             delays.append((onset - t) * 1000)
             got = [r for r in received if t - 0.05 <= r <= onset + 0.05]
+            if args.verbose:
+                print(f"  {p} at {time.strftime('%H:%M:%S', time.localtime(t))}.{int(t % 1 * 1000):03d}: station "
+                      f"{'-' if not got else f'{(got[0] - t) * 1000:.1f}'} ms, sound {(onset - t) * 1000:.1f} ms")
             if got:
                 reached.append((got[0] - t) * 1000)
                 inside.append((onset - got[0]) * 1000)
