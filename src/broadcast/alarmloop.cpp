@@ -31,11 +31,20 @@ AlarmLoop::AlarmLoop(const Clock &clock, const DataDir &dir, MediaPlayer &player
     m_rearm.setSingleShot(true);
     connect(&m_rearm, &QTimer::timeout, this, &AlarmLoop::holdFirst);
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State state) {
+        if (state == MediaPlayer::State::Playing || state == MediaPlayer::State::Loading) {
+            m_held.clear(); // taken by whoever opened it
+            m_dropped = false;
+        }
         if (state == MediaPlayer::State::Stopped && !m_opening) {
-            if (m_step == Step::Idle)
-                rearm();
-            else
+            if (m_step != Step::Idle) {
                 onStopped();
+            } else if (!m_held.isEmpty() && m_heldSince.isValid() && m_heldSince.elapsed() < kDroppedWithinMs) {
+                m_held.clear(); // the engine would not keep it (a buffer deeper than the item): not again now
+                m_dropped = true;
+            } else {
+                m_held.clear();
+                rearm();
+            }
         }
     });
     connect(&m_player, &MediaPlayer::errorOccurred, this, &AlarmLoop::onError);
@@ -54,6 +63,7 @@ void AlarmLoop::prepare(const AlarmContent &content)
     if (content == m_content && (isReady() || m_ticket != 0))
         return;
     m_content = content;
+    m_dropped = false; // a new first item may be kept
     if (!m_readingPath.isEmpty())
         QFile::remove(std::exchange(m_readingPath, QString()));
     m_ticket = 0;
@@ -157,7 +167,7 @@ void AlarmLoop::rearm()
 
 void AlarmLoop::holdFirst()
 {
-    if (!m_keepReady || m_step != Step::Idle)
+    if (!m_keepReady || m_step != Step::Idle || m_dropped)
         return;
     const QString first = firstItem();
     const bool paused = m_player.state() == MediaPlayer::State::Paused;
@@ -176,8 +186,10 @@ void AlarmLoop::holdFirst()
     m_opening = true;
     m_player.prepare(first);
     m_opening = false;
-    if (m_player.state() == MediaPlayer::State::Paused && m_player.currentUrl() == first)
+    if (m_player.state() == MediaPlayer::State::Paused && m_player.currentUrl() == first) {
         m_held = first;
+        m_heldSince.start();
+    }
 }
 
 void AlarmLoop::start(const AlarmContent &content)

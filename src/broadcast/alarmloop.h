@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -42,7 +43,9 @@ struct AlarmContent
 //   lets the pause go. The player is shared: whatever else is opened on it
 //   drops what waits, and once it has stood stopped the first item is held
 //   again, just after a second (off the second itself); a new reading (the
-//   settings changed) takes the place of the old one.
+//   settings changed) takes the place of the old one. An item the engine
+//   itself lets go soon after (decoded whole into a deeper buffer) is not
+//   held again until the player has been used.
 class AlarmLoop : public QObject
 {
     Q_OBJECT
@@ -65,6 +68,9 @@ public:
     QString held() const;
     // How long after a second the first item is held again (ms).
     static constexpr int kRearmAfterSecondMs = 150;
+    // A held item that stops this soon without being opened was let go by
+    // the engine itself: it is not held again until the player is used.
+    static constexpr int kDroppedWithinMs = 2000;
 
 signals:
     // An item was handed to the player: "tone", "reading" or "file".
@@ -102,6 +108,8 @@ private:
     QTimer m_retry;
     bool m_keepReady = false;
     QString m_held;   // loaded and paused on the player by holdFirst()
+    QElapsedTimer m_heldSince;
+    bool m_dropped = false; // the engine let the held item go: not again until the player is used
     QTimer m_rearm;
     QTemporaryDir m_tmp;
 };

@@ -252,6 +252,16 @@ void MpvPlayer::drainEvents()
             if (raw->reply_userdata == kIdleObserver) {
                 const bool idle = property->format == MPV_FORMAT_FLAG && *static_cast<const int *>(property->data) != 0;
                 if (idle && m_holding) {
+                    // Drained, as mpv sees it. With a buffer of its own
+                    // deeper than what was left (audio-buffer), mpv goes
+                    // idle once it has handed everything over: an end heard
+                    // well ahead of now stands.
+                    const qint64 now = nowMs();
+                    const qint64 heardEnd = m_heard.heardEnd(m_durationMs, now);
+                    if (m_durationMs > 0 && heardEnd - now > kDrainSlackMs) {
+                        m_holdLimit->start(int(std::min<qint64>(heardEnd - now, HeardTiming::kMaxLatencyMs + m_durationMs)));
+                        continue;
+                    }
                     releaseEnd(); // drained: the last sample has sounded
                     if (!alive)
                         return;
@@ -416,6 +426,16 @@ void MpvPlayer::holdEnd()
 {
     m_entries.clear();
     const qint64 now = nowMs();
+    if (m_state == State::Paused && !m_prepared.isEmpty() && m_generation == m_preparedGeneration) {
+        // An item held before its start that mpv decoded whole into an
+        // output buffer deeper than itself, and let go: it is gone unheard,
+        // and its open() loads it again.
+        m_prepared.clear();
+        trace(u"prepared-dropped"_s, m_url);
+        m_state = State::Stopped;
+        emit stateChanged(State::Stopped);
+        return;
+    }
     trace(u"ended"_s, m_url); // its last sample is at the output
     const qint64 heardEnd = m_state == State::Playing ? m_heard.heardEnd(m_durationMs, now) : -1;
     m_holding = true;
