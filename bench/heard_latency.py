@@ -22,8 +22,11 @@ the aims relaxed to catch gross faults only (onset p95 <= 30 ms, gap
 never negative and below 300 ms, silence 1000 +- 150 ms): a shared CI
 machine does not keep real time as a station PC does.
 
---player-option NAME=VALUE goes to the station (e.g. audio-buffer=2 for an
-output two seconds deep: the ends must still be heard ends).
+--player-option NAME=VALUE goes to the station (e.g. audio-buffer=2: mpv
+decodes two seconds ahead, so a short item is handed over whole at once).
+--sink-latency 2000 makes the station's output two seconds deep, as a
+network or Bluetooth sink is (PULSE_LATENCY_MSEC): the ends must still be
+heard ends, and starts still heard on their second.
 
 usage: bench/heard_latency.py [--bin build/src/app/tavplayer] [--what all|tasks|tone|speech]
                               [--count N] [--smoke] [--player-option NAME=VALUE ...] [--keep]
@@ -80,7 +83,10 @@ def broadcasts_folder(data, count, tone):
 def run_station(args, pulse, data, until):
     rec = heard.Recorder(pulse).start()
     try:
-        with Station(args.bin, data, ["ao=pulse"] + args.player_option, env=pulse.env()):
+        env = pulse.env()
+        if args.sink_latency:
+            env["PULSE_LATENCY_MSEC"] = str(args.sink_latency)  # the station's stream that deep
+        with Station(args.bin, data, ["ao=pulse"] + args.player_option, env=env):
             time.sleep(max(0, (until - dt.datetime.now()).total_seconds()) + 1)
     finally:
         rec.stop()
@@ -147,6 +153,8 @@ def main():
     ap.add_argument("--count", type=int, default=12)
     ap.add_argument("--smoke", action="store_true")
     ap.add_argument("--player-option", action="append", default=[])
+    ap.add_argument("--sink-latency", type=int, help="ms: the station's output that deep (a network or "
+                    "Bluetooth sink), e.g. 2000")
     ap.add_argument("--keep", action="store_true", help="keep the data folders (traces) and say where")
     args = ap.parse_args()
     count = 3 if args.smoke else args.count
