@@ -200,8 +200,9 @@ void PlaybackController::prepare(const QString &path, const QDateTime &startsAt)
         m_holdsPrepared = true;
         m_preparedLimit.start();
         const qint64 latency = m_player.outputLatencyMs();
-        if (startsAt.isValid() && latency > 0)
-            m_release.start(int(std::clamp<qint64>(m_clock.now().msecsTo(startsAt) - latency, 0, kPreparedMs)));
+        const qint64 in = startsAt.isValid() && latency > 0 ? m_clock.now().msecsTo(startsAt) - latency : -1;
+        if (in > 0 && in < kPreparedMs) // no time to go ahead: the start lets it go
+            m_release.start(int(in));
     }
 }
 

@@ -90,8 +90,8 @@ public:
     // (DeckPlayer); the current item and the list go on meanwhile.
     // Given its start, an item held on the idle player lets its pause go the
     // output's latency before it, so that it is heard on the second (at the
-    // second itself while the latency is not known, or as soon as it is
-    // held when the latency is longer than the time left); the start's
+    // second itself while the latency is not known or longer than the time
+    // left); the start's
     // open() finds it going and leaves it so. Not opened by then, it is
     // stopped a second after its start.
     void prepare(const QString &path, const QDateTime &startsAt = QDateTime());
