@@ -253,7 +253,9 @@ void Broadcaster::warmUp(const BroadcastRequest &next, const QDateTime &firing)
     // Its first reading waits on the voice's player.
     m_prepared = {next, firing.addMSecs(-firing.time().msec())};
     const qint64 latency = m_player.outputLatencyMs();
-    if (next.tone && latency > 0 && holdsTone()) {
+    // Asked every second from ten seconds ahead: a latency of a second or
+    // more is not trusted that far ahead (the tone plays on its second).
+    if (next.tone && latency > 0 && latency < 1000 && holdsTone()) {
         const qint64 in = m_clock.now().msecsTo(m_prepared.firing) - latency;
         if (in >= 0 || !m_toneRelease.isActive())
             m_toneRelease.start(int(std::clamp<qint64>(in, 0, 24 * 3600 * 1000)));
