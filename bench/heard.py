@@ -15,7 +15,10 @@ Sound is found in 2 ms windows: a window is sound when its RMS is above
 -50 dBFS, and a tone at a known frequency is told apart from other sound
 (speech, music) by the share of the window's energy at that frequency.
 """
-import array, math, os, shutil, subprocess, tempfile, threading, time
+import array, math, os, shutil, subprocess, sys, tempfile, threading, time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from benchstation import percentile  # noqa: E402,F401  (row() and the benchmarks use it)
 
 RATE = 44100
 WINDOW = 88  # 2 ms at 44.1 kHz
@@ -159,24 +162,9 @@ class Recorder:
         return runs
 
 
-def percentile(values, p):
-    values = sorted(values)
-    k = (len(values) - 1) * p / 100
-    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
-    return values[lo] + (values[hi] - values[lo]) * (k - lo)
-
-
 def row(label, values, unit="ms"):
     if not values:
         return f"{label:28s} no data"
     return (f"{label:28s} p50 {percentile(values, 50):7.1f} {unit}  p95 {percentile(values, 95):7.1f} {unit}"
             f"  min {min(values):7.1f}  max {max(values):7.1f}  (n={len(values)})")
 
-
-def gbk_ini(path, sections):
-    lines = []
-    for name, keys in sections:
-        lines.append(f"[{name}]")
-        lines += [f"{k}={v}" for k, v in keys]
-    with open(path, "wb") as f:
-        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))

@@ -22,22 +22,22 @@ the aims relaxed to catch gross faults only (onset p95 <= 30 ms, gap
 never negative and below 300 ms, silence 1000 +- 150 ms): a shared CI
 machine does not keep real time as a station PC does.
 
---player-option NAME=VALUE goes to the station (e.g. audio-buffer=2 for an
-output two seconds deep: the ends must still be heard ends).
+--player-option NAME=VALUE goes to the station (e.g. audio-buffer=2: mpv
+decodes two seconds ahead, so a short item is handed over whole at once).
+--sink-latency 2000 makes the station's output two seconds deep, as a
+network or Bluetooth sink is (PULSE_LATENCY_MSEC): the ends must still be
+heard ends, and starts still heard on their second.
 
 usage: bench/heard_latency.py [--bin build/src/app/tavplayer] [--what all|tasks|tone|speech]
                               [--count N] [--smoke] [--player-option NAME=VALUE ...] [--keep]
 """
-import argparse, datetime as dt, os, shutil, signal, subprocess, sys, tempfile, time
+import argparse, datetime as dt, os, shutil, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import heard  # noqa: E402
+from benchstation import Station, gbk_ini, hms  # noqa: E402
 
 TONE_HZ = 3000
-
-
-def hms(t):
-    return f"{t.hour}:{t.minute:02d}:{t.second:02d}"
 
 
 def tasks_folder(data, count):
@@ -51,9 +51,9 @@ def tasks_folder(data, count):
         name = f"听感{i}"
         tasks.append((f"FileInfo{i}", [("Name", name), ("Time", hms(s)), ("Duration", hms(s + dt.timedelta(seconds=5))),
                                        ("Type", "65535"), ("Device", "每天"), ("Recurrence", "顺序"), ("Remind", "开")]))
-        heard.gbk_ini(os.path.join(data, f"{name}.ini"),
+        gbk_ini(os.path.join(data, f"{name}.ini"),
                       [("多媒体文件数量", [("数量", "2")]), ("歌曲", [("歌曲名称0", item), ("歌曲名称1", item)])])
-    heard.gbk_ini(os.path.join(data, "【SONG】.ini"), tasks)
+    gbk_ini(os.path.join(data, "【SONG】.ini"), tasks)
     return starts, starts[-1] + dt.timedelta(seconds=5)
 
 
@@ -75,23 +75,20 @@ def broadcasts_folder(data, count, tone):
                                       ("TTS_Index", str(i)), ("TTS_Delay", "0"), ("TTS_Frequency", "1")]))
         with open(os.path.join(data, f"{name}.ini"), "wb") as fh:
             fh.write("请注意，现在测试。\r\n".encode("gbk"))
-    heard.gbk_ini(os.path.join(data, "【TTS】.ini"), sections)
-    heard.gbk_ini(os.path.join(data, "【CONTROL】.ini"), [("复选控制", [("播音", "1")])])
+    gbk_ini(os.path.join(data, "【TTS】.ini"), sections)
+    gbk_ini(os.path.join(data, "【CONTROL】.ini"), [("复选控制", [("播音", "1")])])
     return firings, firings[-1] + dt.timedelta(seconds=4)
 
 
 def run_station(args, pulse, data, until):
     rec = heard.Recorder(pulse).start()
-    cmd = [args.bin, "--headless", "--data-dir", data, "--trace", os.path.join(data, "trace.txt"),
-           "--player-option", "ao=pulse"]
-    for option in args.player_option:
-        cmd += ["--player-option", option]
-    proc = subprocess.Popen(cmd, env=pulse.env(), stdout=subprocess.DEVNULL)
     try:
-        time.sleep(max(0, (until - dt.datetime.now()).total_seconds()) + 1)
+        env = pulse.env()
+        if args.sink_latency:
+            env["PULSE_LATENCY_MSEC"] = str(args.sink_latency)  # the station's stream that deep
+        with Station(args.bin, data, ["ao=pulse"] + args.player_option, env=env):
+            time.sleep(max(0, (until - dt.datetime.now()).total_seconds()) + 1)
     finally:
-        proc.send_signal(signal.SIGTERM)
-        proc.wait(timeout=10)
         rec.stop()
     print(f"  ({what_ran(data)}: recording mapped to the wall clock within ~{rec.calibrate():.1f} ms)")
     return rec
@@ -156,6 +153,8 @@ def main():
     ap.add_argument("--count", type=int, default=12)
     ap.add_argument("--smoke", action="store_true")
     ap.add_argument("--player-option", action="append", default=[])
+    ap.add_argument("--sink-latency", type=int, help="ms: the station's output that deep (a network or "
+                    "Bluetooth sink), e.g. 2000")
     ap.add_argument("--keep", action="store_true", help="keep the data folders (traces) and say where")
     args = ap.parse_args()
     count = 3 if args.smoke else args.count

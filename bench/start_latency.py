@@ -27,27 +27,10 @@ loads at the second can do.
 usage: bench/start_latency.py [--bin build/src/app/tavplayer] [--starts 24] [--ao null] [--over] [--pairs]
                               [--floor build/bench/mpv_floor]
 """
-import argparse, datetime as dt, os, signal, statistics, subprocess, sys, tempfile, time
+import argparse, datetime as dt, os, subprocess, sys, tempfile, time
 
-
-def gbk_ini(path, sections):
-    lines = []
-    for name, keys in sections:
-        lines.append(f"[{name}]")
-        lines += [f"{k}={v}" for k, v in keys]
-    with open(path, "wb") as f:
-        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
-
-
-def hms(t):
-    return f"{t.hour}:{t.minute:02d}:{t.second:02d}"
-
-
-def percentile(values, p):
-    values = sorted(values)
-    k = (len(values) - 1) * p / 100
-    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
-    return values[lo] + (values[hi] - values[lo]) * (k - lo)
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from benchstation import Station, gbk_ini, hms, percentile  # noqa: E402
 
 
 def main():
@@ -74,15 +57,12 @@ def main():
         gbk_ini(os.path.join(data, f"{name}.ini"), [("多媒体文件数量", [("数量", "1")]), ("歌曲", [("歌曲名称0", tone)])])
     gbk_ini(os.path.join(data, "【SONG】.ini"), tasks)
 
-    trace = os.path.join(data, "trace.txt")
-    opts = ["--player-option", f"ao={args.ao}"]
+    options = [f"ao={args.ao}"]
     if args.ao == "pcm":
-        opts += ["--player-option", "ao-pcm-file=" + os.path.join(data, "out.pcm")]
-    proc = subprocess.Popen([args.bin, "--headless", "--data-dir", data, "--trace", trace] + opts,
-                            stdout=subprocess.DEVNULL)
-    time.sleep((starts[-1] - dt.datetime.now()).total_seconds() + 3)
-    proc.send_signal(signal.SIGTERM)
-    proc.wait(timeout=10)
+        options.append("ao-pcm-file=" + os.path.join(data, "out.pcm"))
+    with Station(args.bin, data, options) as station:
+        time.sleep((starts[-1] - dt.datetime.now()).total_seconds() + 3)
+    trace = station.trace
 
     decisions, sounds, outputs = [], [], {}  # outputs: start second -> "playing" count
     pending = None  # boundary of the start second awaiting output

@@ -393,7 +393,11 @@ int main(int argc, char *argv[])
         return 2;
     }
 #ifndef TAV_HEADLESS_ONLY
-    if (command.verb() != tav::CommandLine::kStation || !wantsWindow(command))
+    // A request to the running station is sent from here: its libraries are
+    // loaded already, and an emergency should not wait for a second load.
+    static const QStringList kSentFromHere{u"announce"_s, u"emergency"_s, u"emergency-clear"_s};
+    if ((command.verb() != tav::CommandLine::kStation || !wantsWindow(command))
+        && !kSentFromHere.contains(command.verb()))
         becomeHeadless(argv);
 #endif
     for (const VerbHandler &handler : handlers)

@@ -28,9 +28,24 @@ AlarmLoop::AlarmLoop(const Clock &clock, const DataDir &dir, MediaPlayer &player
     m_retry.setSingleShot(true);
     m_retry.setInterval(kRetryMs);
     connect(&m_retry, &QTimer::timeout, this, &AlarmLoop::next);
+    m_rearm.setSingleShot(true);
+    connect(&m_rearm, &QTimer::timeout, this, &AlarmLoop::holdFirst);
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State state) {
-        if (state == MediaPlayer::State::Stopped && !m_opening)
-            onStopped();
+        if (state == MediaPlayer::State::Playing || state == MediaPlayer::State::Loading) {
+            m_held.clear(); // taken by whoever opened it
+            m_dropped = false;
+        }
+        if (state == MediaPlayer::State::Stopped && !m_opening) {
+            if (m_step != Step::Idle) {
+                onStopped();
+            } else if (!m_held.isEmpty() && m_heldSince.isValid() && m_heldSince.elapsed() < kDroppedWithinMs) {
+                m_held.clear(); // the engine would not keep it (a buffer deeper than the item): not again now
+                m_dropped = true;
+            } else {
+                m_held.clear();
+                rearm();
+            }
+        }
     });
     connect(&m_player, &MediaPlayer::errorOccurred, this, &AlarmLoop::onError);
 }
@@ -48,11 +63,14 @@ void AlarmLoop::prepare(const AlarmContent &content)
     if (content == m_content && (isReady() || m_ticket != 0))
         return;
     m_content = content;
+    m_dropped = false; // a new first item may be kept
     if (!m_readingPath.isEmpty())
         QFile::remove(std::exchange(m_readingPath, QString()));
     m_ticket = 0;
     if (content.soundFile.isEmpty())
         synthesise();
+    if (m_step == Step::Idle)
+        holdFirst();
 }
 
 void AlarmLoop::synthesise()
@@ -95,14 +113,89 @@ void AlarmLoop::synthesise()
         }
         if (m_step == Step::Waiting)
             next();
+        else if (m_step == Step::Idle)
+            holdFirst(); // the new reading may be the first item
     });
     m_workers.removeIf([](const QPointer<QThread> &w) { return w.isNull(); });
     m_workers.append(worker);
     worker->start();
 }
 
+void AlarmLoop::keepReady(bool on)
+{
+    m_keepReady = on;
+    if (on) {
+        holdFirst();
+        return;
+    }
+    m_rearm.stop();
+    if (const QString held = std::exchange(m_held, QString());
+        !held.isEmpty() && m_step == Step::Idle && m_player.state() == MediaPlayer::State::Paused
+        && m_player.currentUrl() == held) {
+        m_opening = true; // let go: no re-arming
+        m_player.stop();
+        m_opening = false;
+    }
+}
+
+QString AlarmLoop::held() const
+{
+    const bool holds = !m_held.isEmpty() && m_step == Step::Idle
+                       && m_player.state() == MediaPlayer::State::Paused && m_player.currentUrl() == m_held;
+    return holds ? m_held : QString();
+}
+
+// What start() opens first: the tone, else the sound file or the ready reading.
+QString AlarmLoop::firstItem() const
+{
+    if (QFileInfo::exists(m_dir.tone()))
+        return m_dir.tone();
+    if (!m_content.soundFile.isEmpty())
+        return m_content.soundFile;
+    return m_readingPath;
+}
+
+// Just after the coming second, so that loading (and making an engine)
+// never stands in the second's way.
+void AlarmLoop::rearm()
+{
+    if (!m_keepReady || m_step != Step::Idle)
+        return;
+    const int msec = m_clock.now().time().msec();
+    m_rearm.start(1000 - msec + kRearmAfterSecondMs);
+}
+
+void AlarmLoop::holdFirst()
+{
+    if (!m_keepReady || m_step != Step::Idle || m_dropped)
+        return;
+    const QString first = firstItem();
+    const bool paused = m_player.state() == MediaPlayer::State::Paused;
+    if (paused && m_player.currentUrl() == first && !first.isEmpty()) {
+        m_held = first; // already waiting there (the broadcasts hold the same tone)
+        return;
+    }
+    if (paused && !m_held.isEmpty() && m_player.currentUrl() == m_held) {
+        m_opening = true; // an old reading: its place is taken
+        m_player.stop();
+        m_opening = false;
+    }
+    m_held.clear();
+    if (first.isEmpty() || m_player.state() != MediaPlayer::State::Stopped)
+        return; // nothing yet (a reading on its way), or the player is in use: again once it stops
+    m_opening = true;
+    m_player.prepare(first);
+    m_opening = false;
+    if (m_player.state() == MediaPlayer::State::Paused && m_player.currentUrl() == first) {
+        m_held = first;
+        m_heldSince.start();
+    }
+}
+
 void AlarmLoop::start(const AlarmContent &content)
 {
+    m_rearm.stop();
+    m_held.clear();
     prepare(content);
     m_failures = 0;
     m_failedSaid = false;

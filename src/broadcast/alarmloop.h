@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -35,7 +36,16 @@ struct AlarmContent
 // - an item that cannot be played is logged once and skipped; with nothing
 //   playable the loop waits kRetryMs and tries again (a sound device may
 //   come back);
-// - the text's placeholders are filled in when it is made ready.
+// - the text's placeholders are filled in when it is made ready;
+// - kept ready (keepReady()), the player's engine stays up between
+//   emergencies and the first item (the tone, else the file or the reading)
+//   waits on it loaded and paused at its first sample, so that start() only
+//   lets the pause go. The player is shared: whatever else is opened on it
+//   drops what waits, and once it has stood stopped the first item is held
+//   again, just after a second (off the second itself); a new reading (the
+//   settings changed) takes the place of the old one. An item the engine
+//   itself lets go soon after (decoded whole into a deeper buffer) is not
+//   held again until the player has been used.
 class AlarmLoop : public QObject
 {
     Q_OBJECT
@@ -53,6 +63,14 @@ public:
     void start(const AlarmContent &content);
     void stop();
     bool isRunning() const { return m_step != Step::Idle; }
+    void keepReady(bool on);
+    // What waits paused on the player for the next start() ("" nothing).
+    QString held() const;
+    // How long after a second the first item is held again (ms).
+    static constexpr int kRearmAfterSecondMs = 150;
+    // A held item that stops this soon without being opened was let go by
+    // the engine itself: it is not held again until the player is used.
+    static constexpr int kDroppedWithinMs = 2000;
 
 signals:
     // An item was handed to the player: "tone", "reading" or "file".
@@ -68,6 +86,9 @@ private:
     void onError(const QString &url);
     void log(const QString &text);
     void synthesise();
+    QString firstItem() const;
+    void rearm();
+    void holdFirst();
 
     const Clock &m_clock;
     const DataDir &m_dir;
@@ -85,6 +106,11 @@ private:
     bool m_silentSaid = false; // nothing to play was logged
     int m_failures = 0;     // items in a row that could not play
     QTimer m_retry;
+    bool m_keepReady = false;
+    QString m_held;   // loaded and paused on the player by holdFirst()
+    QElapsedTimer m_heldSince;
+    bool m_dropped = false; // the engine let the held item go: not again until the player is used
+    QTimer m_rearm;
     QTemporaryDir m_tmp;
 };
 

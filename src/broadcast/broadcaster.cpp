@@ -9,6 +9,8 @@
 #include "platform/mediaplayer.h"
 #include "playback/playbackcontroller.h"
 
+#include <algorithm>
+
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -32,6 +34,21 @@ Broadcaster::Broadcaster(const Clock &clock, const DataDir &dir, Voice &voice, M
         m_phase = Phase::Speaking;
         m_player.stop();
         afterTone();
+    });
+    m_toneRelease.setSingleShot(true);
+    m_toneRelease.setTimerType(Qt::PreciseTimer);
+    connect(&m_toneRelease, &QTimer::timeout, this, [this] {
+        if (m_phase != Phase::Idle || !m_prepared.firing.isValid() || !holdsTone())
+            return;
+        m_player.setVolume(qBound(0, m_prepared.request.voiceVolume, 100));
+        m_player.play();
+        m_toneUnclaimed.start(int(std::min<qint64>(m_player.outputLatencyMs(), 10'000)) + 1000);
+    });
+    m_toneUnclaimed.setSingleShot(true);
+    connect(&m_toneUnclaimed, &QTimer::timeout, this, [this] {
+        if (m_phase == Phase::Idle && m_player.currentUrl() == m_dir.tone()
+            && m_player.state() != MediaPlayer::State::Stopped)
+            m_player.stop();
     });
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State state) {
         if (m_phase == Phase::Tone && state == MediaPlayer::State::Stopped)
@@ -72,6 +89,7 @@ bool Broadcaster::speak(const BroadcastRequest &request, QString *error)
             *error = u"朗读内容不能为空"_s;
         return false;
     }
+    m_toneUnclaimed.stop(); // a tone let go ahead is this firing's
     // Made ready for this very firing, or never to be heard.
     const QDateTime now = m_clock.now();
     const bool prepared = m_prepared.firing.isValid() && m_prepared.request == request
@@ -239,13 +257,27 @@ void Broadcaster::warmUp(const BroadcastRequest &next, const QDateTime &firing)
     }
     // Its first reading waits on the voice's player.
     m_prepared = {next, firing.addMSecs(-firing.time().msec())};
+    const qint64 latency = m_player.outputLatencyMs();
+    // Asked every second from ten seconds ahead: a latency of a second or
+    // more is not trusted that far ahead (the tone plays on its second).
+    if (next.tone && latency > 0 && latency < 1000 && holdsTone()) {
+        const qint64 in = m_clock.now().msecsTo(m_prepared.firing) - latency;
+        if (in >= 0 || !m_toneRelease.isActive())
+            m_toneRelease.start(int(std::clamp<qint64>(in, 0, 24 * 3600 * 1000)));
+    }
     const zhreading::Reading reading = voiceReading(spoken);
     m_voice.prepare(reading.text, reading.source, choice.synthId, next.rate, next.voiceVolume);
+}
+
+bool Broadcaster::holdsTone() const
+{
+    return m_player.state() == MediaPlayer::State::Paused && m_player.currentUrl() == m_dir.tone();
 }
 
 void Broadcaster::dropPrepared()
 {
     m_prepared = {};
+    m_toneRelease.stop();
     m_voice.dropPrepared();
 }
 

@@ -92,7 +92,13 @@ public:
     // placeholders of `firing`. The prepared reading is spoken only by
     // a speak() of the same request in the second of `firing`; any other
     // speak() or stop() lets it go. Again for the same firing: kept.
+    // The tone waiting lets its pause go the output's latency before the
+    // firing's second (when the latency is known), so that it is heard on
+    // the second; the firing's speak() finds it going. A firing that does
+    // not come stops it a second after its second.
     void warmUp(const BroadcastRequest &next, const QDateTime &firing);
+    // The tone's pending early release, in ms from now; -1 none.
+    int toneReleaseInMs() const { return m_toneRelease.isActive() ? m_toneRelease.remainingTime() : -1; }
     void dropPrepared();
     // The firing the voice's first reading is made ready for (invalid: none).
     const QDateTime &preparedFiring() const { return m_prepared.firing; }
@@ -125,6 +131,7 @@ private:
     static bool namesSoundFile(const BroadcastRequest &request, const QString &spoken);
     static zhreading::Reading voiceReading(const QString &spoken);
 
+    bool holdsTone() const; // the tone waits paused on the player
     struct Prepared
     {
         BroadcastRequest request;
@@ -149,6 +156,8 @@ private:
     bool m_settingVolume = false;
     QTimer m_ramp;
     QTimer m_toneLimit;
+    QTimer m_toneRelease;   // lets the waiting tone go ahead of its firing
+    QTimer m_toneUnclaimed; // stops a tone let go whose firing did not come
 };
 
 } // namespace tav

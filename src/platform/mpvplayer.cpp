@@ -1,5 +1,7 @@
 #include "platform/mpvplayer.h"
 
+#include <QDateTime>
+
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QMetaObject>
@@ -250,6 +252,16 @@ void MpvPlayer::drainEvents()
             if (raw->reply_userdata == kIdleObserver) {
                 const bool idle = property->format == MPV_FORMAT_FLAG && *static_cast<const int *>(property->data) != 0;
                 if (idle && m_holding) {
+                    // Drained, as mpv sees it. With a buffer of its own
+                    // deeper than what was left (audio-buffer), mpv goes
+                    // idle once it has handed everything over: an end heard
+                    // well ahead of now stands.
+                    const qint64 now = nowMs();
+                    const qint64 heardEnd = m_heard.heardEnd(m_durationMs, now);
+                    if (m_durationMs > 0 && heardEnd - now > kDrainSlackMs) {
+                        m_holdLimit->start(int(std::min<qint64>(heardEnd - now, HeardTiming::kMaxLatencyMs + m_durationMs)));
+                        continue;
+                    }
                     releaseEnd(); // drained: the last sample has sounded
                     if (!alive)
                         return;
@@ -388,8 +400,11 @@ void MpvPlayer::announce()
     m_announced = true;
     const QString name = itemName();
     trace(u"playing"_s, name);
+    // Handed over now ("playing"); heard the output's latency later.
     const qint64 latency = m_heard.latencyMs();
-    trace(u"heard"_s, (latency < 0 ? u"?"_s : QString::number(latency)) + u" ms"_s);
+    trace(u"heard"_s, latency < 0 ? u"? ms"_s
+                                  : u"%1 ms, at %2"_s.arg(latency).arg(QDateTime::currentDateTime().addMSecs(latency).toString(
+                                        u"HH:mm:ss.zzz"_s)));
     emit mediaStarted(name);
 }
 
@@ -411,6 +426,16 @@ void MpvPlayer::holdEnd()
 {
     m_entries.clear();
     const qint64 now = nowMs();
+    if (m_state == State::Paused && !m_prepared.isEmpty() && m_generation == m_preparedGeneration) {
+        // An item held before its start that mpv decoded whole into an
+        // output buffer deeper than itself, and let go: it is gone unheard,
+        // and its open() loads it again.
+        m_prepared.clear();
+        trace(u"prepared-dropped"_s, m_url);
+        m_state = State::Stopped;
+        emit stateChanged(State::Stopped);
+        return;
+    }
     trace(u"ended"_s, m_url); // its last sample is at the output
     const qint64 heardEnd = m_state == State::Playing ? m_heard.heardEnd(m_durationMs, now) : -1;
     m_holding = true;
@@ -509,10 +534,11 @@ void MpvPlayer::prepare(const QString &url)
 void MpvPlayer::open(const QString &url)
 {
     const bool prepared = !m_prepared.isEmpty() && url == m_prepared && m_generation == m_preparedGeneration
-                          && m_state == State::Paused;
+                          && m_state != State::Stopped;
     m_prepared.clear();
     if (prepared) {
-        // Loaded and waiting at its first sample: only the pause goes.
+        // Loaded and waiting at its first sample: only the pause goes (or
+        // went already, ahead of the second, by the output's latency).
         play();
         return;
     }

@@ -46,7 +46,8 @@ public:
 
     // Called with "open", "playing", "ended", "error" and "stop" as they
     // happen, to time the start of output; "heard" with the output's latency
-    // when output began ("12 ms", "? ms" while unknown) and "heard-end" when
+    // when output began, with when that is heard ("12 ms, at 09:00:00.000",
+    // "? ms" while unknown), and "heard-end" when
     // the last sample of an item that ended has sounded.
     using TraceSink = std::function<void(const QString &event, const QString &detail)>;
     void setTraceSink(TraceSink sink) { m_trace = std::move(sink); }

@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -64,6 +65,15 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     connect(&m_preparedLimit, &QTimer::timeout, this, [this] {
         if (m_holdsPrepared)
             m_player.stop(); // its Stopped ends the holding, see below
+    });
+    m_release.setSingleShot(true);
+    m_release.setTimerType(Qt::PreciseTimer);
+    connect(&m_release, &QTimer::timeout, this, [this] {
+        if (!m_holdsPrepared || m_player.state() != MediaPlayer::State::Paused)
+            return;
+        m_player.play();
+        // Heard from its start on: a start that does not come stops it.
+        m_preparedLimit.start(int(std::min<qint64>(m_player.outputLatencyMs(), 10'000)) + kStepMs);
     });
     connect(&m_player, &MediaPlayer::stateChanged, this, [this](MediaPlayer::State s) {
         if (m_holdsPrepared && s == MediaPlayer::State::Stopped) {
@@ -178,7 +188,7 @@ void PlaybackController::startTask(const QString &modeName, const QStringList &i
         emit videoVisibilityChanged(!(m_pictureCount && m_pictureCount() > 0));
 }
 
-void PlaybackController::prepare(const QString &path)
+void PlaybackController::prepare(const QString &path, const QDateTime &startsAt)
 {
     if (m_holdsPrepared || path.isEmpty() || isStream(path) || !isAudioOnly(path))
         return;
@@ -189,6 +199,10 @@ void PlaybackController::prepare(const QString &path)
     if (idle && m_player.state() == MediaPlayer::State::Paused) {
         m_holdsPrepared = true;
         m_preparedLimit.start();
+        const qint64 latency = m_player.outputLatencyMs();
+        const qint64 in = startsAt.isValid() && latency > 0 ? m_clock.now().msecsTo(startsAt) - latency : -1;
+        if (in > 0 && in < kPreparedMs) // no time to go ahead: the start lets it go
+            m_release.start(int(in));
     }
 }
 
@@ -227,6 +241,7 @@ void PlaybackController::playSong()
     m_nextHeld.clear();
     m_timer1.setInterval(kStepMs);
     m_preparedLimit.stop();
+    m_release.stop();
     emit itemOpening(currentText()); // its picture's window first
     m_player.open(currentText());
     emit playKeyChanged(true);

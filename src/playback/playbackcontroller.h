@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -87,7 +88,15 @@ public:
     // its loading or failing moves nothing in the play list. Over an item
     // playing, a player with a second engine prepares it there and keeps it
     // (DeckPlayer); the current item and the list go on meanwhile.
-    void prepare(const QString &path);
+    // Given its start, an item held on the idle player lets its pause go the
+    // output's latency before it, so that it is heard on the second (at the
+    // second itself while the latency is not known or longer than the time
+    // left); the start's
+    // open() finds it going and leaves it so. Not opened by then, it is
+    // stopped a second after its start.
+    void prepare(const QString &path, const QDateTime &startsAt = QDateTime());
+    // The pending early release, in ms from now; -1 none.
+    int releaseInMs() const { return m_release.isActive() ? m_release.remainingTime() : -1; }
     static constexpr int kPreparedMs = 6000;
     bool holdsPrepared() const { return m_holdsPrepared; }
     void setPreparedTimeout(int ms) { m_preparedLimit.setInterval(ms); }
@@ -184,6 +193,7 @@ private:
     bool m_nowPlaying = false;
     QTimer m_timer1;
     QTimer m_preparedLimit;
+    QTimer m_release; // lets the held item go ahead of its start
     bool m_holdsPrepared = false;
     QString m_nextHeld; // held paused for the next step
     bool m_stopping = false; // stop() is stopping the player

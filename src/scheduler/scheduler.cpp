@@ -392,12 +392,13 @@ void Scheduler::prepareNext(QDate today, int t)
     const auto mode = playModeFromName(next->fields.at(6));
     if (!mode || *mode == PlayMode::Random) // its first item is drawn at the start
         return;
-    QTimer::singleShot(kPrepareDelayMs, this, [this, name] {
+    const QDateTime startsAt(today, QTime::fromMSecsSinceStartOfDay(next->start * 1000));
+    QTimer::singleShot(kPrepareDelayMs, this, [this, name, startsAt] {
         if (QFileInfo(m_store.listFileOf(name)).size() > kListReadInTick)
             return;
         const QStringList media = TaskStore::readMediaList(m_store.dataDir(), name);
         if (!media.isEmpty())
-            m_playback.prepare(media.first());
+            m_playback.prepare(media.first(), startsAt);
     });
 }
 

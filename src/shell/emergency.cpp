@@ -233,19 +233,36 @@ QString Emergency::tokenHash() const
     return IniFile(m_dir.control()).value(EmergencySettings::kSection, kToken);
 }
 
-bool Emergency::tokenMatches(const QString &token)
+namespace {
+
+QByteArray tokenDigest(const QString &stored, const QString &token)
+{
+    return QCryptographicHash::hash((stored + u'\n' + token).toUtf8(), QCryptographicHash::Sha256);
+}
+
+} // namespace
+
+bool Emergency::knownToken(const QString &token) const
 {
     const QString stored = tokenHash();
-    if (stored.isEmpty() || token.isEmpty())
-        return false;
+    return !stored.isEmpty() && !token.isEmpty() && !m_tokenSeen.isEmpty() && tokenDigest(stored, token) == m_tokenSeen;
+}
+
+void Emergency::tokenMatched(const QString &token, const QString &stored)
+{
+    m_tokenSeen = tokenDigest(stored, token);
+}
+
+bool Emergency::tokenMatches(const QString &token)
+{
     // The hash takes tens of milliseconds: a panel that presents the same
     // token again is let in on a digest of it.
-    const QByteArray seen = QCryptographicHash::hash((stored + u'\n' + token).toUtf8(), QCryptographicHash::Sha256);
-    if (!m_tokenSeen.isEmpty() && seen == m_tokenSeen)
+    if (knownToken(token))
         return true;
-    if (!secretMatches(token, stored))
+    const QString stored = tokenHash();
+    if (stored.isEmpty() || token.isEmpty() || !secretMatches(token, stored))
         return false;
-    m_tokenSeen = seen;
+    tokenMatched(token, stored);
     return true;
 }
 

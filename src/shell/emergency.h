@@ -90,6 +90,12 @@ public:
     const QString &text() const { return m_text; }
     // A presented alarm panel token matches the one set; false when none is set.
     bool tokenMatches(const QString &token);
+    // The same check in two halves, so that the slow hash can run off this
+    // thread: knownToken() answers at once for the token that matched last
+    // (a digest of it, with the hash it matched, is kept), tokenMatched()
+    // remembers one that was found to match `stored` (tokenHash() then).
+    bool knownToken(const QString &token) const;
+    void tokenMatched(const QString &token, const QString &stored);
     // The stored hash of that token ("" when none is set), for a check made
     // off this thread.
     QString tokenHash() const;

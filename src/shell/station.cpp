@@ -325,8 +325,10 @@ void Station::takeReading(const ChangeReading &reading)
     {
         // The loads take in what was read, without a look at the disk.
         const ReadAheadScope ahead(reading.docs);
-        if (settings)
+        if (settings) {
             m_settings.reload(); // an option changed is followed as if clicked
+            m_emergency.loadSettings(); // a new text is read and made ready again
+        }
         if (stopDates) {
             m_stopDates.load();
             m_scheduler.reviewDay();
@@ -376,6 +378,7 @@ void Station::setBroadcastDevices(MediaPlayer &broadcastPlayer, MediaPlayer &voi
     });
     m_announcements = std::make_unique<AnnounceQueue>(m_clock, *m_broadcaster, m_log);
     m_alarm = std::make_unique<AlarmLoop>(m_clock, m_dir, broadcastPlayer, &synth, m_voices.get(), m_log);
+    m_alarm->keepReady(true); // an emergency's first sound only lets a pause go
     connect(m_alarm.get(), &AlarmLoop::itemOpened, this, [this](const QString &kind) { trace(u"alarm-open"_s, kind); });
     m_emergency.setBroadcast(m_broadcaster.get(), m_broadcastScheduler.get(), m_announcements.get(), m_alarm.get());
     connect(m_broadcastScheduler.get(), &BroadcastScheduler::counted, this,

@@ -13,11 +13,10 @@ namespace tav::test {
 
 // The broadcasts' day over fake players (the media task's is `media`) and a
 // fake voice.
-struct BroadcastRig : PlaybackRig
+struct BroadcastRig : PlaybackRig, BroadcastFakes
 {
     using PlaybackRig::PlaybackRig;
-    FakePlayer &media = player, broadcastPlayer, voicePlayer;
-    FakeSynth synth;
+    FakePlayer &media = player;
     Voice voice{synth, voicePlayer};
     VoiceCatalog voices{&synth};
     Broadcaster broadcaster{clock, dir, voice, broadcastPlayer, playback, log, voices};

@@ -16,20 +16,25 @@ namespace tav::test {
 
 void FakePlayer::open(const QString &url)
 {
+    opened.append(url);
+    if (std::exchange(m_held, false) && url == m_url && m_state == State::Playing)
+        return; // let go ahead of its second: it goes on
     m_url = url;
     progress = -1;
-    opened.append(url);
     setState(State::Loading);
 }
 
 void FakePlayer::fail()
 {
     m_state = State::Stopped;
+    m_held = false;
     emit errorOccurred(m_url);
 }
 
 void FakePlayer::setState(State s)
 {
+    if (s == State::Stopped)
+        m_held = false;
     if (s == m_state)
         return;
     m_state = s;

@@ -65,7 +65,8 @@ public:
     QList<AudioDevice> audioDevices() const override { return devices; }
     void setAudioDevice(const QString &name) override { device = name; }
     void warmUp() override { ++warmUps; }
-    // Like a real player: loaded and held paused; open() of it lets it go.
+    // Like a real player: loaded and held paused; open() of it lets it go,
+    // and open() of it once play() let it go leaves it going.
     void prepare(const QString &url) override
     {
         if (m_state != State::Stopped)
@@ -73,6 +74,7 @@ public:
         m_url = url;
         setState(State::Paused);
         prepared = url;
+        m_held = true;
     }
     QList<AudioDevice> devices; // none unless a test gives some
     QString device;
@@ -107,6 +109,7 @@ private:
     void setState(State s);
     State m_state = State::Stopped;
     QString m_url;
+    bool m_held = false; // m_url was prepared and not opened since
     int m_volume = 100;
     int m_balance = 0;
 };
@@ -244,6 +247,14 @@ struct StationFakes
     FakePlayer player;
     ScriptedPrompt prompt;
     FakeShutdown shutdown;
+};
+
+// The broadcasts' devices, faked: the tone's and music's player, the
+// voice's player and the speech engine.
+struct BroadcastFakes
+{
+    FakePlayer broadcastPlayer, voicePlayer;
+    FakeSynth synth;
 };
 
 } // namespace tav::test

@@ -391,3 +391,55 @@ TEST_F(ControllerTest, TheNextItemWaitsReadyAndGoesEarlyByTheOutputsLatency)
     EXPECT_EQ(player.state(), State::Stopped);
     EXPECT_TRUE(pc.nextHeld().isEmpty());
 }
+
+// A task's first item held on the idle player lets its pause go the
+// output's latency before its start, so that it is heard on the second; the
+// start finds it going and leaves it so. A start that does not come stops it.
+TEST_F(ControllerTest, AHeldFirstItemGoesAheadOfItsStartByTheOutputsLatency)
+{
+    using State = tav::MediaPlayer::State;
+    const struct
+    {
+        const char *name;
+        qint64 latency;
+        qint64 leftMs;  // from the holding to the start
+        int releaseMs;  // -1: the start lets it go
+    } cases[] = {
+        {"latency unknown", -1, 400, -1},
+        {"no latency", 0, 400, -1},
+        {"300 ms", 300, 400, 100},
+        {"1.5 s, before the second before", 1500, 1600, 100},
+        {"2 s, more than is left", 2000, 1500, -1},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        pc.stopAndClear();
+        player.opened.clear();
+        player.latency = c.latency;
+        pc.prepare(u"/m/1.mp3"_s, clock.now().addMSecs(c.leftMs));
+        ASSERT_TRUE(pc.holdsPrepared());
+        if (c.releaseMs < 0) {
+            EXPECT_EQ(pc.releaseInMs(), -1);
+        } else {
+            EXPECT_NEAR(pc.releaseInMs(), c.releaseMs, 20);
+            ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == State::Playing; }, 2000));
+        }
+        EXPECT_TRUE(player.opened.isEmpty());
+        pc.startTask(u"顺序"_s, three);
+        EXPECT_EQ(player.opened, QStringList{u"/m/1.mp3"_s});
+        EXPECT_EQ(player.state(), c.releaseMs < 0 ? State::Loading : State::Playing) << "not opened again";
+    }
+
+    // Never before it is held: over an item playing nothing is held here.
+    player.sound();
+    pc.prepare(u"/m/3.wav"_s, clock.now().addMSecs(400));
+    EXPECT_FALSE(pc.holdsPrepared());
+    EXPECT_EQ(pc.releaseInMs(), -1);
+
+    pc.stopAndClear();
+    player.latency = 100;
+    pc.prepare(u"/m/3.wav"_s, clock.now().addMSecs(300));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == State::Playing; }, 2000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return player.state() == State::Stopped; }, 3000)) << "its start never came";
+    EXPECT_FALSE(pc.holdsPrepared());
+}

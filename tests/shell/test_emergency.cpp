@@ -1,7 +1,7 @@
 #include "core/ini.h"
-#include "fakes/fakes.h"
-#include "shell/station.h"
+#include "fakes/stationrig.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -14,15 +14,12 @@ using State = MediaPlayer::State;
 
 namespace {
 
-// A station with two tasks on Monday morning, a prompt tone and the
-// broadcast devices faked; the test gives the seconds.
-class EmergencyTest : public ::testing::Test, protected tav::test::StationFakes
+// A station with two tasks on Monday morning and a prompt tone; the test
+// gives the seconds.
+class EmergencyTest : public ::testing::Test, protected tav::test::StationRig
 {
 protected:
-    EmergencyTest() : StationFakes("2026-11-23 08:59:58") {}
-    tav::test::FakePlayer broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
-    std::unique_ptr<tav::Station> station;
+    EmergencyTest() : StationRig("2026-11-23 08:59:58") {}
 
     void SetUp() override
     {
@@ -34,14 +31,6 @@ protected:
         d.write(u"午间.ini"_s, tav::test::mediaList({u"/noon.mp3"_s}));
         d.write(u"TONE.wav"_s, u"RIFF"_s);
         startStation();
-    }
-    void startStation()
-    {
-        station.reset();
-        station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
-        station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
-        station->start();
-        station->ticker().stop();
     }
     // Every second up to `when`; what opens sounds at once.
     void secondsUntil(const char *when)
@@ -103,7 +92,8 @@ TEST_F(EmergencyTest, AfterwardsTheScheduleGoesOnAsIfTheTimeHadPassed)
         EXPECT_TRUE(logText().contains(c.logged)) << logText().toStdString();
         EXPECT_EQ(player.state(), c.after);
         EXPECT_EQ(player.opened, c.opened);
-        EXPECT_EQ(broadcastPlayer.state(), State::Stopped); // the alarm is quiet
+        EXPECT_NE(broadcastPlayer.state(), State::Playing); // the alarm is quiet
+        EXPECT_NE(broadcastPlayer.state(), State::Loading);
     }
 }
 
@@ -164,4 +154,52 @@ TEST_F(EmergencyTest, SettingsAndTokenAreKeptInTheirOwnSection)
     EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s));
     EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s)); // from the digest
     EXPECT_FALSE(station->emergencyTokenMatches(u"panel-secret-2"_s));
+}
+
+// Between emergencies the alarm's first sound waits on the broadcast player,
+// loaded and paused, so that a start only lets its pause go. Whatever else
+// plays there takes the player; once it stands stopped the sound waits
+// again (not when the engine itself let it go at once). Without a tone the
+// first sound is the reading, and a new text's
+// reading takes the old one's place. With nothing waiting a start still
+// sounds, only later.
+TEST_F(EmergencyTest, TheAlarmsFirstSoundWaitsReadyBetweenEmergencies)
+{
+    const QString tone = station->dataDir().tone();
+    const auto waiting = [&](const QString &url) {
+        return QTest::qWaitFor([&] { return broadcastPlayer.state() == State::Paused && broadcastPlayer.currentUrl() == url; },
+                               3000);
+    };
+    ASSERT_TRUE(waiting(tone));
+    broadcastPlayer.stop(); // the engine lets it go at once (decoded whole into a deeper buffer)
+    QTest::qWait(1500);
+    EXPECT_EQ(broadcastPlayer.state(), State::Stopped) << "not held again and again";
+
+    broadcastPlayer.open(u"/music.mp3"_s); // a broadcast's music
+    broadcastPlayer.sound();
+    QString error;
+    ASSERT_TRUE(station->startEmergency({}, u"主窗口"_s, &error)) << error.toStdString();
+    EXPECT_EQ(broadcastPlayer.opened.last(), tone) << "nothing waited: opened all the same";
+    ASSERT_TRUE(station->clearEmergency(u"主窗口"_s, &error));
+    ASSERT_TRUE(waiting(tone)) << "again after the emergency";
+    broadcastPlayer.open(u"/music.mp3"_s);
+    broadcastPlayer.sound();
+    broadcastPlayer.finish();
+    ASSERT_TRUE(waiting(tone)) << "again after a broadcast";
+
+    QFile::remove(tone);
+    EmergencySettings settings;
+    settings.text = u"请从东门撤离"_s;
+    ASSERT_TRUE(station->emergency().saveSettings(settings, &error)) << error.toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.currentUrl().endsWith(u".wav"_s)
+                                             && broadcastPlayer.state() == State::Paused; }, 3000));
+    const QString first = broadcastPlayer.currentUrl();
+    settings.text = u"请从西门撤离"_s;
+    ASSERT_TRUE(station->emergency().saveSettings(settings, &error));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.currentUrl() != first
+                                             && broadcastPlayer.state() == State::Paused; }, 3000));
+    const QString second = broadcastPlayer.currentUrl();
+    EXPECT_TRUE(synth.texts().contains(u"请从西门撤离"_s));
+    ASSERT_TRUE(station->startEmergency({}, u"报警系统"_s, &error));
+    EXPECT_EQ(broadcastPlayer.opened.last(), second);
 }

@@ -1,0 +1,69 @@
+"""What the benchmarks share: data files written the station's way and a
+headless station started on a data folder and stopped again.
+
+    with Station(binary, data, trace=True, options=["ao=null"]) as station:
+        ...                      # the station runs; station.trace is its trace file
+"""
+import os, signal, subprocess
+
+
+def gbk_ini(path, sections):
+    """Writes an INI file as the station keeps them: GBK, CRLF.
+    sections: [(name, [(key, value), ...]), ...]"""
+    lines = []
+    for name, keys in sections:
+        lines.append(f"[{name}]")
+        lines += [f"{k}={v}" for k, v in keys]
+    with open(path, "wb") as f:
+        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
+
+
+def hms(t):
+    """A time of day as the task file writes it (no leading zero on the hour)."""
+    return f"{t.hour}:{t.minute:02d}:{t.second:02d}"
+
+
+def percentile(values, p):
+    values = sorted(values)
+    k = (len(values) - 1) * p / 100
+    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
+    return values[lo] + (values[hi] - values[lo]) * (k - lo)
+
+
+class Station:
+    """`tavplayer --headless` on a data folder, with a trace file in it
+    (trace.txt) and the given player options (NAME=VALUE) and environment.
+    stop() (or leaving the with-block) ends it with SIGTERM, as a service
+    manager would, and waits for it."""
+
+    def __init__(self, binary, data, options=(), env=None, extra=(), trace=True):
+        self.binary, self.data = binary, data
+        self.trace = os.path.join(data, "trace.txt") if trace else None
+        self.cmd = [binary, "--headless", "--data-dir", data]
+        if self.trace:
+            self.cmd += ["--trace", self.trace]
+        for option in options:
+            self.cmd += ["--player-option", option]
+        self.cmd += list(extra)
+        self.env = env
+        self.proc = None
+
+    def start(self):
+        self.proc = subprocess.Popen(self.cmd, env=self.env, stdout=subprocess.DEVNULL)
+        return self
+
+    def stop(self):
+        if self.proc and self.proc.poll() is None:
+            self.proc.send_signal(signal.SIGTERM)
+            try:
+                self.proc.wait(timeout=10)
+            except subprocess.TimeoutExpired:
+                self.proc.kill()
+                self.proc.wait(timeout=5)
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *exc):
+        self.stop()
+        return False

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "fakes/fakes.h"
+#include "shell/station.h"
+
+#include <memory>
+
+namespace tav::test {
+
+// A whole station on the fakes, the broadcast devices faked too. Its
+// ticker is stopped: the test gives the seconds.
+struct StationRig : StationFakes, BroadcastFakes
+{
+    using StationFakes::StationFakes;
+    std::unique_ptr<Station> station;
+
+    // (Re)starts it on the folder as it is now.
+    void startStation()
+    {
+        station.reset();
+        station = std::make_unique<Station>(d.path(), player, prompt, clock, shutdown);
+        station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+        station->start();
+        station->ticker().stop();
+    }
+};
+
+} // namespace tav::test
