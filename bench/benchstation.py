@@ -4,7 +4,7 @@ headless station started on a data folder and stopped again.
     with Station(binary, data, trace=True, options=["ao=null"]) as station:
         ...                      # the station runs; station.trace is its trace file
 """
-import os, signal, subprocess
+import os, signal, socket, subprocess
 
 
 def gbk_ini(path, sections):
@@ -28,6 +28,13 @@ def percentile(values, p):
     k = (len(values) - 1) * p / 100
     lo, hi = int(k), min(int(k) + 1, len(values) - 1)
     return values[lo] + (values[hi] - values[lo]) * (k - lo)
+
+
+def free_port():
+    """A port on the loopback that nothing listens on now."""
+    with socket.socket() as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
 
 
 class Station:

@@ -21,7 +21,7 @@ the synthesised file's first frames at the output.
 
 usage: bench/broadcast_latency.py [--bin build/src/app/tavplayer] [--firings 20] [--no-tone] [--ao null]
 """
-import argparse, datetime as dt, os, signal, statistics, subprocess, sys, tempfile, time
+import argparse, datetime as dt, os, signal, subprocess, sys, tempfile, time
 
 
 def gbk_ini(path, sections):

@@ -23,20 +23,14 @@ usage: bench/emergency_latency.py [--bin build/src/app/tavplayer] [--client PROG
                                   [--path all|local|web]
                                   [--player-option NAME=VALUE ...] [--keep]
 """
-import argparse, datetime as dt, http.client, os, shutil, socket, subprocess, sys, tempfile, time
+import argparse, datetime as dt, http.client, os, shutil, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import heard  # noqa: E402
-from benchstation import Station, gbk_ini  # noqa: E402
+from benchstation import Station, free_port, gbk_ini  # noqa: E402
 
 TOKEN = "bench-alarm-panel-token"
 AIM_MS = 300
-
-
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
 
 
 def trace_times(path, event):

@@ -12,7 +12,7 @@ remains. Each trial is reported; any file missing or mixed fails the run.
 
 usage: bench/restore_crash.py [--bin build/src/app/tavplayer] [--trials 50] [--files 1502]
 """
-import argparse, os, random, shutil, signal, subprocess, sys, tempfile, time
+import argparse, os, random, signal, subprocess, sys, tempfile, time
 
 
 def lay_out(root, files):

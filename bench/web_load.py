@@ -15,36 +15,13 @@ A bench, not a test: it prints figures.
 usage: bench/web_load.py [--bin build/src/app/tavplayer-headless] [--starts 12] [--workers 4]
                          [--clients 200] [--rounds 20]
 """
-import argparse, asyncio, datetime as dt, http.client, json, multiprocessing as mp, os, signal, socket
+import argparse, asyncio, datetime as dt, http.client, json, multiprocessing as mp, os, signal
 import struct, subprocess, sys, tempfile, time, wave
 
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from benchstation import free_port, gbk_ini, hms, percentile  # noqa: E402
+
 PASSWORD = "bench-secret"
-
-
-def gbk_ini(path, sections):
-    lines = []
-    for name, keys in sections:
-        lines.append(f"[{name}]")
-        lines += [f"{k}={v}" for k, v in keys]
-    with open(path, "wb") as f:
-        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
-
-
-def hms(t):
-    return f"{t.hour}:{t.minute:02d}:{t.second:02d}"
-
-
-def percentile(values, p):
-    values = sorted(values)
-    k = (len(values) - 1) * p / 100
-    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
-    return values[lo] + (values[hi] - values[lo]) * (k - lo)
-
-
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
 
 
 def rss_kb(pid):

@@ -20,7 +20,8 @@ usage: bench/web_wrk.py [--bin build/src/app/tavplayer-headless] [--starts 30] [
 import argparse, datetime as dt, http.client, os, re, shutil, signal, subprocess, sys, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from web_load import free_port, lay_out, login, percentile, rss_kb  # noqa: E402
+from benchstation import free_port, percentile  # noqa: E402
+from web_load import lay_out, login, rss_kb  # noqa: E402
 
 
 def starts_of(trace):
