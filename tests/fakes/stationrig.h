@@ -14,12 +14,14 @@ struct StationRig : StationFakes, BroadcastFakes
     using StationFakes::StationFakes;
     std::unique_ptr<Station> station;
 
-    // (Re)starts it on the folder as it is now.
-    void startStation()
+    // (Re)starts it on the folder as it is now; without the broadcast
+    // devices it is a PC with no voice.
+    void startStation(bool withBroadcasts = true)
     {
         station.reset();
         station = std::make_unique<Station>(d.path(), player, prompt, clock, shutdown);
-        station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
+        if (withBroadcasts)
+            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
         station->start();
         station->ticker().stop();
     }

@@ -12,9 +12,7 @@ namespace {
 
 struct Fields
 {
-    bool on = true;
-    QString listen = u"127.0.0.1"_s;
-    QString password, certificate, key;
+    QString listen, password, certificate;
 };
 
 } // namespace
@@ -27,11 +25,10 @@ TEST(WebConsoleBox, RefusesWhatCannotWorkAndSavesAHashedPassword)
     tav::WebConsoleBox box(tav::DataDir(d.path()), prompt);
     QSignalSpy saved(&box, &tav::WebConsoleBox::saved);
     const auto fill = [&box](const Fields &f) {
-        child<QCheckBox>(&box, "chkWebOn")->setChecked(f.on);
+        child<QCheckBox>(&box, "chkWebOn")->setChecked(true);
         child<QComboBox>(&box, "cboWebListen")->setCurrentText(f.listen);
         child<QLineEdit>(&box, "txtWebPassword")->setText(f.password);
         child<QLineEdit>(&box, "txtWebCertificate")->setText(f.certificate);
-        child<QLineEdit>(&box, "txtWebKey")->setText(f.key);
         child<QSpinBox>(&box, "txtWebPort")->setValue(8791);
     };
     struct Case
@@ -39,10 +36,10 @@ TEST(WebConsoleBox, RefusesWhatCannotWorkAndSavesAHashedPassword)
         Fields fields;
         QString message;
     } refused[] = {
-        {{.listen = u"192.168.1.300"_s, .password = u"secret1"_s}, u"提示|监听地址不正确：192.168.1.300"_s},
-        {{.password = u"short"_s}, u"提示|密码至少要 6 个字符"_s},
-        {{}, u"提示|请先设置管理密码"_s},
-        {{.password = u"secret1"_s, .certificate = u"/etc/c.pem"_s}, u"提示|证书文件和密钥文件要同时填写"_s},
+        {{u"192.168.1.300"_s, u"secret1"_s, {}}, u"提示|监听地址不正确：192.168.1.300"_s},
+        {{u"127.0.0.1"_s, u"short"_s, {}}, u"提示|密码至少要 6 个字符"_s},
+        {{u"127.0.0.1"_s, {}, {}}, u"提示|请先设置管理密码"_s},
+        {{u"127.0.0.1"_s, u"secret1"_s, u"/etc/c.pem"_s}, u"提示|证书文件和密钥文件要同时填写"_s},
     };
     for (const Case &c : refused) {
         prompt.shown.clear();
@@ -53,7 +50,7 @@ TEST(WebConsoleBox, RefusesWhatCannotWorkAndSavesAHashedPassword)
     EXPECT_FALSE(d.text(u"【CONTROL】.ini"_s).contains(u"[WEB]"_s));
 
     saved.clear();
-    fill({.listen = u"0.0.0.0"_s, .password = u"station-secret"_s});
+    fill({u"0.0.0.0"_s, u"station-secret"_s, {}});
     child<QPushButton>(&box, "cmdWebSave")->click();
     ASSERT_TRUE(saved.wait(10000));
     EXPECT_TRUE(saved.last().at(0).toBool());
