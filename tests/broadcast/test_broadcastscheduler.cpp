@@ -17,6 +17,7 @@ using tav::BroadcastScheduler;
 using tav::WaitRow;
 using tav::test::at;
 using Status = WaitRow::Status;
+using State = tav::MediaPlayer::State;
 
 namespace {
 
@@ -84,9 +85,13 @@ protected:
     {
         ASSERT_EQ(broadcastPlayer.currentUrl(), dir.tone());
         broadcastPlayer.finish();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+        ASSERT_TRUE(voiceIs(State::Loading));
         voicePlayer.sound();
         voicePlayer.finish();
+    }
+    bool voiceIs(State state, int ms = 3000)
+    {
+        return QTest::qWaitFor([&] { return voicePlayer.state() == state; }, ms);
     }
     bool restored()
     {
@@ -261,7 +266,7 @@ TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
     // A tone that never ends is given up once, and the text read as often as asked.
     broadcaster.setToneLimit(50);
     ASSERT_TRUE(broadcaster.speak({.name = u"长音"_s, .text = u"请注意"_s}));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Loading));
     voicePlayer.sound();
     voicePlayer.finish();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !broadcaster.isBusy(); }, 3000));
@@ -274,7 +279,7 @@ TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
     ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 5; }, 5000));
     EXPECT_EQ(synth.texts()[4].size(), tav::Broadcaster::kMaxSpokenChars);
     EXPECT_TRUE(log.text().contains(u"只朗读前10000字"_s));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 5000));
+    EXPECT_TRUE(voiceIs(State::Loading, 5000));
     EXPECT_TRUE(QFileInfo(voicePlayer.currentUrl()).size() > 0);
 }
 
@@ -287,22 +292,22 @@ TEST_F(BroadcastDay, VoicePausesStopsAndSkipsASentence)
     QObject::connect(&voice, &tav::Voice::eventLine, [&](const QString &l) { events.append(l); });
     QObject::connect(&voice, &tav::Voice::word, [&](int pos, int) { words.append(pos); });
     ASSERT_TRUE(broadcaster.speak({.text = u"9:05到"_s, .tone = false}));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Loading));
     voicePlayer.sound();
     voice.pause();
     EXPECT_EQ(voice.state(), tav::Voice::State::Paused);
-    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused);
+    EXPECT_EQ(voicePlayer.state(), State::Paused);
     voice.resume();
-    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Playing);
+    EXPECT_EQ(voicePlayer.state(), State::Playing);
     voice.stop();
     EXPECT_EQ(voice.state(), tav::Voice::State::Idle);
     EXPECT_TRUE(events.last().startsWith(u"  Event: EndStream"_s));
     voice.speak(u"第一句。第二句。"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Loading));
     voicePlayer.sound();
     voice.skipSentence();
     ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().last() == u"第二句。"; }, 3000));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Loading));
     words.clear();
     voicePlayer.sound();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !words.isEmpty(); }, 3000));
@@ -384,8 +389,8 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
     EXPECT_TRUE(QTest::qWaitFor(readied, 2000));
     // The tone waits at its first sample; the firing lets it go.
     EXPECT_EQ(broadcastPlayer.prepared, dir.tone());
-    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Paused);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    EXPECT_EQ(broadcastPlayer.state(), State::Paused);
+    ASSERT_TRUE(voiceIs(State::Paused));
     const QString reading = voicePlayer.prepared;
 
     tickAt("2026-11-23 12:00:00");
@@ -408,7 +413,6 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
 // that does not come stops it.
 TEST_F(BroadcastDay, TheWaitingToneGoesAheadOfItsSecondByTheOutputsLatency)
 {
-    using State = tav::MediaPlayer::State;
     broadcastPlayer.latency = 300;
     const tav::BroadcastRequest request{.name = u"午休"_s, .text = u"午休时间到了"_s, .voiceVolume = 90, .tone = true};
     const QDateTime firing = at("2026-11-23 12:00:00");
@@ -440,11 +444,11 @@ TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysO
     add(u"报时"_s, u"12:00:00"_s, u"现在是%Time，开饭"_s, u"TTS_Tone=0\nTTS_Frequency=2\n"_s);
     enable();
     tickAt("2026-11-23 11:59:50");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Paused));
     const QString prepared = voicePlayer.prepared;
     EXPECT_TRUE(QFileInfo::exists(prepared));
     EXPECT_EQ(synth.texts(), QStringList{u"现在是上午十二点整，开饭"_s}) << "the firing's time, not the warm-up's";
-    EXPECT_EQ(broadcastPlayer.state(), tav::MediaPlayer::State::Stopped) << "no tone to make ready";
+    EXPECT_EQ(broadcastPlayer.state(), State::Stopped) << "no tone to make ready";
     tickAt("2026-11-23 11:59:55"); // warmed up again: kept as it is
     QTest::qWait(400);
     EXPECT_EQ(synth.texts().size(), 1);
@@ -489,14 +493,14 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
         tickAt(when);
         ASSERT_TRUE(QTest::qWaitFor([&] { return !voicePlayer.prepared.isEmpty(); }, 3000)) << when;
         prepared = voicePlayer.prepared;
-        ASSERT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused);
+        ASSERT_EQ(voicePlayer.state(), State::Paused);
     };
     const auto letGo = [&] {
-        return voicePlayer.state() != tav::MediaPlayer::State::Paused && !QFileInfo::exists(prepared)
+        return voicePlayer.state() != State::Paused && !QFileInfo::exists(prepared)
                && !voicePlayer.opened.contains(prepared);
     };
     const auto spokenAnew = [&](const QString &text) {
-        EXPECT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Loading; }, 3000));
+        EXPECT_TRUE(voiceIs(State::Loading));
         EXPECT_EQ(synth.texts().last(), text);
         EXPECT_TRUE(letGo());
         broadcaster.stop();
@@ -542,11 +546,11 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
 
     // Made ready for a second that passes without it: let go seconds later.
     broadcaster.warmUp({.name = u"晚安"_s, .text = u"晚安"_s, .tone = false}, at("2026-11-23 21:00:10"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    ASSERT_TRUE(voiceIs(State::Paused));
     prepared = voicePlayer.prepared;
     tickAt("2026-11-23 21:00:12");
     QTest::qWait(50);
-    EXPECT_EQ(voicePlayer.state(), tav::MediaPlayer::State::Paused) << "still within its seconds";
+    EXPECT_EQ(voicePlayer.state(), State::Paused) << "still within its seconds";
     tickAt("2026-11-23 21:00:14");
     EXPECT_TRUE(QTest::qWaitFor(letGo, 1000));
 }
@@ -684,12 +688,9 @@ TEST(VoiceFolders, StaleSpeechFoldersGoAtTheNextStart)
     for (const QString &name : {u"tavplayer-voice-999999999-xY1zW2"_s, own, u"tavplayer-voice-Qw3Er5"_s,
                                 u"tavplayer-voice-Zx9Cv8"_s, u"tavplayer-voice-outside"_s})
         ASSERT_TRUE(root.mkdir(name));
-    QFile wav(tmp.path() + u"/tavplayer-voice-999999999-xY1zW2/speech-1.wav"_s);
-    ASSERT_TRUE(wav.open(QIODevice::WriteOnly));
-    wav.close();
-    QFile keep(tmp.path() + u"/tavplayer-voice-Zx9Cv8/notes.txt"_s); // not empty: not ours to judge
-    ASSERT_TRUE(keep.open(QIODevice::WriteOnly));
-    keep.close();
+    // The second is not empty of other files: not ours to judge.
+    for (const QString &file : {u"/tavplayer-voice-999999999-xY1zW2/speech-1.wav"_s, u"/tavplayer-voice-Zx9Cv8/notes.txt"_s})
+        ASSERT_TRUE(QFile(tmp.path() + file).open(QIODevice::WriteOnly)) << file.toStdString();
     ASSERT_TRUE(QFile::link(tmp.path() + u"/tavplayer-voice-outside"_s, tmp.path() + u"/tavplayer-voice-Lk0Lk0"_s));
     EXPECT_EQ(tav::Voice::removeStaleFolders(tmp.path()), 2);
     QStringList left = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
@@ -736,14 +737,14 @@ TEST(VoiceEnd, APreparedTextIsSynthesisedOnceAndStopLetsItGo)
     ASSERT_FALSE(voice.isSpeaking());
 
     voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == State::Paused; }, 3000));
     const QString prepared = out.prepared;
     voice.stop();
-    EXPECT_EQ(out.state(), tav::MediaPlayer::State::Stopped);
+    EXPECT_EQ(out.state(), State::Stopped);
     EXPECT_FALSE(QFileInfo::exists(prepared));
     // A different volume is a different reading: synthesised anew.
     voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == tav::MediaPlayer::State::Paused; }, 3000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == State::Paused; }, 3000));
     voice.setVolume(60);
     voice.speak(u"请注意"_s);
     EXPECT_TRUE(QTest::qWaitFor([&] { return out.opened.size() == 2; }, 3000));
@@ -773,8 +774,7 @@ TEST_F(BroadcastDay, AnnouncementsWaitForTheBroadcastInProgressAndBadOnesAreRefu
     EXPECT_FALSE(broadcaster.isBusy());
 
     add(u"早操"_s, u"08:30:00"_s, u"做早操"_s);
-    scheduler.setEnabled(true);
-    waitBuilt();
+    enable();
     tickAt("2026-11-23 08:30:00");
     ASSERT_TRUE(broadcaster.isBusy());
     QString error;
@@ -802,8 +802,7 @@ TEST_F(BroadcastDay, HeldFiringsAreOverdueAndNotSpokenAfterwards)
     add(u"紧随"_s, u"08:30:05"_s, u"x"_s);
     add(u"其间"_s, u"08:32:00"_s, u"x"_s);
     add(u"之后"_s, u"08:40:00"_s, u"之后的通知"_s);
-    scheduler.setEnabled(true);
-    waitBuilt();
+    enable();
     tickAt("2026-11-23 08:30:00");
     tickAt("2026-11-23 08:30:05"); // held back by the long one
     QString error;
