@@ -1,6 +1,5 @@
 // The web console's server on 127.0.0.1, against a station on the fake clock.
 
-#include "core/secret.h"
 #include "fakes/stationrig.h"
 #include "remote/webserver.h"
 #include "shell/emergency.h"

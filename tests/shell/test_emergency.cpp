@@ -158,11 +158,10 @@ TEST_F(EmergencyTest, SettingsAndTokenAreKeptInTheirOwnSection)
 
 // Between emergencies the alarm's first sound waits on the broadcast player,
 // loaded and paused, so that a start only lets its pause go. Whatever else
-// plays there takes the player; once it stands stopped the sound waits
-// again (not when the engine itself let it go at once). Without a tone the
-// first sound is the reading, and a new text's
-// reading takes the old one's place. With nothing waiting a start still
-// sounds, only later.
+// plays there takes the player; once it stands stopped the sound waits again
+// (not when the engine itself let it go at once). Without a tone the first
+// sound is the reading, and a new text's reading takes the old one's place.
+// With nothing waiting a start still sounds, only later.
 TEST_F(EmergencyTest, TheAlarmsFirstSoundWaitsReadyBetweenEmergencies)
 {
     const QString tone = station->dataDir().tone();
