@@ -779,10 +779,10 @@ void BroadcastScheduler::markSpoken(const WaitRow &row)
     if (queued)
         return; // the job under way writes the latest set
     w.pool.start([this, &w] {
-        QMutexLocker lock(&w.mutex);
+        QMutexLocker held(&w.mutex);
         const IniDocument latest = std::move(*w.pending);
         w.pending.reset();
-        lock.unlock();
+        held.unlock();
         QString why;
         if (!IniFile(w.path).write(latest, &why))
             QMetaObject::invokeMethod(this, [this, why] { log(u"写入 %1 失败：%2"_s.arg(m_writer->path, why)); },

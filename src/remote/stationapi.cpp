@@ -636,7 +636,7 @@ ApiReply StationApi::hours(const ApiRequest &request)
                                                   {u"shutdownOnStopDay"_s, Kind::Bool}}))
         return *refused;
     const QJsonObject &b = request.body;
-    for (const QString key : {u"workStart"_s, u"workEnd"_s, u"shutdownTime"_s})
+    for (const QString &key : {u"workStart"_s, u"workEnd"_s, u"shutdownTime"_s})
         if (b.contains(key) && !isTimeOfDay(b.value(key).toString().trimmed()))
             return ApiReply::error(400, u"%1应为 时:分:秒，如 8:00:00"_s.arg(key));
     Settings &s = m_station.settings();

@@ -445,8 +445,9 @@ TEST_F(StationSlideshowTest, TheIdleContentIsClaimedOnlyWhenSomethingShows)
         EXPECT_EQ(station->scheduler().status(), c.claimed ? u"正在播放广告内容"_s : u"Tavrel多媒体定时播放系统"_s);
         EXPECT_EQ(log.contains(u"开播：广告内容"), c.claimed);
         EXPECT_EQ(log.count(u"图片广告："_s), c.note.isEmpty() ? 0 : 1);
-        if (!c.note.isEmpty())
+        if (!c.note.isEmpty()) {
             EXPECT_TRUE(log.contains(c.note)) << log.toStdString();
+        }
         if (c.claimed)
             continue;
         // A changed list is tried and, still with nothing to show, said again.
