@@ -30,6 +30,17 @@ def percentile(values, p):
     return values[lo] + (values[hi] - values[lo]) * (k - lo)
 
 
+def broadcast_section(index, name, time, day, tone):
+    """One section of 【TTS】.ini: a broadcast read once at `time` on `day`
+    (Y/M/D), with or without the prompt tone."""
+    return (f"TTS{index}", [("TTS_Name", name), ("TTS_TimeStart", time), ("TTS_TimeEnd", time),
+                            ("TTS_DateStart", day), ("TTS_DateEnd", day), ("TTS_Week", "一二三四五六日"),
+                            ("TTS_Interval", "0"), ("TTS_Switch", "开"), ("TTS_BGVolume", "30"),
+                            ("TTS_Tone", "1" if tone else "0"), ("TTS_Speaker", "VW Hui"),
+                            ("TTS_Rate", "0"), ("TTS_txtVolume", "100"), ("TTS_BG_Music", ""),
+                            ("TTS_Index", str(index)), ("TTS_Delay", "0"), ("TTS_Frequency", "1")])
+
+
 def free_port():
     """A port on the loopback that nothing listens on now."""
     with socket.socket() as s:

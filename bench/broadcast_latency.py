@@ -23,21 +23,8 @@ usage: bench/broadcast_latency.py [--bin build/src/app/tavplayer] [--firings 20]
 """
 import argparse, datetime as dt, os, signal, subprocess, sys, tempfile, time
 
-
-def gbk_ini(path, sections):
-    lines = []
-    for name, keys in sections:
-        lines.append(f"[{name}]")
-        lines += [f"{k}={v}" for k, v in keys]
-    with open(path, "wb") as f:
-        f.write(("\r\n".join(lines) + "\r\n").encode("gbk"))
-
-
-def percentile(values, p):
-    values = sorted(values)
-    k = (len(values) - 1) * p / 100
-    lo, hi = int(k), min(int(k) + 1, len(values) - 1)
-    return values[lo] + (values[hi] - values[lo]) * (k - lo)
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from benchstation import broadcast_section, gbk_ini, percentile  # noqa: E402
 
 
 def main():
@@ -58,12 +45,7 @@ def main():
     for i, f in enumerate(firings, 1):
         name = f"测速{i}"
         t = f.strftime("%H:%M:%S")
-        sections.append((f"TTS{i}", [("TTS_Name", name), ("TTS_TimeStart", t), ("TTS_TimeEnd", t),
-                                      ("TTS_DateStart", day), ("TTS_DateEnd", day), ("TTS_Week", "一二三四五六日"),
-                                      ("TTS_Interval", "0"), ("TTS_Switch", "开"), ("TTS_BGVolume", "30"),
-                                      ("TTS_Tone", "0" if args.no_tone else "1"), ("TTS_Speaker", "VW Hui"),
-                                      ("TTS_Rate", "0"), ("TTS_txtVolume", "100"), ("TTS_BG_Music", ""),
-                                      ("TTS_Index", str(i)), ("TTS_Delay", "0"), ("TTS_Frequency", "1")]))
+        sections.append(broadcast_section(i, name, t, day, not args.no_tone))
         with open(os.path.join(data, f"{name}.ini"), "wb") as fh:
             fh.write("请注意，现在测试。\r\n".encode("gbk"))
     gbk_ini(os.path.join(data, "【TTS】.ini"), sections)

@@ -35,7 +35,7 @@ import argparse, datetime as dt, os, shutil, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import heard  # noqa: E402
-from benchstation import Station, gbk_ini, hms  # noqa: E402
+from benchstation import Station, broadcast_section, gbk_ini, hms  # noqa: E402
 
 TONE_HZ = 3000
 
@@ -67,12 +67,7 @@ def broadcasts_folder(data, count, tone):
     for i, f in enumerate(firings, 1):
         name = f"听感{i}"
         t = f.strftime("%H:%M:%S")
-        sections.append((f"TTS{i}", [("TTS_Name", name), ("TTS_TimeStart", t), ("TTS_TimeEnd", t),
-                                      ("TTS_DateStart", day), ("TTS_DateEnd", day), ("TTS_Week", "一二三四五六日"),
-                                      ("TTS_Interval", "0"), ("TTS_Switch", "开"), ("TTS_BGVolume", "30"),
-                                      ("TTS_Tone", "1" if tone else "0"), ("TTS_Speaker", "VW Hui"),
-                                      ("TTS_Rate", "0"), ("TTS_txtVolume", "100"), ("TTS_BG_Music", ""),
-                                      ("TTS_Index", str(i)), ("TTS_Delay", "0"), ("TTS_Frequency", "1")]))
+        sections.append(broadcast_section(i, name, t, day, tone))
         with open(os.path.join(data, f"{name}.ini"), "wb") as fh:
             fh.write("请注意，现在测试。\r\n".encode("gbk"))
     gbk_ini(os.path.join(data, "【TTS】.ini"), sections)
