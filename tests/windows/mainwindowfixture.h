@@ -44,23 +44,17 @@ protected:
             if (grid->item(r, 1)->text() == name)
                 grid->setCurrentCell(r, 1);
     }
-    // A daily task with its media list; tasks accumulate in 【SONG】.ini.
-    void addTask(const QString &name, const QString &start, const QString &end, const QStringList &media,
-                 const QString &volume = u"50000"_s)
+    // A task with its media list; tasks accumulate in 【SONG】.ini.
+    void addTask(const QString &name, const QString &start, const QString &end, const QStringList &media = {},
+                 const QString &days = u"每天"_s, const QString &volume = u"50000"_s)
     {
-        ++taskCount;
-        songs += tav::test::taskSection(
-            taskCount, {.name = name, .start = start, .end = end, .volume = volume, .order = u"顺序"_s});
+        songs += tav::test::taskSection(++taskCount, {.name = name, .start = start, .end = end, .days = days,
+                                                      .volume = volume, .order = u"顺序"_s});
         d.write(u"【SONG】.ini"_s, songs);
         d.write(name + u".ini"_s, tav::test::mediaList(media));
     }
-    // Runs the once-a-second work as the real ticker does, at the given time.
-    void tickAt(const char *when)
-    {
-        clock.set(at(when));
-        emit station->ticker().second();
-    }
-    // Ticks `count` seconds one after another, the first at `from`.
+    // Runs the once-a-second work as the real ticker does: `count` seconds one
+    // after another, the first at `from`.
     void tickRun(const char *from, int count)
     {
         for (int s = 0; s < count; ++s) {
@@ -68,20 +62,11 @@ protected:
             emit station->ticker().second();
         }
     }
+    void tickAt(const char *when) { tickRun(when, 1); }
     QString control(const QString &section, const QString &key) const
     {
         return tav::IniFile(d.file(u"【CONTROL】.ini"_s)).value(section, key);
     }
     QString songs;
     int taskCount = 0;
-
-    void writeTasks(const QStringList &nameAndDays)
-    {
-        QString song;
-        for (int i = 0; i < nameAndDays.size(); ++i) {
-            const QStringList nd = nameAndDays[i].split(u'|');
-            song += tav::test::taskSection(i + 1, {.name = nd[0], .start = u"11:00:00"_s, .end = u"11:10:00"_s, .days = nd[1]});
-        }
-        d.write(u"【SONG】.ini"_s, song);
-    }
 };
