@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QTextBrowser>
 
+#include <algorithm>
 #include <cmath>
 
 using tav::HelpWindow;
@@ -90,14 +91,11 @@ TEST(SkinsApply, WarningsKeepTheirContrastInEveryLook)
         for (int y = 0; y < image.height(); ++y)
             for (int x = 0; x < image.width(); ++x)
                 ++count[image.pixel(x, y)];
-        QRgb ground = 0;
-        for (auto it = count.cbegin(); it != count.cend(); ++it)
-            if (it.value() > count.value(ground))
-                ground = it.key();
+        const double ground = luminance(QColor(count.key(*std::max_element(count.cbegin(), count.cend()))));
         double best = 1;
-        for (auto it = count.cbegin(); it != count.cend(); ++it) {
-            const double a = luminance(QColor(it.key())), b = luminance(QColor(ground));
-            best = std::max(best, (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05));
+        for (const QRgb colour : count.keys()) {
+            const double text = luminance(QColor(colour));
+            best = std::max(best, (std::max(text, ground) + 0.05) / (std::min(text, ground) + 0.05));
         }
         EXPECT_GE(best, 4.5) << "look " << Skins::toSetting(skin).toStdString();
     }
