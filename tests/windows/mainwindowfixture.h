@@ -8,13 +8,14 @@
 #include "widgets.h"
 
 // The console on a Monday morning, on a temporary data folder.
-class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes, public tav::test::WindowDriver
+class MainWindowTest : public ::testing::Test,
+                       protected tav::test::StationFakes,
+                       protected tav::test::BroadcastFakes,
+                       public tav::test::WindowDriver
 {
 protected:
     MainWindowTest() : StationFakes("2026-11-23 10:00:00") {}
     tav::test::FakeClockSetter setter; // given to the station by the tests that synchronise
-    tav::test::FakePlayer broadcastPlayer, voicePlayer;
-    tav::test::FakeSynth synth;
     bool withBroadcasts = false; // the station gets its broadcast players and voice
     tav::test::DataFolder autostartDir;
     tav::AutoStart autoStart{autostartDir.path()};
