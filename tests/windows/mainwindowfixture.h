@@ -8,9 +8,7 @@
 #include "widgets.h"
 
 // The console on a Monday morning, on a temporary data folder.
-class MainWindowTest : public ::testing::Test,
-                       protected tav::test::StationFakes,
-                       protected tav::test::BroadcastFakes,
+class MainWindowTest : public ::testing::Test, protected tav::test::StationFakes, protected tav::test::BroadcastFakes,
                        public tav::test::WindowDriver
 {
 protected:

@@ -571,8 +571,7 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     auto *warnings = get<QLabel>("lblAgendaWarnings");
     EXPECT_FALSE(warnings->isHidden());
     EXPECT_TRUE(warnings->text().contains(u"定时任务“午休”：文件缺失：不在.mp3"_s)) << warnings->text().toStdString();
-    const QString said = u"注意：定时任务“午休”：文件缺失：不在.mp3"_s;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return station->log().text().contains(said); }, 3000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return station->log().text().contains(u"注意：定时任务“午休”：文件缺失：不在.mp3"_s); }, 3000));
     EXPECT_EQ(chart->next(), indexOf(0, u"早操"_s));
 
     tickAt("2026-11-23 11:00:00");
