@@ -39,11 +39,9 @@ QString writePicture(const tav::test::DataFolder &d, const QString &name, QSize 
 quint32 crc32(const QByteArray &bytes)
 {
     quint32 crc = 0xFFFFFFFFu;
-    for (const char c : bytes) {
-        crc ^= quint8(c);
-        for (int k = 0; k < 8; ++k)
-            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
-    }
+    for (const char c : bytes)
+        for (quint32 k = 0, b = quint8(c); k < 8; ++k, b >>= 1)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - ((crc ^ b) & 1u)));
     return ~crc;
 }
 
@@ -68,9 +66,10 @@ protected:
     void type(const char *combo, const QString &text) { get<QComboBox>(combo)->setEditText(text); }
 };
 
-TEST_F(PicturesWindow, OpensWithTheFilesListsAndOptions)
+TEST_F(PicturesWindow, OpensWithTheFileAndSaveRefusesBadValuesLeavingTheFile)
 {
     d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
+    const QByteArray before = d.bytes(u"【IMAGE】.ini"_s);
     open();
     EXPECT_EQ(items("ListPic"), (QStringList{u"/ad/一.jpg"_s, u"/ad/二.jpg"_s}));
     EXPECT_TRUE(get<QAbstractButton>("OptPlayMode1")->isChecked());
@@ -80,27 +79,18 @@ TEST_F(PicturesWindow, OpensWithTheFilesListsAndOptions)
     EXPECT_TRUE(get<QAbstractButton>("OptMusicMode1")->isChecked());
     EXPECT_TRUE(get<QCheckBox>("chkMusicPlay")->isChecked());
     EXPECT_FALSE(get<QCheckBox>("chkNoDatePlay")->isChecked());
-}
 
-TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeOrAnUnwritableFileAndLeavesTheFile)
-{
-    d.write(u"【IMAGE】.ini"_s, QString::fromUtf8(kImage));
-    const QByteArray before = d.bytes(u"【IMAGE】.ini"_s);
-    open();
-    const struct
-    {
-        const char *time, *volume, *message;
-    } refused[] = {{"4", "100", "图片播放时间设置不正确！"},
-                   {"61", "100", "图片播放时间设置不正确！"},
-                   {"", "0", "图片播放时间设置不正确！"},
-                   {"5", "0", "音量设置不正确！"},
-                   {"60", "七", "音量设置不正确！"}};
+    const struct { const char *time, *volume, *message; } refused[] = {
+        {"4", "100", "图片播放时间设置不正确！"}, {"61", "100", "图片播放时间设置不正确！"},
+        {"", "0", "图片播放时间设置不正确！"},   {"5", "0", "音量设置不正确！"},
+        {"60", "七", "音量设置不正确！"}};
     for (const auto &c : refused) {
+        SCOPED_TRACE(std::string(c.time) + "/" + c.volume);
         prompt.shown.clear();
         type("cboSwithTime", QString::fromUtf8(c.time));
         type("cboPicVol", QString::fromUtf8(c.volume));
         click("cmdSave");
-        EXPECT_EQ(prompt.shown, QStringList{u"提示|"_s + QString::fromUtf8(c.message)}) << c.time << "/" << c.volume;
+        EXPECT_EQ(prompt.shown, QStringList{u"提示|"_s + QString::fromUtf8(c.message)});
         EXPECT_EQ(d.bytes(u"【IMAGE】.ini"_s), before);
     }
 
@@ -109,15 +99,11 @@ TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeOrAnUnwritableFileAndLea
     type("cboPicVol", u"65535"_s);
     click("cmdSave");
     EXPECT_TRUE(prompt.shown.isEmpty());
-    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片切换时间=5\r\n"));
-    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"个性音量=65535\r\n"));
-    type("cboSwithTime", u"60"_s);
-    click("cmdSave");
-    EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片切换时间=60\r\n"));
+    for (const QString &line : {u"图片切换时间=5\r\n"_s, u"个性音量=65535\r\n"_s})
+        EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(line)) << line.toStdString();
 
-    // A file that cannot be written is said and logged.
-    QFile::remove(d.file(u"【IMAGE】.ini"_s));
-    ASSERT_TRUE(QDir(d.path()).mkdir(u"【IMAGE】.ini"_s)); // a folder where the file should be
+    QFile::remove(d.file(u"【IMAGE】.ini"_s)); // a folder where the file should be: said and logged
+    ASSERT_TRUE(QDir(d.path()).mkdir(u"【IMAGE】.ini"_s));
     prompt.shown.clear();
     click("cmdSave");
     EXPECT_EQ(prompt.shown, QStringList{u"提示|写文件时出错"_s});
@@ -127,33 +113,27 @@ TEST_F(PicturesWindow, SaveRefusesABadSwitchTimeOrVolumeOrAnUnwritableFileAndLea
 TEST_F(PicturesWindow, ListButtonsAddRemoveAndReorder)
 {
     open();
-    chosen = {u"/p/a.jpg"_s, u"/p/b.jpg"_s, u"/p/c.jpg"_s};
-    click("cmdAddPic");
-    EXPECT_EQ(items("ListPic"), chosen);
-    get<QListWidget>("ListPic")->setCurrentRow(2);
-    click("cmdPicUp");
-    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/a.jpg"_s, u"/p/c.jpg"_s, u"/p/b.jpg"_s}));
-    click("cmdFreePicMoveTop");
-    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/c.jpg"_s, u"/p/a.jpg"_s, u"/p/b.jpg"_s}));
-    click("cmdPicDown");
-    EXPECT_EQ(items("ListPic").first(), u"/p/a.jpg");
-    click("cmdDel");
-    EXPECT_EQ(items("ListPic"), (QStringList{u"/p/a.jpg"_s, u"/p/b.jpg"_s}));
-    click("cmdClear");
-    EXPECT_TRUE(items("ListPic").isEmpty());
-
-    chosen = {u"/m/1.mp3"_s, u"/m/2.mp3"_s};
-    click("cmdMusicAdd");
-    get<QListWidget>("ListMusicMaster")->setCurrentRow(1);
-    click("cmdFreeMusicMoveTop");
-    EXPECT_EQ(items("ListMusicMaster"), (QStringList{u"/m/2.mp3"_s, u"/m/1.mp3"_s}));
-    click("cmdMusicDownMove");
-    click("cmdMusicUpMove");
-    EXPECT_EQ(items("ListMusicMaster").first(), u"/m/2.mp3");
-    click("cmdMusicDel");
-    EXPECT_EQ(items("ListMusicMaster"), QStringList{u"/m/1.mp3"_s});
-    click("cmdMusicClear");
-    EXPECT_TRUE(items("ListMusicMaster").isEmpty());
+    const struct { const char *list, *add, *up, *down, *top, *del, *clear; } lists[] = {
+        {"ListPic", "cmdAddPic", "cmdPicUp", "cmdPicDown", "cmdFreePicMoveTop", "cmdDel", "cmdClear"},
+        {"ListMusicMaster", "cmdMusicAdd", "cmdMusicUpMove", "cmdMusicDownMove", "cmdFreeMusicMoveTop", "cmdMusicDel",
+         "cmdMusicClear"}};
+    for (const auto &l : lists) {
+        SCOPED_TRACE(l.list);
+        chosen = {u"a"_s, u"b"_s, u"c"_s};
+        click(l.add);
+        EXPECT_EQ(items(l.list), chosen);
+        get<QListWidget>(l.list)->setCurrentRow(2);
+        click(l.up);
+        EXPECT_EQ(items(l.list), (QStringList{u"a"_s, u"c"_s, u"b"_s}));
+        click(l.top);
+        EXPECT_EQ(items(l.list), (QStringList{u"c"_s, u"a"_s, u"b"_s}));
+        click(l.down);
+        EXPECT_EQ(items(l.list), (QStringList{u"a"_s, u"c"_s, u"b"_s}));
+        click(l.del);
+        EXPECT_EQ(items(l.list), (QStringList{u"a"_s, u"b"_s}));
+        click(l.clear);
+        EXPECT_TRUE(items(l.list).isEmpty());
+    }
 }
 
 TEST_F(PicturesWindow, PlayRunsWhatTheWindowShowsAndStopEndsIt)
@@ -194,7 +174,7 @@ TEST(PictureDecoding, FitsThePictureIntoThePanelKeepingItsProportions)
     EXPECT_TRUE(PicturePanel::picWH({0, 0}, {0, 0, 100, 100}).isNull());
 }
 
-TEST(PictureDecoding, MissingDamagedAndNonPicturesAreRefusedWithAReason)
+TEST(PictureDecoding, BadPicturesAreRefusedWithAReasonBigOnesReadSmallHugeOnesNotAtAll)
 {
     tav::test::DataFolder d;
     EXPECT_EQ(tav::decodePicture(d.file(u"无.jpg"_s), {800, 600}).error, u"文件不存在");
@@ -208,13 +188,8 @@ TEST(PictureDecoding, MissingDamagedAndNonPicturesAreRefusedWithAReason)
     d.writeBytes(u"cut.jpg"_s, tav::test::DataFolder::readAll(whole).left(200));
     const tav::DecodedPicture cut = tav::decodePicture(d.file(u"cut.jpg"_s), {800, 600});
     EXPECT_TRUE(cut.image.isNull() != cut.error.isEmpty());
-    d.writeBytes(u"noise.jpg"_s, QByteArray(4096, '\x5a'));
-    EXPECT_FALSE(tav::decodePicture(d.file(u"noise.jpg"_s), {800, 600}).error.isEmpty());
-}
 
-TEST(PictureDecoding, BigPicturesAreReadSmallAndHugeOnesRefused)
-{
-    tav::test::DataFolder d;
+    // Big pictures are read small, quickly.
     const QString big = writePicture(d, u"big.jpg"_s, {8000, 6000}, "JPG");
     QElapsedTimer timer;
     timer.start();
@@ -223,8 +198,7 @@ TEST(PictureDecoding, BigPicturesAreReadSmallAndHugeOnesRefused)
     ASSERT_TRUE(small.error.isEmpty()) << small.error.toStdString();
     EXPECT_EQ(small.image.size(), QSize(1440, 1080));
     EXPECT_LT(ms, 3000);
-    // Top left quarter yellow: the picture is this picture, not a blank.
-    EXPECT_EQ(QColor(small.image.pixel(100, 100)).red() > 200, true);
+    EXPECT_GT(QColor(small.image.pixel(100, 100)).red(), 200); // top left quarter yellow: this picture, not a blank
 
     // A PNG that says it is 40000 × 40000: refused from its header, nothing allocated.
     QImage tiny(1, 1, QImage::Format_RGB32);
