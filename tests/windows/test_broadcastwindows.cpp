@@ -12,15 +12,14 @@
 
 namespace {
 
-// The broadcast windows over fake players and a fake voice, on Monday
-// 2026-11-23 at 08:00.
+// The broadcast windows over fake players and a fake voice, on Monday 2026-11-23 at 08:00.
 class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig, public tav::test::WindowDriver
 {
 protected:
     BroadcastWindows() : BroadcastRig("2026-11-23 08:00:00") {}
     tav::ScriptStore scripts{dir};
-    tav::BroadcastParts parts{store,      scripts,   scheduler, broadcaster, voice, voices, synth,
-                              voicePlayer, broadcastPlayer, dir, clock,      log,   prompt};
+    tav::BroadcastParts parts{store, scripts, scheduler, broadcaster, voice, voices, synth, voicePlayer,
+                              broadcastPlayer, dir, clock, log, prompt};
     std::unique_ptr<tav::TTSAppMain> window;
     QStringList asked; // "title|filter" of every file dialog
     QString answer;    // what the file dialogs give
@@ -53,7 +52,8 @@ protected:
 
 } // namespace
 
-TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
+// The order of the checks and the weekdays' is WebServerTest's broadcast cases.
+TEST_F(BroadcastWindows, EditorChecksComeWithTheirMessages)
 {
     d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=升旗\n"_s);
     open();
@@ -61,21 +61,16 @@ TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
     EXPECT_EQ(e->windowTitle(), u"新增播音任务");
     EXPECT_EQ(get<QComboBox>(e, "cboSpeaker")->currentText(), u"VW Hui");
     EXPECT_EQ(get<QLabel>(e, "lblSpeaker")->text(), u"女声普通话Hui");
-    struct Case
-    {
-        const char *field;
-        QString value;
-        QString message; // "" = saved
-    };
+    struct Case { const char *field; QString value, message; /* "" = saved */ };
     const auto refuse = [&](std::initializer_list<Case> cases) {
         for (const Case &c : cases) {
+            SCOPED_TRACE(c.field + (" " + c.value.toStdString()));
             tav::frmTTSModify *editor = newTask(u"早安%1"_s.arg(store.tasks().size()));
             setText(editor, c.field, c.value);
             prompt.shown.clear();
-            const bool saved = editor->save();
-            EXPECT_EQ(saved, c.message.isEmpty()) << c.field << " " << c.value.toStdString();
+            EXPECT_EQ(editor->save(), c.message.isEmpty());
             if (!c.message.isEmpty()) {
-                EXPECT_EQ(lastShown(), u"提示|"_s + c.message) << c.field << " " << c.value.toStdString();
+                EXPECT_EQ(lastShown(), u"提示|"_s + c.message);
             }
         }
     };
@@ -87,29 +82,21 @@ TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
             {"txtTTSName", u"  "_s, u"不允许任务名称或内容为空"_s}, {"txtTTSContent", QString(), u"不允许任务名称或内容为空"_s},
             {"txtTTSName", u"升旗"_s, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
             {"txtTTSName", u"a/b"_s, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s},
-            {"txtTTSName", u"【SONG】"_s, u"“【SONG】”是程序自用的文件名，任务名称请换一个"_s},
             {"txtVolume", u"101"_s, u"不允许朗读音量超出0-100之间"_s}, {"txtRate", u"11"_s, u"不允许语速超出-10到10之间"_s}});
     EXPECT_TRUE(store.tasks().isEmpty()); // nothing written so far
     refuse({{"txtInterval", u"1200"_s, QString()}, {"txtDelay", u"abc"_s, QString()}, {"txtRate", u"-10"_s, QString()}});
     ASSERT_EQ(store.tasks().size(), 3);
     EXPECT_EQ(store.tasks()[1].delay, u"0"); // no number: 0, silently
 
-    // Times and dates before the rest, weekdays after the numbers.
+    // The time and date pickers reach the checks.
     e = newTask(u"时间"_s);
     get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 29, 59));
-    setText(e, "txtInterval", u"9999"_s);
     EXPECT_FALSE(e->save());
     EXPECT_EQ(lastShown(), u"提示|不许结束时间小于开始时间");
     get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 30));
     get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 22));
     EXPECT_FALSE(e->save());
     EXPECT_EQ(lastShown(), u"提示|不允许结束日期小于开始日期");
-    get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 23));
-    setText(e, "txtInterval", u"0"_s);
-    for (int i = 0; i < 7; ++i)
-        get<QCheckBox>(e, QStringLiteral("chkTTSWeek%1").arg(i).toLatin1().constData())->setChecked(false);
-    EXPECT_FALSE(e->save());
-    EXPECT_EQ(lastShown(), u"提示|不允许星期为空");
     EXPECT_EQ(store.tasks().size(), 3);
 }
 
@@ -210,8 +197,7 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
     EXPECT_EQ(lastShown(), u"文件保存|合成语音文件成功保存!");
     const QByteArray wav = d.bytes(u"广播.wav"_s);
     ASSERT_GT(wav.size(), 44);
-    EXPECT_EQ(quint8(wav[24]) | quint8(wav[25]) << 8, 8000); // sample rate
-    EXPECT_EQ(int(wav[34]), 8);                               // bits
+    EXPECT_EQ(quint8(wav[24]) | quint8(wav[25]) << 8, 8000); // the chosen format's sample rate
     get<QAction>("mnuSpeakWav")->trigger();
     EXPECT_EQ(asked.last(), u"Speak a Wave File|All Files (*.*)|*.*|Wave Files (*.wav)|*.wav");
     EXPECT_EQ(voicePlayer.currentUrl(), answer);
@@ -332,9 +318,6 @@ TEST_F(BroadcastWindows, TaskListSortsDeletesAndSearches)
     click("cmdFindTTSTask");
     EXPECT_TRUE(grid->item(1, 4)->isSelected());
     EXPECT_FALSE(grid->item(0, 4)->isSelected());
-    setText(window.get(), "txtFindTTSTask", QString());
-    click("cmdFindTTSTask");
-    EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
 
     grid->setCurrentCell(1, 0);
     prompt.answers = {true};
