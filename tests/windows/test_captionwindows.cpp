@@ -111,7 +111,7 @@ TEST_F(CaptionWindows, ClickShowsDoubleClickEditsAndTheListWaitsMeanwhile)
     EXPECT_FALSE(d.text(u"【SCROLL】.ini"_s).contains(u"乙改"_s));
 }
 
-TEST_F(CaptionWindows, HeightOutOfRangeIsResetTo50AndSaveWritesTheSettings)
+TEST_F(CaptionWindows, BadHeightIsResetTo50TheSettingsAreSavedAndAMissingFontFallsBack)
 {
     open();
     auto *top = get<QComboBox>("cboTop");
@@ -133,11 +133,7 @@ TEST_F(CaptionWindows, HeightOutOfRangeIsResetTo50AndSaveWritesTheSettings)
     for (const char *line : {"[速度]\r\nMOVE=7\r\n", "[跳跃速度]\r\nJUMP=5\r\n", "[高度位置]\r\nY=300\r\n",
                              "[字幕播放方式]\r\nManner=1\r\n", "[字幕切换时间]\r\ntitleChangeTime=3\r\n"})
         EXPECT_TRUE(control.contains(QString::fromUtf8(line))) << line;
-}
 
-TEST_F(CaptionWindows, FontAndColourAreStoredAndAMissingFontFallsBack)
-{
-    open();
     const QString family = QGuiApplication::font().family();
     editor->setFontChooser([&](const QFont &) {
         QFont f(family, 36);
@@ -145,10 +141,9 @@ TEST_F(CaptionWindows, FontAndColourAreStoredAndAMissingFontFallsBack)
         return std::optional<QFont>(f);
     });
     editor->setColourChooser([](const QColor &) { return std::optional<QColor>(QColor(0, 128, 255)); });
-    click("cmdCabelColor");
-    const QString control = d.text(u"【CONTROL】.ini"_s); // the byte order is CaptionTest.SettingsRoundTrip...
-    EXPECT_TRUE(control.contains(u"Size=36\r\n"_s));
-    EXPECT_TRUE(control.contains(u"ForeColor=%1\r\n"_s.arg(0 + 128 * 256 + 255 * 65536)));
+    click("cmdCabelColor"); // the byte order is CaptionTest.SettingsRoundTripAndBadValuesAreReportedAndReplaced
+    EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"Size=36\r\n"_s));
+    EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"ForeColor=%1\r\n"_s.arg(0 + 128 * 256 + 255 * 65536)));
     EXPECT_TRUE(get<QLabel>("lblDemo")->font().italic());
     EXPECT_EQ(get<QLabel>("lblDemo")->palette().color(QPalette::WindowText), QColor(0, 128, 255));
     EXPECT_EQ(strip->colour(), QColor(0, 128, 255));
@@ -163,9 +158,10 @@ TEST_F(CaptionWindows, FontAndColourAreStoredAndAMissingFontFallsBack)
     EXPECT_EQ(strip->captionFontInUse().pointSize(), 20);
 }
 
-TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedAndComesBackFromTheRight)
+TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedTheNextCaptionTakesItsPlaceAndItComesBackFromTheRight)
 {
-    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎光临\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
+    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎光临\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
+                                u"[Scroll2]\ncontent=乙\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
     d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=4\n[跳跃速度]\nJUMP=2\n[高度位置]\nY=99999\n"_s);
     open(); // the editor's preview starts the first caption
     ASSERT_TRUE(strip->isVisible());
@@ -188,6 +184,13 @@ TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedAndComesBackFromTheRight)
     EXPECT_GE(moved, 2.0 * double(early - x0Late) - 2.0);
     EXPECT_LE(moved, 2.0 * double(late) + 2.0);
 
+    const double before = strip->position(); // the next caption replaces the text where it stands, moving on
+    clock.advance(60);
+    scroller.onSecond();
+    ASSERT_EQ(strip->caption(), u"乙"_s);
+    EXPECT_LE(strip->position(), before);
+    EXPECT_GT(strip->position(), before - 60);
+
     QTest::qWait(int((screen.width() + 400) / 2)); // once it has left on the left it comes in again on the right
     EXPECT_GT(strip->position(), -400);
     EXPECT_TRUE(strip->isMoving());
@@ -203,24 +206,6 @@ TEST_F(CaptionWindows, StripRunsRightToLeftAtItsSpeedAndComesBackFromTheRight)
     click("cmdPreview");
     EXPECT_TRUE(strip->isVisible());
     EXPECT_EQ(strip->caption(), u"欢迎光临"_s);
-}
-
-// The next caption replaces the text where it stands and moves on from there.
-TEST_F(CaptionWindows, ANewCaptionTakesThePlaceOfTheLastOne)
-{
-    d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=甲\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
-                                u"[Scroll2]\ncontent=乙\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
-    d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=4\n[跳跃速度]\nJUMP=2\n"_s);
-    open();
-    ASSERT_EQ(strip->caption(), u"甲"_s);
-    QTest::qWait(100);
-    const double before = strip->position();
-    EXPECT_LT(before, strip->width() - 100); // on its way
-    clock.advance(60);
-    scroller.onSecond();
-    ASSERT_EQ(strip->caption(), u"乙"_s);
-    EXPECT_LE(strip->position(), before);
-    EXPECT_GT(strip->position(), before - 60);
 }
 
 } // namespace

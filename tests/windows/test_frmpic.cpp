@@ -253,7 +253,8 @@ TEST_F(PicturesWindow, ThePanelShowsPicturesOverTheVideoOnlyWhenNoVideoIsToBeSee
     EXPECT_FALSE(panel->isVisible());
 }
 
-TEST_F(PicturesWindow, TenThousandPicturesLoadAndRun)
+// Running through them is SlideshowTest.ALongListOfBadPicturesIsNotLoggedOneByOne.
+TEST_F(PicturesWindow, TenThousandPicturesLoadAndSaveQuickly)
 {
     QString text = u"[图片文件数量]\n数量=10000\n[图片]\n"_s;
     for (int i = 0; i < 10000; ++i)
@@ -264,12 +265,6 @@ TEST_F(PicturesWindow, TenThousandPicturesLoadAndRun)
     timer.start();
     open();
     EXPECT_EQ(get<QListWidget>("ListPic")->count(), 10000);
-    click("cmdPlay");
-    for (int i = 0; i < 20; ++i) {
-        clock.advance(5);
-        show.switchTick();
-    }
-    EXPECT_EQ(show.currentIndex(), 20);
     click("cmdSave");
     EXPECT_LT(timer.elapsed(), 5000);
     EXPECT_TRUE(d.text(u"【IMAGE】.ini"_s).contains(u"图片路径9999=/广告/9999.jpg\r\n"));
