@@ -135,7 +135,6 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
 {
     open();
     EXPECT_EQ(get<QComboBox>("FormatCB")->currentText(), u"SAFT22kHz16BitStereo");
-    EXPECT_EQ(get<QComboBox>("AudioOutputCB")->count(), 2);
     get<QComboBox>("AudioOutputCB")->setCurrentIndex(1);
     EXPECT_EQ(voicePlayer.device, u"pulse/sink1");
     EXPECT_EQ(broadcastPlayer.device, u"pulse/sink1");
@@ -203,6 +202,7 @@ TEST_F(BroadcastWindows, NoOutputDeviceIsSaidAndTheWindowGoesOn)
     EXPECT_TRUE(get<QPushButton>("SpeakBtn")->isEnabled());
 }
 
+// Titles that would leave the folder are StoreTest.TheProgramsOwnFileNamesAreNoTaskOrScriptNames and DataDir's.
 TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
 {
     open();
@@ -221,9 +221,6 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     setText(p, "txtPstnText", u"x"_s);
     EXPECT_FALSE(p->save());
     EXPECT_EQ(lastShown(), u"提示|该名称已存在，请重新输入");
-    setText(p, "txtPstnTitle", u"../逃出"_s);
-    EXPECT_FALSE(p->save());
-    EXPECT_FALSE(QFile::exists(d.file(u"../逃出.txt"_s)));
 
     // Import: GBK as it is; UTF-8 read and said; binary refused.
     answer = d.file(u"外来.txt"_s);
