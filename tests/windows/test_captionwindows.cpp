@@ -57,13 +57,12 @@ TEST_F(CaptionWindows, AddingRefusesEnterAsksAboutDuplicatesAndShowsTheSortedLis
     EXPECT_EQ(lastShown(), u"提示|字幕内容不能为空"_s);
     EXPECT_TRUE(book.rows().isEmpty());
 
-    type(u"下午好"_s);
-    times("14:00", "15:00");
-    click("cmdScrollAdd");
-    EXPECT_EQ(lastShown(), u"提示|已新增字幕，并且已自动按时间排序在列表中"_s);
-    type(u"早上好"_s);
-    times("07:30", "08:00");
-    click("cmdScrollAdd");
+    for (const auto &[caption, start, end] : {std::tuple{u"下午好"_s, "14:00", "15:00"}, {u"早上好"_s, "07:30", "08:00"}}) {
+        type(caption);
+        times(start, end);
+        click("cmdScrollAdd");
+        EXPECT_EQ(lastShown(), u"提示|已新增字幕，并且已自动按时间排序在列表中"_s);
+    }
     EXPECT_EQ(column(0), (QStringList{u"1"_s, u"2"_s, QString()})); // one empty row after the list
     EXPECT_EQ(column(4), (QStringList{u"早上好"_s, u"下午好"_s, QString()}));
     EXPECT_TRUE(d.text(u"【SCROLL】.ini"_s).startsWith(u"[Scroll1]\r\ncontent=早上好\r\n"_s));

@@ -6,7 +6,6 @@
 #include "playback/frmplay.h"
 #include "playback/mpvvideowidget.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
@@ -28,9 +27,7 @@ QString writePicture(const tav::test::DataFolder &d, const QString &name, QSize 
 {
     QImage image(size, QImage::Format_RGB32);
     image.fill(Qt::darkBlue);
-    QPainter painter(&image);
-    painter.fillRect(QRect(QPoint(0, 0), size / 2), Qt::yellow);
-    painter.end();
+    QPainter(&image).fillRect(QRect(QPoint(0, 0), size / 2), Qt::yellow);
     const QString path = d.file(name);
     EXPECT_TRUE(image.save(path, format, 80)) << name.toStdString();
     return path;
@@ -192,12 +189,7 @@ TEST(PictureDecoding, BadPicturesAreRefusedWithAReasonBigOnesReadSmallHugeOnesNo
     EXPECT_GT(QColor(small.image.pixel(100, 100)).red(), 200); // top left quarter yellow: this picture, not a blank
 
     // A PNG that says it is 40000 × 40000: refused from its header, nothing allocated.
-    QImage tiny(1, 1, QImage::Format_RGB32);
-    tiny.fill(Qt::red);
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    ASSERT_TRUE(tiny.save(&buffer, "PNG"));
+    QByteArray png = tav::test::DataFolder::readAll(writePicture(d, u"tiny.png"_s, {1, 1}, "PNG"));
     qToBigEndian<quint32>(40000, png.data() + 16);
     qToBigEndian<quint32>(40000, png.data() + 20);
     qToBigEndian<quint32>(crc32(png.mid(12, 17)), png.data() + 29);

@@ -26,10 +26,8 @@ void saveLogo(const tav::test::DataFolder &d)
 {
     QImage image(40, 20, QImage::Format_RGB32);
     image.fill(kGrey);
-    QPainter painter(&image);
-    painter.fillRect(2, 2, 10, 10, QColor(kRed));
-    painter.fillRect(20, 5, 5, 5, QColor(kLighter));
-    painter.end();
+    QPainter(&image).fillRect(2, 2, 10, 10, QColor(kRed));
+    QPainter(&image).fillRect(20, 5, 5, 5, QColor(kLighter));
     ASSERT_TRUE(image.save(d.file(u"LOGO.bmp"_s), "BMP"));
 }
 QRegion logoShape() { return QRegion(2, 2, 10, 10) + QRegion(20, 5, 5, 5); }
@@ -149,6 +147,7 @@ TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
     QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint), other(nullptr, Qt::Tool), player, unwatched;
     tav::OverlayKeeper keeper;
     const auto settle = [] { for (int i = 0; i < 5; ++i) QCoreApplication::processEvents(); };
+    const auto comeUpAgain = [&] { player.hide(); player.show(); settle(); };
     keeper.addOverlay(&overlay);
     keeper.addOverlay(&overlay); // once only
     keeper.watch(&player);
@@ -169,17 +168,13 @@ TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
     EXPECT_LE(keeper.raises(), first + 1); // at most the player's activation again
     const int before = keeper.raises();
     overlay.hide(); // hidden overlays are left alone
-    player.hide();
-    player.show();
-    settle();
+    comeUpAgain();
     EXPECT_EQ(keeper.raises(), before);
 
     keeper.addOverlay(&other);
     overlay.show();
     other.show();
-    player.hide();
-    player.show();
-    settle();
+    comeUpAgain();
     EXPECT_GE(keeper.raises(), before + 2);
 }
 
