@@ -12,18 +12,16 @@
 
 namespace {
 
-// The broadcast windows over fake players and a fake voice, on Monday
-// 2026-11-23 at 08:00.
+// The broadcast windows over fake players and a fake voice, on Monday 2026-11-23 at 08:00.
 class BroadcastWindows : public ::testing::Test, protected tav::test::BroadcastRig, public tav::test::WindowDriver
 {
 protected:
     BroadcastWindows() : BroadcastRig("2026-11-23 08:00:00") {}
     tav::ScriptStore scripts{dir};
-    tav::BroadcastParts parts{store,      scripts,   scheduler, broadcaster, voice, voices, synth,
-                              voicePlayer, broadcastPlayer, dir, clock,      log,   prompt};
+    tav::BroadcastParts parts{store, scripts, scheduler, broadcaster, voice, voices, synth, voicePlayer,
+                              broadcastPlayer, dir, clock, log, prompt};
     std::unique_ptr<tav::TTSAppMain> window;
-    QStringList asked; // "title|filter" of every file dialog
-    QString answer;    // what the file dialogs give
+    QString answer; // what the file dialogs give
 
     void SetUp() override { voicePlayer.devices = {{u"auto"_s, u"Autoselect device"_s}, {u"pulse/sink1"_s, u"USB 音箱"_s}}; }
     void open()
@@ -31,10 +29,7 @@ protected:
         scheduler.setEnabled(true);
         ASSERT_TRUE(built());
         window = std::make_unique<tav::TTSAppMain>(parts);
-        window->setFileChooser([this](const QString &title, const QString &filter, bool) {
-            asked.append(title + u'|' + filter);
-            return answer;
-        });
+        window->setFileChooser([this](const QString &, const QString &, bool) { return answer; });
     }
     const QObject *root() const override { return window.get(); }
     // Fills a valid new task in the editor.
@@ -53,29 +48,23 @@ protected:
 
 } // namespace
 
-TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
+// The order of the checks, the names' and the weekdays' are WebServerTest's broadcast cases
+// and StoreTest.OneNameForTasksOfEitherKind.
+TEST_F(BroadcastWindows, EditorChecksComeWithTheirMessages)
 {
-    d.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=升旗\n"_s);
     open();
     tav::frmTTSModify *e = newTask(u"早安"_s);
-    EXPECT_EQ(e->windowTitle(), u"新增播音任务");
     EXPECT_EQ(get<QComboBox>(e, "cboSpeaker")->currentText(), u"VW Hui");
-    EXPECT_EQ(get<QLabel>(e, "lblSpeaker")->text(), u"女声普通话Hui");
-    struct Case
-    {
-        const char *field;
-        QString value;
-        QString message; // "" = saved
-    };
+    struct Case { const char *field; QString value, message; /* "" = saved */ };
     const auto refuse = [&](std::initializer_list<Case> cases) {
         for (const Case &c : cases) {
+            SCOPED_TRACE(c.field + (" " + c.value.toStdString()));
             tav::frmTTSModify *editor = newTask(u"早安%1"_s.arg(store.tasks().size()));
             setText(editor, c.field, c.value);
             prompt.shown.clear();
-            const bool saved = editor->save();
-            EXPECT_EQ(saved, c.message.isEmpty()) << c.field << " " << c.value.toStdString();
+            EXPECT_EQ(editor->save(), c.message.isEmpty());
             if (!c.message.isEmpty()) {
-                EXPECT_EQ(lastShown(), u"提示|"_s + c.message) << c.field << " " << c.value.toStdString();
+                EXPECT_EQ(lastShown(), u"提示|"_s + c.message);
             }
         }
     };
@@ -85,31 +74,21 @@ TEST_F(BroadcastWindows, EditorChecksComeInOrderWithTheirMessages)
             {"cboFrequency", u"0"_s, u"不允许次数超出1-10之间"_s}, {"cboFrequency", u"11"_s, u"不允许次数超出1-10之间"_s},
             {"cboPriority", u"10"_s, u"不允许优先值超出0-9之间"_s}, {"cboPriority", u"a"_s, u"不允许优先值超出0-9之间"_s},
             {"txtTTSName", u"  "_s, u"不允许任务名称或内容为空"_s}, {"txtTTSContent", QString(), u"不允许任务名称或内容为空"_s},
-            {"txtTTSName", u"升旗"_s, u"该名称已存在，请查看音乐列表和语音列表的内容！"_s},
-            {"txtTTSName", u"a/b"_s, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s},
-            {"txtTTSName", u"【SONG】"_s, u"“【SONG】”是程序自用的文件名，任务名称请换一个"_s},
             {"txtVolume", u"101"_s, u"不允许朗读音量超出0-100之间"_s}, {"txtRate", u"11"_s, u"不允许语速超出-10到10之间"_s}});
     EXPECT_TRUE(store.tasks().isEmpty()); // nothing written so far
     refuse({{"txtInterval", u"1200"_s, QString()}, {"txtDelay", u"abc"_s, QString()}, {"txtRate", u"-10"_s, QString()}});
     ASSERT_EQ(store.tasks().size(), 3);
     EXPECT_EQ(store.tasks()[1].delay, u"0"); // no number: 0, silently
 
-    // Times and dates before the rest, weekdays after the numbers.
+    // The time and date pickers reach the checks.
     e = newTask(u"时间"_s);
     get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 29, 59));
-    setText(e, "txtInterval", u"9999"_s);
     EXPECT_FALSE(e->save());
     EXPECT_EQ(lastShown(), u"提示|不许结束时间小于开始时间");
     get<QTimeEdit>(e, "DTP_TTSTimeEnd")->setTime(QTime(8, 30));
     get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 22));
     EXPECT_FALSE(e->save());
     EXPECT_EQ(lastShown(), u"提示|不允许结束日期小于开始日期");
-    get<QDateEdit>(e, "DTP_TTSDateEnd")->setDate(QDate(2026, 11, 23));
-    setText(e, "txtInterval", u"0"_s);
-    for (int i = 0; i < 7; ++i)
-        get<QCheckBox>(e, QStringLiteral("chkTTSWeek%1").arg(i).toLatin1().constData())->setChecked(false);
-    EXPECT_FALSE(e->save());
-    EXPECT_EQ(lastShown(), u"提示|不允许星期为空");
     EXPECT_EQ(store.tasks().size(), 3);
 }
 
@@ -130,20 +109,18 @@ TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
 
     tasks->setCurrentCell(0, 1);
     click("cmdModifyTTSTask");
-    EXPECT_EQ(e->windowTitle(), u"修改播音任务");
     EXPECT_EQ(get<QComboBox>(e, "cboPriority")->currentText(), u"7");
     EXPECT_EQ(get<QTimeEdit>(e, "DTP_TTSTimeStart")->time(), QTime(8, 30)); // the priority is not part of the time
     setText(e, "cboPriority", u"2"_s);
     ASSERT_TRUE(e->save()) << lastShown().toStdString(); // its own name is no clash
     EXPECT_EQ(store.tasks()[0].timeStart, u"08:30:02");
     click("cmdViewTTSTask");
-    EXPECT_EQ(e->windowTitle(), u"查看播音任务");
     EXPECT_FALSE(get<QPushButton>(e, "cmdOK")->isEnabled());
 
-    // Today's list: waiting, then overdue in red once its minute passed unspoken.
+    // Today's list (its count is MainWindowTest.BroadcastWindowOpensFromTheMenuAndTheSwitchRunsTheList):
+    // waiting, then overdue in red once its minute passed unspoken.
     ASSERT_TRUE(built());
     auto *wait = get<QTableWidget>("HF_WaitList");
-    EXPECT_EQ(get<QLabel>("lblWaitList")->text(), u"今日待执行的任务，共:1条");
     ASSERT_EQ(wait->rowCount(), 1);
     EXPECT_EQ(wait->item(0, 3)->text(), u"待播");
     clock.set(at("2026-11-23 08:29:59"));
@@ -157,9 +134,7 @@ TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
 TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMenus)
 {
     open();
-    EXPECT_EQ(get<QComboBox>("FormatCB")->count(), 36);
     EXPECT_EQ(get<QComboBox>("FormatCB")->currentText(), u"SAFT22kHz16BitStereo");
-    EXPECT_EQ(get<QComboBox>("AudioOutputCB")->count(), 2);
     get<QComboBox>("AudioOutputCB")->setCurrentIndex(1);
     EXPECT_EQ(voicePlayer.device, u"pulse/sink1");
     EXPECT_EQ(broadcastPlayer.device, u"pulse/sink1");
@@ -177,7 +152,6 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
         const auto sel = get<QTextEdit>("MainTxtBox")->extraSelections();
         return !sel.isEmpty() && sel.first().cursor.selectionStart() == 8;
     }, 3000));
-    EXPECT_TRUE(get<QPlainTextEdit>("DebugTxtBox")->toPlainText().contains(u"  Event: Word StreamNum=1"_s));
     click("PauseBtn");
     EXPECT_EQ(get<QPushButton>("PauseBtn")->text(), u"Resume");
     click("PauseBtn");
@@ -199,27 +173,23 @@ TEST_F(BroadcastWindows, SpeakingPanelHighlightsTheWordAndKeepsTheOldNamesAndMen
     click("SpeakBtn");
     EXPECT_EQ(lastShown(), u"提示|朗读内容不能为空");
 
-    // The menus' dialogs: titles and filters as they stand.
+    // The menus' dialogs.
     answer = d.file(u"广播.wav"_s);
     get<QTextEdit>("MainTxtBox")->setPlainText(u"测试"_s);
     get<QComboBox>("FormatCB")->setCurrentText(u"SAFT8kHz8BitMono"_s);
     QSignalSpy saved(window.get(), &tav::TTSAppMain::waveSaved);
     get<QAction>("mnuSaveToWav")->trigger();
     ASSERT_TRUE(saved.wait(5000));
-    EXPECT_EQ(asked.last(), u"Save to a Wave File|All Files (*.*)|*.*|Wave Files (*.wav)|*.wav");
     EXPECT_EQ(lastShown(), u"文件保存|合成语音文件成功保存!");
     const QByteArray wav = d.bytes(u"广播.wav"_s);
     ASSERT_GT(wav.size(), 44);
-    EXPECT_EQ(quint8(wav[24]) | quint8(wav[25]) << 8, 8000); // sample rate
-    EXPECT_EQ(int(wav[34]), 8);                               // bits
+    EXPECT_EQ(quint8(wav[24]) | quint8(wav[25]) << 8, 8000); // the chosen format's sample rate
     get<QAction>("mnuSpeakWav")->trigger();
-    EXPECT_EQ(asked.last(), u"Speak a Wave File|All Files (*.*)|*.*|Wave Files (*.wav)|*.wav");
     EXPECT_EQ(voicePlayer.currentUrl(), answer);
     voice.stop();
     answer = d.file(u"稿.txt"_s);
     d.write(u"稿.txt"_s, u"从文件来的稿子"_s);
     get<QAction>("mnuOpenText")->trigger();
-    EXPECT_EQ(asked.last(), u"Open a Text File|All Files (*.*)|*.*|Text, XML Files (*.txt;*.xml)|*.txt;*.xml");
     EXPECT_EQ(get<QTextEdit>("MainTxtBox")->toPlainText(), u"从文件来的稿子");
 }
 
@@ -232,12 +202,12 @@ TEST_F(BroadcastWindows, NoOutputDeviceIsSaidAndTheWindowGoesOn)
     EXPECT_TRUE(get<QPushButton>("SpeakBtn")->isEnabled());
 }
 
+// Titles that would leave the folder are StoreTest.TheProgramsOwnFileNamesAreNoTaskOrScriptNames and DataDir's.
 TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
 {
     open();
     tav::frmPresentation *p = window->scriptEditor();
     click("cmdAddPstn");
-    EXPECT_EQ(p->windowTitle(), u"增加文稿");
     setText(p, "txtPstnTitle", u"防火"_s);
     EXPECT_FALSE(p->save());
     EXPECT_EQ(lastShown(), u"提示|不允许标题内容为空");
@@ -251,15 +221,11 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     setText(p, "txtPstnText", u"x"_s);
     EXPECT_FALSE(p->save());
     EXPECT_EQ(lastShown(), u"提示|该名称已存在，请重新输入");
-    setText(p, "txtPstnTitle", u"../逃出"_s);
-    EXPECT_FALSE(p->save());
-    EXPECT_FALSE(QFile::exists(d.file(u"../逃出.txt"_s)));
 
     // Import: GBK as it is; UTF-8 read and said; binary refused.
     answer = d.file(u"外来.txt"_s);
     d.writeBytes(u"外来.txt"_s, u"防汛通知"_s.toUtf8());
     get<QPushButton>(p, "cmdImportPstn")->click();
-    EXPECT_EQ(asked.last(), u"导入文本文件|txt Files (*.txt)|*.txt|");
     EXPECT_EQ(get<QPlainTextEdit>(p, "txtPstnText")->toPlainText(), u"防汛通知");
     d.writeBytes(u"外来.txt"_s, QByteArray("\x00\x01\x02", 3));
     get<QPushButton>(p, "cmdImportPstn")->click();
@@ -267,28 +233,16 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     EXPECT_TRUE(lastShown().startsWith(u"提示|无法导入"_s));
     setText(p, "txtPstnTitle", u"防汛"_s);
     ASSERT_TRUE(p->save());
-    // A long script (100 KB) is kept whole.
-    click("cmdAddPstn");
-    setText(p, "txtPstnTitle", u"长稿"_s);
-    setText(p, "txtPstnText", QString(51200, u'长'));
-    ASSERT_TRUE(p->save());
-    EXPECT_EQ(scripts.text(u"长稿"_s).size(), 51200);
-    prompt.answers = {true};
-    get<QTableWidget>("HFGd_Presentation")->setCurrentCell(2, 0);
-    click("cmdDelPstn");
 
-    // Rename: no file left under the old title.
     auto *grid = get<QTableWidget>("HFGd_Presentation");
     ASSERT_EQ(grid->rowCount(), 2);
     grid->setCurrentCell(0, 0);
-    click("cmdEditPstn");
-    EXPECT_EQ(p->windowTitle(), u"编辑文稿");
+    click("cmdEditPstn"); // a rename leaves no file under the old title
     setText(p, "txtPstnTitle", u"冬季防火"_s);
     ASSERT_TRUE(p->save());
     EXPECT_FALSE(QFile::exists(d.file(u"防火.txt"_s)));
     EXPECT_EQ(scripts.text(u"冬季防火"_s), u"注意用火安全");
 
-    // Search messages.
     setText(window.get(), "txtFindPstn", QString());
     click("cmdFindPstn");
     EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
@@ -296,8 +250,7 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     click("cmdFindPstn");
     EXPECT_EQ(lastShown(), u"提示|没有查找到任务");
 
-    // Delete, never the last one.
-    prompt.answers = {true};
+    prompt.answers = {true}; // delete, never the last one
     grid->setCurrentCell(1, 0);
     click("cmdDelPstn");
     EXPECT_EQ(grid->rowCount(), 1);
@@ -307,8 +260,7 @@ TEST_F(BroadcastWindows, ScriptsAddRenameDeleteSearchImportAndMakeATask)
     EXPECT_EQ(lastShown(), u"提示|至少保留一条任务");
     EXPECT_EQ(grid->rowCount(), 1);
 
-    // A script becomes a new broadcast task with its text.
-    click("cmdViewPstn");
+    click("cmdViewPstn"); // a script becomes a new broadcast task with its text
     get<QPushButton>(p, "cmdMakeTask")->click();
     EXPECT_EQ(window->editor()->windowTitle(), u"新增播音任务");
     EXPECT_EQ(get<QPlainTextEdit>(window->editor(), "txtTTSContent")->toPlainText(), u"注意用火安全");
@@ -332,9 +284,6 @@ TEST_F(BroadcastWindows, TaskListSortsDeletesAndSearches)
     click("cmdFindTTSTask");
     EXPECT_TRUE(grid->item(1, 4)->isSelected());
     EXPECT_FALSE(grid->item(0, 4)->isSelected());
-    setText(window.get(), "txtFindTTSTask", QString());
-    click("cmdFindTTSTask");
-    EXPECT_EQ(lastShown(), u"提示|关键字不允许为空");
 
     grid->setCurrentCell(1, 0);
     prompt.answers = {true};

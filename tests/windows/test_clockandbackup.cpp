@@ -56,63 +56,28 @@ protected:
 
 } // namespace
 
-TEST_F(BackupWindowTest, EachOpeningDoesOneDirection)
+// Each check and its order is FileBackupTest.ChecksComeInOrderBeforeAnySearch.
+TEST_F(BackupWindowTest, FoldersAreCheckedBeforeAnySearchOrCopy)
 {
-    window->openForBackup();
-    EXPECT_TRUE(enabled("Command4"));
-    EXPECT_FALSE(enabled("Command5"));
-    window->openForRestore();
-    EXPECT_FALSE(enabled("Command4"));
-    EXPECT_TRUE(enabled("Command5"));
-    // A comparison in between gives back the opening's direction, not both.
-    get<QLineEdit>("Text2")->setText(backupDir.path());
-    ASSERT_TRUE(clickAndWait("Command3"));
-    EXPECT_FALSE(enabled("Command4"));
-    EXPECT_TRUE(enabled("Command5"));
-    EXPECT_TRUE(enabled("Command1"));
-}
-
-TEST_F(BackupWindowTest, FoldersAreCheckedInOrderBeforeAnySearch)
-{
-    const QString missing = station.filePath(u"不存在"_s);
-    struct Case
-    {
-        QString source, destination, message;
-    };
-    const QList<Case> cases = {
-        {QString(), backupDir.path(), u"请设置来源文件夹！"_s},
-        {QString(), QString(), u"请设置来源文件夹！"_s},
-        {station.path(), QString(), u"请设置目的文件夹！"_s},
-        {missing, missing, u"来源文件夹不存在！"_s},
-        {station.path(), missing, u"目的文件夹不存在！"_s},
-        {station.path(), station.path() + u'/', u"来源文件夹和目的文件夹不能相同！"_s},
-        {u"/"_s, backupDir.path(), u"尚不支持来源文件夹从根目录开始！"_s},
-        {station.path(), u"/"_s, u"尚不支持来目的件夹从根目录开始！"_s},
-    };
     window->openForBackup();
     get<QListWidget>("List1")->addItem(u"上次的结果"_s);
-    for (const Case &c : cases) {
+    for (const auto &[source, message] : {std::pair{QString(), u"请设置来源文件夹！"_s},
+                                          {station.filePath(u"不存在"_s), u"来源文件夹不存在！"_s}}) {
+        get<QLineEdit>("Text1")->setText(source);
+        get<QLineEdit>("Text2")->setText(backupDir.path());
+        EXPECT_EQ(enabled("Command3"), !source.isEmpty()); // disabled while a folder is missing; checked anyway
         prompt.shown.clear();
-        get<QLineEdit>("Text1")->setText(c.source);
-        get<QLineEdit>("Text2")->setText(c.destination);
-        // The compare button is disabled while a folder is missing; the check holds anyway.
-        if (c.source.isEmpty() || c.destination.isEmpty()) {
-            EXPECT_FALSE(enabled("Command3"));
-        }
         window->searchAndCompare();
-        EXPECT_EQ(prompt.shown, QStringList{u"警告|"_s + c.message}) << c.message.toStdString();
-        EXPECT_FALSE(window->isBusy());
-        // The backup button checks the same way.
-        prompt.shown.clear();
         click("Command4");
-        EXPECT_EQ(prompt.shown, QStringList{u"警告|"_s + c.message});
+        EXPECT_EQ(prompt.shown, QStringList(2, u"警告|"_s + message));
+        EXPECT_FALSE(window->isBusy());
     }
-    // Nothing was searched, nothing copied, the last results stay.
-    EXPECT_EQ(tav::test::texts(get<QListWidget>("List1")), QStringList{u"上次的结果"_s});
+    EXPECT_EQ(tav::test::texts(get<QListWidget>("List1")), QStringList{u"上次的结果"_s}); // the last results stay
     EXPECT_TRUE(QDir(backupDir.path()).isEmpty());
 }
 
-TEST_F(BackupWindowTest, PickedFoldersAreRememberedAndTheComparisonListsTheFiles)
+// What is copied and what not is FileBackupTest.BackupCopiesDataFilesWithTheirFoldersAndComparesByRelativePath.
+TEST_F(BackupWindowTest, PickedFoldersAreRememberedTheComparisonListsTheFilesAndBackupCopies)
 {
     chosen = {backupDir.path()};
     window->openForBackup();
@@ -121,7 +86,6 @@ TEST_F(BackupWindowTest, PickedFoldersAreRememberedAndTheComparisonListsTheFiles
     // The hint comes before the picker.
     EXPECT_EQ(prompt.shown, QStringList{u"提示|请保证所选的路径文件夹是空文件的，否则新建文件夹再备份任务"_s});
     EXPECT_EQ(get<QLineEdit>("Text2")->text(), backupDir.path());
-    EXPECT_TRUE(enabled("Command3"));
 
     put(backupDir.filePath(u"早操.INI"_s), "[多媒体文件数量]\r\n数量=0\r\n");
     put(backupDir.filePath(u"【SONG】.ini"_s), "older");
@@ -133,57 +97,48 @@ TEST_F(BackupWindowTest, PickedFoldersAreRememberedAndTheComparisonListsTheFiles
     EXPECT_EQ(tav::test::texts(get<QListWidget>("List5")), QStringList{u"【SONG】.ini"_s});
     EXPECT_EQ(tav::test::texts(get<QListWidget>("List6")), QStringList{u"早操.ini"_s});
     EXPECT_EQ(get<QListWidget>("List1")->count(), 4); // media files are not data
-    EXPECT_TRUE(get<QLabel>("lblProgress")->text().startsWith(u"分析目的文件夹："_s))
-        << get<QLabel>("lblProgress")->text().toStdString();
+    EXPECT_TRUE(get<QLabel>("lblProgress")->text().startsWith(u"分析目的文件夹："_s));
 
-    // The next opening finds both folders again.
-    open();
+    ASSERT_TRUE(enabled("Command4"));
+    ASSERT_TRUE(clickAndWait("Command4"));
+    EXPECT_EQ(get<QLabel>("lblStatus")->text(), u"已完成操作！"_s);
+    EXPECT_EQ(get<QLabel>("lblProgress")->text(), u"完成：100%..."_s);
+    EXPECT_EQ(bytesOf(backupDir.filePath(u"字幕/欢迎.txt"_s)), QByteArray("欢迎光临"));
+    EXPECT_EQ(exits, 0);
+
+    open(); // the next opening finds both folders again
     EXPECT_EQ(get<QLineEdit>("Text1")->text(), station.path());
     EXPECT_EQ(get<QLineEdit>("Text2")->text(), backupDir.path());
     EXPECT_TRUE(enabled("Command3"));
 }
 
-TEST_F(BackupWindowTest, BackupCopiesTheDataFilesWithTheirFolders)
-{
-    get<QLineEdit>("Text2")->setText(backupDir.filePath(u"周二"_s));
-    QDir().mkpath(backupDir.filePath(u"周二"_s));
-    window->openForBackup();
-    ASSERT_TRUE(clickAndWait("Command4"));
-    EXPECT_EQ(get<QLabel>("lblStatus")->text(), u"已完成操作！"_s);
-    EXPECT_EQ(bytesOf(backupDir.filePath(u"周二/字幕/欢迎.txt"_s)), QByteArray("欢迎光临"));
-    EXPECT_EQ(bytesOf(backupDir.filePath(u"周二/【SONG】.ini"_s)), bytesOf(station.filePath(u"【SONG】.ini"_s)));
-    EXPECT_FALSE(QFile::exists(backupDir.filePath(u"周二/media/bell.mp3"_s)));
-    EXPECT_EQ(get<QLabel>("lblProgress")->text(), u"完成：100%..."_s);
-    EXPECT_EQ(exits, 0);
-}
-
-TEST_F(BackupWindowTest, RestoreAsksFirstThenBringsTheFilesBackSetsTheOldAsideAndEnds)
+// What is set aside is FileBackupTest.RestoreSetsAsideWhatItReplacesAndCanBeUndone.
+TEST_F(BackupWindowTest, RestoreOnlyAsksFirstThenBringsTheFilesBackAndEnds)
 {
     put(backupDir.filePath(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=旧任务\r\n");
-    put(backupDir.filePath(u"旧任务.ini"_s), "[多媒体文件数量]\r\n数量=0\r\n");
     get<QLineEdit>("Text2")->setText(backupDir.path());
     window->openForRestore();
+    EXPECT_FALSE(enabled("Command4"));
+    ASSERT_TRUE(clickAndWait("Command3")); // a comparison in between gives back the opening's direction, not both
+    EXPECT_FALSE(enabled("Command4"));
+    EXPECT_TRUE(enabled("Command5"));
+    EXPECT_TRUE(enabled("Command1"));
+    const QString aside = station.filePath(u"还原前的文件_20261124_093000"_s);
     prompt.answers = {false};
     click("Command5");
-    ASSERT_EQ(prompt.shown.size(), 1);
-    EXPECT_EQ(prompt.shown[0],
-              u"警告|该操作会删除软件根目录下所有（*.ini）和（*.txt）原文件内容并会退出软件，需要您手动运行软件才能生效，您真的要执行吗？"_s);
+    EXPECT_EQ(prompt.shown, QStringList{u"警告|该操作会删除软件根目录下所有（*.ini）和（*.txt）原文件内容并会退出软件，"
+                                        u"需要您手动运行软件才能生效，您真的要执行吗？"_s});
     EXPECT_FALSE(window->isBusy());
     QTest::qWait(50);
     EXPECT_EQ(bytesOf(station.filePath(u"【SONG】.ini"_s)), QByteArray("[FileInfo1]\r\nName=早操\r\n"));
-    EXPECT_EQ(QDir(station.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot),
-              (QStringList{u"media"_s, u"字幕"_s}));
+    EXPECT_FALSE(QFile::exists(aside));
     EXPECT_EQ(exits, 0);
 
-    // Answered yes: the files come back, the old ones are set aside, the program ends.
     prompt.answers = {true};
     ASSERT_TRUE(clickAndWait("Command5"));
     EXPECT_EQ(exits, 1);
     EXPECT_EQ(bytesOf(station.filePath(u"【SONG】.ini"_s)), QByteArray("[FileInfo1]\r\nName=旧任务\r\n"));
-    EXPECT_TRUE(QFile::exists(station.filePath(u"旧任务.ini"_s)));
-    EXPECT_FALSE(QFile::exists(station.filePath(u"早操.ini"_s)));
-    const QString aside = station.filePath(u"还原前的文件_20261124_093000"_s);
-    EXPECT_EQ(bytesOf(aside + u"/早操.ini"_s), QByteArray("[多媒体文件数量]\r\n数量=0\r\n"));
+    EXPECT_TRUE(QFile::exists(aside + u"/早操.ini"_s));
     ASSERT_EQ(prompt.shown.size(), 3);
     EXPECT_TRUE(prompt.shown[2].startsWith(u"提示|已完成操作，退出软件！"_s)) << prompt.shown[2].toStdString();
     EXPECT_TRUE(prompt.shown[2].contains(aside)) << prompt.shown[2].toStdString();
@@ -201,10 +156,10 @@ protected:
 
     QString text(const tav::netTime &w, const char *name) const
     {
-        const auto *label = w.findChild<QLabel *>(QString::fromLatin1(name));
-        EXPECT_NE(label, nullptr) << name;
+        const auto *label = tav::test::child<QLabel>(&w, name);
         return label ? label->text() : QString();
     }
+    bool finished() { return QTest::qWaitFor([&] { return keeper.current() == nullptr; }, 5000); }
 };
 
 } // namespace
@@ -217,48 +172,41 @@ TEST_F(NetTimeWindowTest, OpeningSynchronisesAndShowsTheTimeAndTheHealth)
     keeper.start(false);
     tav::netTime window(keeper, clock);
     EXPECT_EQ(text(window, "labTime"), u"2026-11-24  07:14:00"_s);
-    EXPECT_EQ(text(window, "labHealth"), u"时钟：从未校时"_s);
     window.show();
     EXPECT_EQ(text(window, "labMsg"), u"开始校时..."_s);
     EXPECT_FALSE(window.findChild<QPushButton *>(u"cmdSyncAgain"_s)->isEnabled());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return keeper.current() == nullptr; }, 5000));
+    ASSERT_TRUE(finished());
     EXPECT_EQ(text(window, "labMsg"), u"开始校时...\n网络校时已成功! \n"_s);
     EXPECT_EQ(setter.set.size(), 1);
     EXPECT_TRUE(text(window, "labHealth").endsWith(u"已校时"_s)) << text(window, "labHealth").toStdString();
     EXPECT_TRUE(text(window, "labLastCheck").startsWith(u"上次校时：2026/11/24 7:14:"_s));
     EXPECT_TRUE(window.findChild<QPushButton *>(u"cmdSyncAgain"_s)->isEnabled());
-    // The clock label follows the clock every second.
-    clock.advance(5);
+    clock.advance(5); // the clock label follows the clock every second
     QTest::qWait(1100);
     EXPECT_EQ(text(window, "labTime"), u"2026-11-24  07:14:05"_s);
-    // A while after success the window closes itself.
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }, tav::DaytimeSync::kFinishMs + 2000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }, tav::DaytimeSync::kFinishMs + 2000)); // closes itself
 }
 
-TEST_F(NetTimeWindowTest, NoAnswerSaysSoAndSyncAgainTriesOnceMore)
+TEST_F(NetTimeWindowTest, WithoutAClockSetterOrAnAnswerItSaysSoAndSyncAgainTriesOnceMore)
 {
-    keeper.setClockSetter(&setter);
     keeper.setServers({tav::test::deadAddress()});
     keeper.start(false);
-    tav::netTime window(keeper, clock);
-    window.show();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return keeper.current() == nullptr; }, 5000));
-    EXPECT_TRUE(text(window, "labMsg").endsWith(u"网络校时不成功"_s)) << text(window, "labMsg").toStdString();
+    auto window = std::make_unique<tav::netTime>(keeper, clock);
+    window->show();
+    EXPECT_EQ(text(*window, "labMsg"), u"本机不能设置时钟，无法校时"_s);
+    EXPECT_EQ(text(*window, "labSystemSync"), u"系统自动校时：未知（系统时间服务不可用）"_s);
+
+    keeper.setClockSetter(&setter);
+    window = std::make_unique<tav::netTime>(keeper, clock);
+    window->show();
+    ASSERT_TRUE(finished());
+    EXPECT_TRUE(text(*window, "labMsg").endsWith(u"网络校时不成功"_s)) << text(*window, "labMsg").toStdString();
     EXPECT_TRUE(setter.set.isEmpty());
-    EXPECT_TRUE(window.isVisible());
+    EXPECT_TRUE(window->isVisible());
 
     tav::test::LocalDaytime server{{tav::test::nist("26-11-23 23:14:19")}};
     keeper.setServers({server.address()});
-    window.findChild<QPushButton *>(u"cmdSyncAgain"_s)->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return keeper.current() == nullptr; }, 5000));
+    window->findChild<QPushButton *>(u"cmdSyncAgain"_s)->click();
+    ASSERT_TRUE(finished());
     EXPECT_EQ(setter.set.size(), 1);
-}
-
-TEST_F(NetTimeWindowTest, WithoutAClockSetterItSaysItCannot)
-{
-    keeper.start(false);
-    tav::netTime window(keeper, clock);
-    window.show();
-    EXPECT_EQ(text(window, "labMsg"), u"本机不能设置时钟，无法校时"_s);
-    EXPECT_EQ(text(window, "labSystemSync"), u"系统自动校时：未知（系统时间服务不可用）"_s);
 }

@@ -20,52 +20,39 @@ protected:
     std::unique_ptr<tav::frmPlay> play;
     std::unique_ptr<tav::frmFullMV> full;
 
-    void start()
+    // (Re)starts both windows, without a player, on the stored "height,width,top,left" when given.
+    void start(const QString &size = {})
     {
+        if (const QStringList f = size.split(u','); f.size() == 4)
+            d.write(u"【CONTROL】.ini"_s, u"[播放窗口尺寸]\nPlayHeight=%1\nPlayWidth=%2\nPlayTop=%3\nPlayLeft=%4\n"_s
+                                             .arg(f[0], f[1], f[2], f[3]));
         full.reset();
         play.reset();
         settings = std::make_unique<tav::Settings>(tav::DataDir(d.path()));
         settings->load();
-        // No player: the windows' logic, not mpv's pictures.
         play = std::make_unique<tav::frmPlay>(*settings, tav::DataDir(d.path()), nullptr);
         full = std::make_unique<tav::frmFullMV>(*play, prompt);
     }
-    void writeSize(const QString &h, const QString &w, const QString &t, const QString &l)
-    {
-        d.write(u"【CONTROL】.ini"_s, u"[播放窗口尺寸]\nPlayHeight=%1\nPlayWidth=%2\nPlayTop=%3\nPlayLeft=%4\n"_s
-                                         .arg(h, w, t, l));
-    }
     QWidget *videoParent() const { return play->video()->parentWidget(); }
-    void startFull()
-    {
-        start();
-        play->show();
-        full->showFull();
-    }
 };
 
-// The stored pixels as they stand; missing or non-numeric values count 0.
 TEST_F(PlayerWindowTest, StoredSizeIsAppliedAsLogicalPixels)
 {
     start(); // no 【CONTROL】.ini at all
     EXPECT_EQ(play->geometry(), QRect(0, 0, 0, 0));
-    const struct { QStringList stored; QRect placed; } cases[] = {
-        {{u"600"_s, u"800"_s, u"0"_s, u"0"_s}, {0, 0, 800, 600}},
-        {{u"360"_s, u"640"_s, u"20"_s, u"30"_s}, {30, 20, 640, 360}},
-        {{u"360"_s, u"640"_s, u"abc"_s, u"12x"_s}, {0, 0, 640, 360}},
-    };
+    const struct { const char *stored; QRect placed; } cases[] = {
+        {"600,800,0,0", {0, 0, 800, 600}}, {"360,640,20,30", {30, 20, 640, 360}}, {"360,640,abc,12x", {0, 0, 640, 360}}};
     for (const auto &c : cases) {
-        writeSize(c.stored[0], c.stored[1], c.stored[2], c.stored[3]);
-        start();
+        SCOPED_TRACE(c.stored);
+        start(QString::fromLatin1(c.stored));
         QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
         play->windowSize();
-        EXPECT_EQ(play->geometry(), c.placed) << c.stored.join(u',').toStdString();
+        EXPECT_EQ(play->geometry(), c.placed);
         ASSERT_EQ(applied.size(), 1);
         EXPECT_EQ(applied.at(0), (QVariantList{c.placed.height(), c.placed.width(), c.placed.y(), c.placed.x()}));
     }
 
-    // Saved sizes are placed again, once for the four keys.
-    QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied);
+    QSignalSpy applied(play.get(), &tav::frmPlay::sizeApplied); // saved sizes are placed again, once for the four keys
     settings->setText(tav::Setting::PlayHeight, u"300"_s);
     settings->setText(tav::Setting::PlayWidth, u"400"_s);
     settings->setText(tav::Setting::PlayTop, u"50"_s);
@@ -79,9 +66,8 @@ TEST_F(PlayerWindowTest, SecondScreenFallsBackToTheOnlyScreen)
 {
     ASSERT_EQ(QGuiApplication::screens().size(), 1);
     const QRect first = QGuiApplication::screens().first()->geometry();
-    writeSize(u"600"_s, u"800"_s, u"0"_s, u"0"_s);
     d.write(u"【IMAGE】.ini"_s, u"[设置]\n输出到第二显示器=1\n"_s);
-    start(); // the switch is on: the screen, not the stored size
+    start(u"600,800,0,0"_s); // the switch is on: the screen, not the stored size
     EXPECT_TRUE(play->secondMonitorWanted());
     EXPECT_EQ(play->geometry(), first);
 
@@ -95,8 +81,7 @@ TEST_F(PlayerWindowTest, SecondScreenFallsBackToTheOnlyScreen)
 
 TEST_F(PlayerWindowTest, BetweenItemsTheBackgroundPictureIsStretchedElseBlack)
 {
-    writeSize(u"48"_s, u"64"_s, u"0"_s, u"0"_s);
-    start();
+    start(u"48,64,0,0"_s);
     play->show();
     const QImage black = play->grab().toImage();
     EXPECT_EQ(black.pixelColor(black.width() / 2, black.height() / 2), QColor(Qt::black));
@@ -120,83 +105,61 @@ TEST(PlayerWindowSizeCheck, WholeNumbersInRange)
 {
     // Height, width, top, left: sizes 1 … 10000, places ±10000, whole numbers only.
     const struct { const char *text; bool valid; } cases[] = {
-        {"600 800 0 0", true},         {" 1 10000 -10000 10000", true}, {"1 1 -5 +5", true},
-        {"0 800 0 0", false},          {"600 10001 0 0", false},        {"-600 800 0 0", false},
-        {"600 800 -10001 0", false},   {"600 800 0 10001", false},      {"600.5 800 0 0", false},
-        {"600 8OO 0 0", false},        {"600 800 _ 0", false},          {"600 800 0 1e3", false},
+        {"600,800,0,0", true},       {" 1,10000,-10000,10000", true}, {"1,1,-5,+5", true},
+        {"0,800,0,0", false},        {"600,10001,0,0", false},        {"-600,800,0,0", false},
+        {"600,800,-10001,0", false}, {"600,800,0,10001", false},      {"600.5,800,0,0", false},
+        {"600,8OO,0,0", false},      {"600,800,,0", false},           {"600,800,0,1e3", false},
     };
     for (const auto &c : cases) {
-        QStringList f = QString::fromLatin1(c.text).split(u' ');
-        if (f.first().isEmpty()) // " 1": a leading blank
-            f = QStringList{u" "_s + f[1]} + f.mid(2);
-        f.replaceInStrings(u"_"_s, QString()); // "_": an empty field
+        const QStringList f = QString::fromLatin1(c.text).split(u',');
         EXPECT_EQ(tav::frmPlay::validSize(f[0], f[1], f[2], f[3]), c.valid) << c.text;
     }
 }
 
-TEST_F(PlayerWindowTest, TheOneVideoMovesBetweenTheWindows)
+TEST_F(PlayerWindowTest, TheOneVideoGoesFullScreenAndLeavesItOnlyWhenTheAnswerIsYes)
 {
-    writeSize(u"360"_s, u"640"_s, u"0"_s, u"0"_s);
-    start();
+    start(u"360,640,0,0"_s);
     play->show();
     EXPECT_EQ(videoParent(), play.get());
     EXPECT_TRUE(play->hasVideo());
-
     full->showFull();
     EXPECT_TRUE(full->isFull());
     EXPECT_TRUE(full->isVisible());
     EXPECT_EQ(videoParent(), full.get());
     EXPECT_FALSE(play->hasVideo());
+    play->setVideoVisible(false); // an audio item hides the picture wherever it is
 
-    // An audio item hides the picture wherever it is, and it stays hidden on the way back.
-    play->setVideoVisible(false);
-    EXPECT_TRUE(play->video()->isHidden());
-    full->leaveFull();
-    EXPECT_FALSE(full->isFull());
-    EXPECT_FALSE(full->isVisible());
-    EXPECT_EQ(videoParent(), play.get());
-    EXPECT_TRUE(play->video()->isHidden());
-    play->setVideoVisible(true);
-    EXPECT_FALSE(play->video()->isHidden());
-    full->showFull();
-    EXPECT_FALSE(play->video()->isHidden());
-}
-
-TEST_F(PlayerWindowTest, LeavingFullScreenAsksFirst)
-{
-    startFull();
     QSignalSpy left(full.get(), &tav::frmFullMV::fullScreenLeft);
-
-    prompt.answers = {false};
+    prompt.answers = {false, false, false}; // the button, Escape and a double-click ask the same
     full->FullSwt();
-    EXPECT_EQ(prompt.shown, QStringList{u"切换视窗|是否退出全屏"_s});
+    QTest::keyClick(full.get(), Qt::Key_Escape);
+    QTest::mouseDClick(full.get(), Qt::LeftButton);
+    EXPECT_EQ(prompt.shown, QStringList(3, u"切换视窗|是否退出全屏"_s));
     EXPECT_TRUE(full->isFull());
     EXPECT_EQ(videoParent(), full.get());
     EXPECT_EQ(left.size(), 0);
 
-    // Escape and a double-click ask the same question.
-    prompt.answers = {false};
-    QTest::keyClick(full.get(), Qt::Key_Escape);
-    prompt.answers = {false};
-    QTest::mouseDClick(full.get(), Qt::LeftButton);
-    EXPECT_EQ(prompt.shown.size(), 3);
-    EXPECT_TRUE(full->isFull());
-
     prompt.answers = {true};
     full->FullSwt();
     EXPECT_FALSE(full->isFull());
+    EXPECT_FALSE(full->isVisible());
     EXPECT_EQ(videoParent(), play.get());
     EXPECT_EQ(left.size(), 1);
-
+    EXPECT_TRUE(play->video()->isHidden()); // hidden in full screen, it stays hidden on the way back
     full->FullSwt(); // not full screen: nothing to ask
     EXPECT_EQ(prompt.shown.size(), 4);
+    play->setVideoVisible(true);
+    full->showFull();
+    EXPECT_FALSE(play->video()->isHidden());
 }
 
 TEST_F(PlayerWindowTest, HidingThePlayerWindowWhileFullReturnsAfterTheTip)
 {
-    startFull();
+    start();
+    play->show();
+    full->showFull();
     QSignalSpy returned(full.get(), &tav::frmFullMV::returnedToMain);
-    auto *tips = full->findChild<QLabel *>(u"lblTips"_s);
+    auto *tips = tav::test::child<QLabel>(full.get(), "lblTips");
     ASSERT_NE(tips, nullptr);
     EXPECT_TRUE(tips->isHidden());
 
@@ -211,8 +174,7 @@ TEST_F(PlayerWindowTest, HidingThePlayerWindowWhileFullReturnsAfterTheTip)
     EXPECT_EQ(videoParent(), play.get());
     EXPECT_TRUE(prompt.shown.isEmpty()); // no question on this way out
 
-    // Hiding it while not full screen is only hiding it.
-    play->show();
+    play->show(); // hiding it while not full screen is only hiding it
     play->hide();
     EXPECT_TRUE(tips->isHidden());
 }

@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
+#include <QPainter>
 #include <QScreen>
 #include <QSet>
 
@@ -20,31 +21,19 @@ const QRgb kGrey = 0xFF808080;
 const QRgb kLighter = 0xFF818181;
 const QRgb kRed = 0xFFFF0000;
 
-// A 40 × 20 logo on the see-through grey: a red square at (2, 2) of
-// 10 × 10 and a square one step lighter than the key at (20, 5) of 5 × 5.
-QImage logoImage()
+// A 40 × 20 logo on the see-through grey: a red square and a square one step lighter than the key.
+void saveLogo(const tav::test::DataFolder &d)
 {
     QImage image(40, 20, QImage::Format_RGB32);
     image.fill(kGrey);
-    for (int y = 2; y < 12; ++y)
-        for (int x = 2; x < 12; ++x)
-            image.setPixel(x, y, kRed);
-    for (int y = 5; y < 10; ++y)
-        for (int x = 20; x < 25; ++x)
-            image.setPixel(x, y, kLighter);
-    return image;
+    QPainter(&image).fillRect(2, 2, 10, 10, QColor(kRed));
+    QPainter(&image).fillRect(20, 5, 5, 5, QColor(kLighter));
+    ASSERT_TRUE(image.save(d.file(u"LOGO.bmp"_s), "BMP"));
 }
+QRegion logoShape() { return QRegion(2, 2, 10, 10) + QRegion(20, 5, 5, 5); }
 
 // Regions covering the same pixels, however they are cut into rectangles.
-bool sameArea(const QRegion &a, const QRegion &b)
-{
-    return a.xored(b).isEmpty();
-}
-
-void saveLogo(const tav::test::DataFolder &d)
-{
-    ASSERT_TRUE(logoImage().save(d.file(u"LOGO.bmp"_s), "BMP"));
-}
+bool sameArea(const QRegion &a, const QRegion &b) { return a.xored(b).isEmpty(); }
 
 } // namespace
 
@@ -65,62 +54,37 @@ protected:
     }
 };
 
-TEST_F(TopMostTest, GreyOfTheLogoIsSeeThroughAndTheLighterGreyIsNot)
+TEST_F(TopMostTest, OnlyTheKeyGreyIsSeeThroughAndMissingPicturesShowNothing)
 {
+    overlay->loadPictures();
+    overlay->setLogoShown(true);
+    EXPECT_FALSE(overlay->hasLogo());
+    EXPECT_FALSE(overlay->isVisible());
+    d.writeBytes(u"LOGO.bmp"_s, "not a bitmap"); // counts as missing
+    overlay->loadPictures();
+    EXPECT_FALSE(overlay->hasLogo());
+    EXPECT_FALSE(overlay->isVisible());
+    EXPECT_TRUE(tav::opaqueRegion(QImage()).isEmpty());
+
     showLogo({30, 40});
     ASSERT_TRUE(overlay->hasLogo());
     EXPECT_TRUE(overlay->isVisible());
     EXPECT_EQ(overlay->geometry(), QRect(30, 40, 40, 20));
-    const QRegion shape = overlay->mask();
-    EXPECT_TRUE(shape.contains(QPoint(2, 2)));
-    EXPECT_TRUE(shape.contains(QPoint(11, 11)));
-    EXPECT_TRUE(shape.contains(QPoint(22, 7))); // 818181
-    EXPECT_FALSE(shape.contains(QPoint(0, 0)));
-    EXPECT_FALSE(shape.contains(QPoint(12, 12)));
-    EXPECT_FALSE(shape.contains(QPoint(39, 19)));
-    // Exactly the two squares.
-    QRegion expected(2, 2, 10, 10);
-    expected += QRegion(20, 5, 5, 5);
-    EXPECT_TRUE(sameArea(shape, expected));
-    EXPECT_TRUE(tav::opaqueRegion(QImage()).isEmpty());
-
+    EXPECT_TRUE(sameArea(overlay->mask(), logoShape()));
     overlay->setLogoShown(false);
     EXPECT_FALSE(overlay->isVisible());
-}
 
-TEST_F(TopMostTest, MissingPicturesLeaveNothingToShowAndTheBackgroundGoesBehindTheLogo)
-{
-    overlay->loadPictures();
-    overlay->setLogoShown(true);
-    EXPECT_FALSE(overlay->hasLogo());
-    EXPECT_FALSE(overlay->hasBackground());
-    EXPECT_FALSE(overlay->isVisible());
-    EXPECT_TRUE(overlay->findChild<QLabel *>(u"imgLogo"_s)->pixmap().isNull());
-
-    // A file that is no picture counts as missing.
-    d.writeBytes(u"LOGO.bmp"_s, "not a bitmap");
-    overlay->loadPictures();
-    EXPECT_FALSE(overlay->hasLogo());
-    EXPECT_FALSE(overlay->isVisible());
-
-    // The background picture goes behind the logo.
-    saveLogo(d);
+    // The background picture goes behind the logo: its grey shows blue, nothing is see-through.
     QImage background(80, 60, QImage::Format_RGB32);
     background.fill(0xFF2040C0);
     ASSERT_TRUE(background.save(d.file(u"PBG.JPG"_s), "JPG"));
-    overlay->loadPictures();
-    overlay->setLogoShown(true);
+    showLogo();
     ASSERT_TRUE(overlay->hasBackground());
-    // The logo's grey shows the blue picture: nothing is see-through.
     EXPECT_TRUE(sameArea(overlay->mask(), QRegion(0, 0, 40, 20)));
     const QImage shown = overlay->grab().toImage();
-    EXPECT_GT(QColor(shown.pixel(0, 0)).blue(), 150);
-    EXPECT_LT(QColor(shown.pixel(0, 0)).red(), 80);
+    EXPECT_GT(QColor(shown.pixel(0, 0)).blue(), 150); // not the key grey
     EXPECT_EQ(shown.pixel(5, 5), kRed);
-    EXPECT_EQ(shown.pixel(22, 7), kLighter);
-
-    // The background alone is a logo too.
-    QFile::remove(d.file(u"LOGO.bmp"_s));
+    QFile::remove(d.file(u"LOGO.bmp"_s)); // the background alone is a logo too
     overlay->loadPictures();
     EXPECT_TRUE(overlay->isVisible());
     EXPECT_EQ(overlay->size(), QSize(80, 60));
@@ -149,11 +113,9 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBac
     const QRegion after = overlay->mask().intersected(part);
     EXPECT_FALSE(after.isEmpty());
     EXPECT_FALSE(sameArea(before, after));
-    // The logo's part is untouched.
-    EXPECT_TRUE(sameArea(overlay->mask().intersected(QRect(0, 0, 40, 20)), QRegion(2, 2, 10, 10) + QRegion(20, 5, 5, 5)));
+    EXPECT_TRUE(sameArea(overlay->mask().intersected(QRect(0, 0, 40, 20)), logoShape()));
 
-    // Only the see-through grey, the digits and their outline: no smoothed
-    // fringe of in-between greys around them.
+    // Only the see-through grey, the digits and their outline: no smoothed fringe of greys.
     const QImage digits = overlay->grab(part).toImage().convertToFormat(QImage::Format_RGB32);
     QSet<QRgb> colours;
     for (int y = 0; y < digits.height(); ++y)
@@ -161,14 +123,12 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBac
             colours.insert(digits.pixel(x, y));
     EXPECT_EQ(colours, (QSet<QRgb>{kGrey, 0xFFFFFFFF, 0xFF000000}));
 
-    // Without the logo the clock takes its place.
-    overlay->setLogoShown(false);
+    overlay->setLogoShown(false); // the clock takes the logo's place
     EXPECT_TRUE(overlay->isVisible());
     EXPECT_EQ(clock->pos(), QPoint(0, 0));
     overlay->setClockShown(false);
     EXPECT_FALSE(overlay->isVisible());
 
-    // A font that does not exist falls back to the default family.
     font.name = u"没有这种字体 Nowhere Sans"_s;
     font.size = 30;
     font.italic = true;
@@ -182,43 +142,12 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBac
     EXPECT_EQ(clock->palette().color(QPalette::WindowText).rgb(), kLighter);
 }
 
-TEST_F(TopMostTest, ScreenSaverCoversTheAreaAndClicksEndIt)
-{
-    showLogo({100, 50});
-    overlay->setScreenSaver(true, QRect(0, 0, 640, 480));
-    EXPECT_TRUE(overlay->isVisible());
-    EXPECT_EQ(overlay->geometry(), QRect(0, 0, 640, 480));
-    EXPECT_TRUE(sameArea(overlay->mask(), QRegion(0, 0, 640, 480))); // all of it
-    EXPECT_FALSE(overlay->testAttribute(Qt::WA_TransparentForMouseEvents)
-                 || overlay->windowFlags().testFlag(Qt::WindowTransparentForInput));
-    EXPECT_EQ(overlay->findChild<QLabel *>(u"imgLogo"_s)->pos(), QPoint(100, 50));
-    const QImage shown = overlay->grab().toImage();
-    EXPECT_EQ(shown.pixel(0, 0), 0xFF000000u); // black without PBG.JPG
-    EXPECT_EQ(shown.pixel(105, 55), kRed);
-    EXPECT_EQ(shown.pixel(100, 50), 0xFF000000u); // the logo's grey lies on the background
-
-    bool dismissed = false;
-    QObject::connect(overlay.get(), &tav::frmTopMost::dismissed, [&] { dismissed = true; });
-    QTest::mouseClick(overlay.get(), Qt::LeftButton, {}, QPoint(300, 300));
-    EXPECT_TRUE(dismissed);
-
-    overlay->setScreenSaver(false);
-    EXPECT_EQ(overlay->geometry(), QRect(100, 50, 40, 20));
-    EXPECT_TRUE(overlay->windowFlags().testFlag(Qt::WindowTransparentForInput));
-    EXPECT_FALSE(overlay->mask().isEmpty());
-}
-
 TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
 {
-    QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint);
-    QWidget other(nullptr, Qt::Tool);
-    QWidget player;
-    QWidget unwatched;
+    QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint), other(nullptr, Qt::Tool), player, unwatched;
     tav::OverlayKeeper keeper;
-    const auto settle = [] {
-        for (int i = 0; i < 5; ++i)
-            QCoreApplication::processEvents();
-    };
+    const auto settle = [] { for (int i = 0; i < 5; ++i) QCoreApplication::processEvents(); };
+    const auto comeUpAgain = [&] { player.hide(); player.show(); settle(); };
     keeper.addOverlay(&overlay);
     keeper.addOverlay(&overlay); // once only
     keeper.watch(&player);
@@ -227,10 +156,9 @@ TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
     player.show();
     player.raise();
     player.showFullScreen();
-    // One raise per change of the player, not one per event.
     EXPECT_EQ(keeper.raises(), 0); // not before the window system has had its turn
     settle();
-    const int first = keeper.raises();
+    const int first = keeper.raises(); // one raise per change of the player, not one per event
     EXPECT_GE(first, 1);
     EXPECT_LE(first, 2);
 
@@ -239,20 +167,14 @@ TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
     settle();
     EXPECT_LE(keeper.raises(), first + 1); // at most the player's activation again
     const int before = keeper.raises();
-
-    // Hidden overlays are left alone.
-    overlay.hide();
-    player.hide();
-    player.show();
-    settle();
+    overlay.hide(); // hidden overlays are left alone
+    comeUpAgain();
     EXPECT_EQ(keeper.raises(), before);
 
     keeper.addOverlay(&other);
     overlay.show();
     other.show();
-    player.hide();
-    player.show();
-    settle();
+    comeUpAgain();
     EXPECT_GE(keeper.raises(), before + 2);
 }
 
@@ -261,14 +183,21 @@ class LogoConsoleTest : public MainWindowTest
 {
 protected:
     tav::frmTopMost *overlay() const { return window->findChild<tav::LogoControls *>()->overlay(); }
+    QLabel *clockLabel() const { return overlay()->findChild<QLabel *>(u"lblTime"_s); }
     void placeLogo(const QString &top, const QString &left)
     {
         get<QLineEdit>("txtLogoTop")->setText(top);
         get<QLineEdit>("txtLogoLeft")->setText(left);
-        get<QPushButton>("cmdSaveLogoMove")->click();
+        click("cmdSaveLogoMove");
+    }
+    tav::frmTimeShow *timeShow() const
+    {
+        window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
+        return window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
     }
 };
 
+// Places off every screen are LogoPlace.FieldsMustBeNumbersOnAScreen.
 TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
 {
     d.write(u"【CONTROL】.ini"_s, u"[LOGO顶边]\nLOGOTop=300\n[LOGO左边]\nLOGOLeft=600\n"_s);
@@ -277,24 +206,16 @@ TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
     EXPECT_EQ(get<QLineEdit>("txtLogoLeft")->text(), u"600");
     EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
-    const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    const QList<std::pair<QString, QString>> refused{
-        {u"12a"_s, u"0"_s},
-        {u"0"_s, u"12a"_s},
-        {u""_s, u"0"_s},
-        {u"-15"_s, u"0"_s},
-        {QString::number(screen.height() * 15), u"0"_s},
-        {u"0"_s, QString::number(screen.width() * 15)},
-    };
+    const QList<std::pair<QString, QString>> refused{{u"12a"_s, u"0"_s}, {u"0"_s, u"12a"_s}, {u""_s, u"0"_s}, {u"-15"_s, u"0"_s}};
+    const QByteArray before = d.bytes(u"【CONTROL】.ini"_s);
     for (const auto &[top, left] : refused) {
         prompt.shown.clear();
         placeLogo(top, left);
         EXPECT_EQ(prompt.shown, QStringList{u"提示|超出范围或不是数字，请重新输入"_s}) << top.toStdString();
-        EXPECT_EQ(control(u"LOGO顶边"_s, u"LOGOTop"_s), u"300");
-        EXPECT_EQ(control(u"LOGO左边"_s, u"LOGOLeft"_s), u"600");
-        EXPECT_EQ(overlay()->place(), QPoint(40, 20));
         EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), top); // the input stays for correction
     }
+    EXPECT_EQ(d.bytes(u"【CONTROL】.ini"_s), before);
+    EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
     prompt.shown.clear();
     placeLogo(u"1500"_s, u"3000"_s);
@@ -302,7 +223,6 @@ TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
     EXPECT_EQ(control(u"LOGO顶边"_s, u"LOGOTop"_s), u"1500");
     EXPECT_EQ(control(u"LOGO左边"_s, u"LOGOLeft"_s), u"3000");
     EXPECT_EQ(overlay()->place(), QPoint(200, 100));
-
     start(); // read back at the next start
     EXPECT_EQ(overlay()->place(), QPoint(200, 100));
     EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), u"1500");
@@ -316,21 +236,16 @@ TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
     EXPECT_EQ(control(u"复选控制"_s, u"台标LOGO"_s), u"1");
     ASSERT_EQ(prompt.shown.size(), 1); // no logo to show: said, not silent
     EXPECT_TRUE(prompt.shown[0].contains(u"LOGO.bmp"_s)) << prompt.shown[0].toStdString();
-    // Copied in while the station runs: it shows when it comes.
-    saveLogo(d);
+    saveLogo(d); // copied in while the station runs: it shows when it comes
     EXPECT_TRUE(QTest::qWaitFor([&] { return overlay()->hasLogo(); }, 5000));
     EXPECT_TRUE(overlay()->isVisible());
-    EXPECT_TRUE(overlay()->isLogoShown());
 
     get<QCheckBox>("chkTimeShow")->click();
     EXPECT_EQ(control(u"复选控制"_s, u"时间显示"_s), u"1");
-    auto *timeLabel = overlay()->findChild<QLabel *>(u"lblTime"_s);
-    EXPECT_TRUE(timeLabel->isVisible());
-    EXPECT_EQ(timeLabel->text(), u"10:00:00");
+    EXPECT_TRUE(clockLabel()->isVisible());
+    EXPECT_EQ(clockLabel()->text(), u"10:00:00");
     tickAt("2026-11-23 10:00:01");
-    EXPECT_EQ(timeLabel->text(), u"10:00:01");
-    tickAt("2026-11-23 23:59:59");
-    EXPECT_EQ(timeLabel->text(), u"23:59:59");
+    EXPECT_EQ(clockLabel()->text(), u"10:00:01");
 
     get<QCheckBox>("chkLogo")->click();
     EXPECT_TRUE(overlay()->isVisible()); // the clock stays
@@ -338,8 +253,7 @@ TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
     get<QCheckBox>("chkTimeShow")->click();
     EXPECT_FALSE(overlay()->isVisible());
 
-    // Both come back at the next start as they were left.
-    get<QCheckBox>("chkTimeShow")->click();
+    get<QCheckBox>("chkTimeShow")->click(); // both come back at the next start as they were left
     start();
     EXPECT_TRUE(overlay()->isVisible());
     EXPECT_TRUE(overlay()->isClockShown());
@@ -347,51 +261,47 @@ TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
     EXPECT_EQ(prompt.shown.size(), 1);
 }
 
+// How the font is written and read back is ClockFont.RoundTripThroughTheControlFile.
 TEST_F(LogoConsoleTest, ClockFontChosenInItsWindowIsKeptAndApplied)
 {
     start();
-    window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
-    auto *dialog = window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
+    tav::frmTimeShow *dialog = timeShow();
     ASSERT_NE(dialog, nullptr);
     EXPECT_TRUE(dialog->isVisible());
-    QFont chosen(QApplication::font().family());
-    chosen.setPointSize(40);
+    QFont chosen(QApplication::font().family(), 40);
     chosen.setBold(false);
     chosen.setUnderline(true);
+    const QColor colour(0x10, 0x80, 0xF0);
     dialog->setFontChooser([&](const QFont &) { return std::optional<QFont>(chosen); });
-    dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(QColor(0x10, 0x80, 0xF0)); });
-    dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
-    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
-
-    EXPECT_EQ(control(u"时间字体"_s, u"Name"_s), QApplication::font().family());
-    EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
+    dialog->setColourChooser([&](const QColor &) { return std::optional<QColor>(colour); });
+    const auto choose = [&] {
+        dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
+        dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
+    };
+    const auto expectKept = [&](const QLabel *label) {
+        EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
+        EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
+        EXPECT_EQ(label->font().pointSize(), 40);
+        EXPECT_TRUE(label->font().underline());
+        EXPECT_EQ(label->palette().color(QPalette::WindowText), colour);
+    };
+    choose();
     EXPECT_EQ(control(u"时间字体"_s, u"Bold"_s), u"False");
-    EXPECT_EQ(control(u"时间字体"_s, u"Underline"_s), u"True");
-    EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
-    const auto *sample = dialog->findChild<QLabel *>(u"lblSample"_s);
-    EXPECT_EQ(sample->font().pointSize(), 40);
-    EXPECT_EQ(sample->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
-    const auto *timeLabel = overlay()->findChild<QLabel *>(u"lblTime"_s);
-    EXPECT_EQ(timeLabel->font().pointSize(), 40);
-    EXPECT_TRUE(timeLabel->font().underline());
-    EXPECT_EQ(timeLabel->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
+    expectKept(clockLabel());
+    expectKept(dialog->findChild<QLabel *>(u"lblSample"_s));
 
-    // Cancelled dialogs change nothing.
-    dialog->setFontChooser([](const QFont &) { return std::nullopt; });
+    dialog->setFontChooser([](const QFont &) { return std::nullopt; }); // cancelled: nothing changes
     dialog->setColourChooser([](const QColor &) { return std::nullopt; });
-    dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
-    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
-    EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
-    EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
-
+    choose();
+    expectKept(clockLabel());
     start();
-    const auto *again = overlay()->findChild<QLabel *>(u"lblTime"_s);
-    EXPECT_EQ(again->font().pointSize(), 40);
-    EXPECT_EQ(again->palette().color(QPalette::WindowText), QColor(0x10, 0x80, 0xF0));
+    expectKept(clockLabel());
 }
 
 TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
 {
+    saveLogo(d);
+    d.write(u"【CONTROL】.ini"_s, u"[复选控制]\n台标LOGO=1\n[LOGO顶边]\nLOGOTop=750\n[LOGO左边]\nLOGOLeft=1500\n"_s);
     start();
     get<QCheckBox>("chkPingBao")->click();
     EXPECT_EQ(control(u"复选控制"_s, u"屏保"_s), u"1");
@@ -400,6 +310,13 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     tickAt("2026-11-23 10:00:05");
     EXPECT_TRUE(overlay()->isScreenSaver());
     EXPECT_EQ(overlay()->geometry(), QGuiApplication::primaryScreen()->geometry());
+    EXPECT_TRUE(sameArea(overlay()->mask(), QRegion(overlay()->rect()))); // all of it, and it takes clicks
+    EXPECT_FALSE(overlay()->testAttribute(Qt::WA_TransparentForMouseEvents)
+                 || overlay()->windowFlags().testFlag(Qt::WindowTransparentForInput));
+    const QImage shown = overlay()->grab().toImage();
+    EXPECT_EQ(shown.pixel(0, 0), 0xFF000000u); // black without PBG.JPG, the logo in its place on it
+    EXPECT_EQ(shown.pixel(105, 55), kRed);
+    EXPECT_EQ(shown.pixel(100, 50), 0xFF000000u);
 
     player.open(u"/tmp/a.mp3"_s);
     player.play();
@@ -410,9 +327,11 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     tickRun("2026-11-23 10:00:20", 5);
     EXPECT_TRUE(overlay()->isScreenSaver());
 
-    // A click ends it until the next quiet spell after playing.
-    QTest::mouseClick(overlay(), Qt::LeftButton, {}, QPoint(10, 10));
+    QTest::mouseClick(overlay(), Qt::LeftButton, {}, QPoint(10, 10)); // ends it until the next spell after playing
     EXPECT_FALSE(overlay()->isScreenSaver());
+    EXPECT_EQ(overlay()->geometry(), QRect(100, 50, 40, 20));
+    EXPECT_TRUE(overlay()->windowFlags().testFlag(Qt::WindowTransparentForInput));
+    EXPECT_TRUE(sameArea(overlay()->mask(), logoShape()));
     tickRun("2026-11-23 10:00:30", 20);
     EXPECT_FALSE(overlay()->isScreenSaver());
 
@@ -436,11 +355,9 @@ TEST_F(LogoConsoleTest, UnwritableSettingsAreReported)
     EXPECT_EQ(overlay()->place(), QPoint(10, 10)); // in force all the same
 
     prompt.shown.clear();
-    window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
-    auto *dialog = window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
+    tav::frmTimeShow *dialog = timeShow();
     dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(Qt::green); });
     dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
     EXPECT_EQ(prompt.shown, QStringList{failure});
-    EXPECT_EQ(overlay()->findChild<QLabel *>(u"lblTime"_s)->palette().color(QPalette::WindowText),
-              QColor(Qt::green));
+    EXPECT_EQ(clockLabel()->palette().color(QPalette::WindowText), QColor(Qt::green));
 }
