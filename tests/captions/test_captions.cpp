@@ -221,6 +221,9 @@ TEST_F(CaptionTest, OnceInOrderStopsOnTheLastCaptionAndAnEmptyListShowsNothing)
     EXPECT_EQ(scroller.text(), u"二"_s);
 }
 
+// Its minute and end through the station's second: the main window's
+// TimedCaptionComesWithTheStationsSecond; here the end to the second, a single
+// start, and a stop that leaves the check running.
 TEST_F(CaptionTest, TimedCaptionRunsFromItsMinuteToItsEnd)
 {
     settings.setSwitch(tav::Switch::Captions, true);
@@ -229,8 +232,6 @@ TEST_F(CaptionTest, TimedCaptionRunsFromItsMinuteToItsEnd)
     setManner(CaptionSettings::ByTime);
     QSignalSpy started(&scroller, &CaptionScroller::captionStarted);
     scroller.cmdStartNow_Click();
-    runTo("2026-11-25 08:01:59");
-    EXPECT_FALSE(scroller.isVisible());
     runTo("2026-11-25 08:02:00");
     EXPECT_TRUE(scroller.isVisible());
     EXPECT_EQ(scroller.text(), u"课间操"_s);
