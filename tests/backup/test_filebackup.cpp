@@ -86,37 +86,28 @@ TEST(FileBackupTest, RememberedFoldersAreTwoLinesAndOnlyExistingOnesComeBack)
     EXPECT_TRUE(FileBackup::openSet(dir.filePath(u"无.ini"_s)).source.isEmpty());
 }
 
-// The window's tests read the comparison and the copied folders; here: no
-// hidden folder, no temporary file left, and the next night's backup
-// replaces what changed, whole.
-TEST(FileBackupTest, BackupSkipsHiddenFoldersLeavesNoTemporaryFilesAndReplacesWhatChanged)
+// The window's tests read the comparison and the copied folders. Here: no
+// hidden folder is taken; the next night's backup replaces what changed,
+// whole; on a disk that fills up (a file-size limit stands in for it; an
+// unreadable file fails the same way) the files that do not fit are
+// reported, the others copied, the old target kept; no temporary file stays.
+TEST(FileBackupTest, BackupsReplaceWhatChangedWholeAndReportWhatDoesNotFit)
 {
     Station station;
     QTemporaryDir target;
     EXPECT_EQ(FileBackup::backup(station.path(), target.path()).copied, 5);
     EXPECT_FALSE(QFile::exists(target.filePath(u".cache/x.ini"_s)));
     put(station.file(u"字幕/欢迎.txt"_s), "欢迎光临，新的一天");
-    const FileBackup::CopyResult r = FileBackup::backup(station.path(), target.path());
-    EXPECT_EQ(r.copied, 5);
-    EXPECT_TRUE(r.failed.isEmpty());
+    EXPECT_EQ(FileBackup::backup(station.path(), target.path()).copied, 5);
     EXPECT_EQ(bytesOf(target.filePath(u"字幕/欢迎.txt"_s)), "欢迎光临，新的一天");
+
+    put(station.file(u"【SONG】.ini"_s), "[FileInfo1]\r\nName=午间\r\n");
+    const FileBackup::CopyResult r = withFileSizeLimit(16, [&] { return FileBackup::backup(station.path(), target.path()); });
+    EXPECT_EQ(r.copied, 1); // only the play log is small enough
+    EXPECT_EQ(r.failed.size(), 4);
+    EXPECT_EQ(bytesOf(target.filePath(u"【SONG】.ini"_s)), "[FileInfo1]\r\nName=早操\r\n");
     for (const QString &folder : {target.path(), target.filePath(u"字幕"_s)})
         EXPECT_TRUE(QDir(folder).entryList({u"*.tmp-*"_s}, QDir::Files | QDir::Hidden).isEmpty());
-}
-
-// A disk that fills up (a file-size limit stands in for it; an unreadable
-// file fails the same way): the files that do not fit are reported, the
-// others copied, an old target kept whole.
-TEST(FileBackupTest, FilesThatDoNotFitAreReportedAndOldTargetsKept)
-{
-    Station station;
-    QTemporaryDir target;
-    put(target.filePath(u"【SONG】.ini"_s), "old bytes");
-    const FileBackup::CopyResult r = withFileSizeLimit(16, [&] { return FileBackup::backup(station.path(), target.path()); });
-    EXPECT_EQ(r.copied, 2); // the play log and the caption text are small enough
-    EXPECT_EQ(r.failed.size(), 3);
-    EXPECT_EQ(bytesOf(target.filePath(u"【SONG】.ini"_s)), "old bytes");
-    EXPECT_TRUE(QDir(target.path()).entryList({u"*.tmp-*"_s}, QDir::Files | QDir::Hidden).isEmpty());
 }
 
 // What the station's folder may hold that a backup must not follow, lose or
