@@ -44,27 +44,10 @@ protected:
         d.write(u"【TTS】.ini"_s, tasks);
         d.write(name + u".ini"_s, text);
     }
-    void enable()
-    {
-        scheduler.setEnabled(true);
-        waitBuilt();
-    }
-    void disable()
-    {
-        scheduler.setEnabled(false);
-        waitBuilt();
-    }
-    void rebuild()
-    {
-        scheduler.rebuild();
-        waitBuilt();
-    }
+    void enable(bool on = true) { scheduler.setEnabled(on); waitBuilt(); }
+    void rebuild() { scheduler.rebuild(); waitBuilt(); }
     void waitBuilt() { ASSERT_TRUE(built()); }
-    void tickAt(const char *when)
-    {
-        clock.set(at(when));
-        scheduler.tick();
-    }
+    void tickAt(const char *when) { clock.set(at(when)); scheduler.tick(); }
     void tickEachSecond(int seconds)
     {
         for (int i = 0; i < seconds; ++i) {
@@ -89,10 +72,14 @@ protected:
         voicePlayer.sound();
         voicePlayer.finish();
     }
-    bool voiceIs(State state, int ms = 3000)
+    // The last reading of the broadcast: then the music is back.
+    void playLastReading()
     {
-        return QTest::qWaitFor([&] { return voicePlayer.state() == state; }, ms);
+        playThroughReading();
+        ASSERT_TRUE(restored());
     }
+    bool voiceIs(State state, int ms = 3000) { return QTest::qWaitFor([&] { return voicePlayer.state() == state; }, ms); }
+    bool opened(int n) { return QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == n; }, 3000); }
     bool restored()
     {
         return QTest::qWaitFor([&] { return !broadcaster.isBusy() && !broadcaster.isRestoring(); }, 10000);
@@ -116,14 +103,13 @@ TEST_F(BroadcastDay, TodaysListKeepsTheDaysDatesSwitchAndPriorityOrder)
                                      u"08:30:02 早安 待播"_s, u"09:00:00 课间 待播"_s, u"09:10:00 课间 待播"_s,
                                      u"09:20:00 课间 待播"_s}));
     EXPECT_EQ(scheduler.header(), u"今日待执行的任务，共:7条");
-    EXPECT_EQ(scheduler.rows()[0].colour(), 0xFF0000);
     EXPECT_TRUE(log.text().contains(u"今天已过的播音有1次未能播出（超时）"_s));
 
     clock.set(at("2026-11-28 08:00:00")); // Saturday: only the weekend task
     rebuild();
     EXPECT_EQ(listed(), QStringList{u"10:00:00 周末 待播"_s});
 
-    disable();
+    enable(false);
     EXPECT_TRUE(scheduler.rows().isEmpty());
     EXPECT_EQ(scheduler.header(), u"播音已停止，如果要开启请到主控面板操作！");
     scheduler.setStopDay([](QDate date) { return date == QDate(2026, 11, 28); });
@@ -152,13 +138,9 @@ TEST_F(BroadcastDay, AFiringTurnsTheMusicDownSpeaksAsOftenAsAskedAndBringsItBack
     playThroughReading();
     ASSERT_EQ(synth.texts().size(), 1);
     EXPECT_EQ(synth.texts()[0], u"现在是上午八点三十分，今天是二〇二六年十一月二十三日。");
-    EXPECT_EQ(synth.voiceIds()[0], u"cmn-latn-pinyin+f2");
     EXPECT_EQ(voicePlayer.volume(), 90);
-    // The second reading, tone again.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == 2; }, 3000));
-    EXPECT_TRUE(broadcaster.isBusy());
-    playThroughReading();
-    ASSERT_TRUE(restored());
+    ASSERT_TRUE(opened(2)); // the second reading, tone again
+    playLastReading();
     EXPECT_EQ(synth.texts().size(), 2);
     EXPECT_EQ(media.volume(), 70);
     EXPECT_EQ(playback.slider(), tav::PlaybackController::unitsFor(70));
@@ -169,8 +151,7 @@ TEST_F(BroadcastDay, AFiringTurnsTheMusicDownSpeaksAsOftenAsAskedAndBringsItBack
     ASSERT_TRUE(broadcaster.speak({.name = u"再播"_s, .text = u"早上好"_s, .musicVolume = 20}));
     playback.setSlider(tav::PlaybackController::unitsFor(45)); // a task's volume, set at its start
     EXPECT_EQ(media.volume(), 20);                              // still under the voice
-    playThroughReading();
-    ASSERT_TRUE(restored());
+    playLastReading();
     EXPECT_EQ(media.volume(), 45);
 }
 
@@ -195,11 +176,9 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
 
     // The long one ends: the held-back one speaks right after it.
     playThroughReading();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().size() == 1 && broadcastPlayer.opened.size() == 2; },
-                                3000));
+    ASSERT_TRUE(opened(2));
     EXPECT_TRUE(scheduler.rows()[2].delayedStarted);
-    playThroughReading();
-    ASSERT_TRUE(restored());
+    playLastReading();
     EXPECT_EQ(synth.texts().last(), u"紧随其后");
 
     tickAt("2026-11-23 08:41:00");
@@ -209,30 +188,8 @@ TEST_F(BroadcastDay, BusyVoicePostponesByTheDelayOrRightAfterAndMissedOnesAreOve
     EXPECT_EQ(broadcastPlayer.opened.size(), 3);
 }
 
-TEST_F(BroadcastDay, ARebuildNeverSpeaksAFiringAgainAndMidnightStartsANewDay)
-{
-    add(u"早安"_s, u"08:30:00"_s, u"早上好"_s);
-    enable();
-    tickAt("2026-11-23 08:30:00");
-    clock.set(at("2026-11-23 08:30:20"));
-    rebuild(); // an edit of the file within the firing's minute
-    tickAt("2026-11-23 08:30:21");
-    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
-    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
-    broadcaster.stop();
-    tickAt("2026-11-24 00:00:01");
-    waitBuilt();
-    ASSERT_EQ(scheduler.rows().size(), 1);
-    EXPECT_EQ(scheduler.rows()[0].status, Status::Waiting);
-}
-
 TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
 {
-    QString error;
-    EXPECT_FALSE(broadcaster.speak({.name = u"空"_s, .text = QString()}, &error));
-    EXPECT_EQ(error, u"朗读内容不能为空");
-    EXPECT_FALSE(broadcaster.isBusy());
-
     // Missing music: said, and the speech goes on; an unknown voice falls back.
     QList<QString> notices;
     QObject::connect(&broadcaster, &tav::Broadcaster::notice, [&](const QString &n) { notices.append(n); });
@@ -283,25 +240,21 @@ TEST_F(BroadcastDay, SpeakPathRefusalsFilesAndVoices)
     EXPECT_TRUE(QFileInfo(voicePlayer.currentUrl()).size() > 0);
 }
 
-// The voice pauses, resumes and stops; skipping a sentence goes on with the
-// next one, its words still placed where they stand in the text.
+// Skipping a sentence goes on with the next one, its words still placed
+// where they stand in the text.
 TEST_F(BroadcastDay, VoicePausesStopsAndSkipsASentence)
 {
-    QStringList events;
     QList<int> words;
-    QObject::connect(&voice, &tav::Voice::eventLine, [&](const QString &l) { events.append(l); });
     QObject::connect(&voice, &tav::Voice::word, [&](int pos, int) { words.append(pos); });
     ASSERT_TRUE(broadcaster.speak({.text = u"9:05到"_s, .tone = false}));
     ASSERT_TRUE(voiceIs(State::Loading));
     voicePlayer.sound();
     voice.pause();
-    EXPECT_EQ(voice.state(), tav::Voice::State::Paused);
     EXPECT_EQ(voicePlayer.state(), State::Paused);
     voice.resume();
     EXPECT_EQ(voicePlayer.state(), State::Playing);
     voice.stop();
     EXPECT_EQ(voice.state(), tav::Voice::State::Idle);
-    EXPECT_TRUE(events.last().startsWith(u"  Event: EndStream"_s));
     voice.speak(u"第一句。第二句。"_s);
     ASSERT_TRUE(voiceIs(State::Loading));
     voicePlayer.sound();
@@ -315,61 +268,20 @@ TEST_F(BroadcastDay, VoicePausesStopsAndSkipsASentence)
     voice.stop();
 }
 
-// Time that moved on by more than a second between ticks, whether the clock
-// was set or the station stood still (a stall, a suspended machine): what
-// less than three hours jumped over is spoken at once, logged as late; three
-// hours or more leave it overdue; after a backward step nothing is spoken twice.
-TEST_F(BroadcastDay, TimeThatJumpsSpeaksWhatItJumpedOverOnceAndNothingTwice)
+// Time that moved on by less than three hours between ticks (the clock set,
+// or the station stood still): what it jumped over is spoken at once, logged
+// as late. (Three hours or more leave it overdue: the broadcast window's
+// PriorityRoundTripAndTheWaitingListFollows.)
+TEST_F(BroadcastDay, TimeThatJumpsSpeaksWhatItJumpedOverLate)
 {
-    struct Case
-    {
-        const char *firing; // its time today; the tick before is a second earlier
-        bool step;          // the clock set, else the station stood still
-        int by;             // seconds past the tick before
-        Status then;
-        const char *late;   // the log's "补播" line, or none
-    };
-    const Case cases[] = {
-        {"08:30:00", true, 3600, Status::Spoken, "补播：b0，应于8:30:00播出，晚了59分59秒"},
-        {"10:00:00", false, 300, Status::Spoken, "补播：b1，应于10:00:00播出，晚了4分59秒"},
-        {"12:00:00", true, 3 * 3600, Status::Overdue, nullptr},
-        {"16:00:00", false, 3 * 3600, Status::Overdue, nullptr},
-    };
-    for (int i = 0; i < int(std::size(cases)); ++i)
-        add(u"b%1"_s.arg(i), QString::fromLatin1(cases[i].firing), u"第%1条"_s.arg(i));
+    add(u"b0"_s, u"08:30:00"_s, u"第0条"_s);
     enable();
-    for (int i = 0; i < int(std::size(cases)); ++i) {
-        const Case &c = cases[i];
-        const qsizetype opened = broadcastPlayer.opened.size();
-        clock.set(at(QByteArray(QByteArray("2026-11-23 ") + c.firing).constData()).addSecs(-1));
-        scheduler.tick();
-        if (c.step)
-            clock.step(c.by);
-        else
-            clock.advance(c.by);
-        scheduler.tick();
-        EXPECT_EQ(scheduler.rows()[i].status, c.then) << c.firing;
-        EXPECT_EQ(broadcastPlayer.opened.size(), opened + (c.then == Status::Spoken ? 1 : 0)) << c.firing;
-        if (c.late) {
-            EXPECT_TRUE(log.text().contains(QString::fromUtf8(c.late))) << log.text().toStdString();
-        }
-        if (c.then == Status::Spoken) {
-            playThroughReading();
-            ASSERT_TRUE(restored());
-        }
-    }
-    // Back by a minute over a firing spoken: not spoken again.
-    clock.set(at("2026-11-23 20:00:00"));
-    add(u"晚间"_s, u"20:00:30"_s, u"晚上好"_s);
-    rebuild();
-    tickEachSecond(40);
-    ASSERT_EQ(broadcastPlayer.opened.size(), 3);
-    playThroughReading();
-    ASSERT_TRUE(restored());
-    clock.step(-60);
-    tickEachSecond(90);
-    EXPECT_EQ(broadcastPlayer.opened.size(), 3);
-    EXPECT_EQ(scheduler.rows().last().status, Status::Spoken);
+    tickAt("2026-11-23 08:29:59");
+    clock.step(3600);
+    scheduler.tick();
+    EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+    EXPECT_TRUE(log.text().contains(u"补播：b0，应于8:30:00播出，晚了59分59秒"_s)) << log.text().toStdString();
 }
 
 // The tone and the first reading both wait ready: the tone goes on the
@@ -378,15 +290,13 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
 {
     add(u"午休"_s, u"12:00:00"_s, u"午休时间到了"_s);
     enable();
-    const auto readied = [&] { return broadcastPlayer.warmUps > 0 && voicePlayer.warmUps > 0; };
-
     tickAt("2026-11-23 11:59:49"); // eleven seconds ahead: too early
     QTest::qWait(500);
     EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0);
 
     tickAt("2026-11-23 11:59:50");
     EXPECT_EQ(broadcastPlayer.warmUps, 0) << "never on the tick itself";
-    EXPECT_TRUE(QTest::qWaitFor(readied, 2000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.warmUps > 0 && voicePlayer.warmUps > 0; }, 2000));
     // The tone waits at its first sample; the firing lets it go.
     EXPECT_EQ(broadcastPlayer.prepared, dir.tone());
     EXPECT_EQ(broadcastPlayer.state(), State::Paused);
@@ -394,7 +304,6 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
     const QString reading = voicePlayer.prepared;
 
     tickAt("2026-11-23 12:00:00");
-    ASSERT_EQ(listed(), QStringList{u"12:00:00 午休 已播"_s});
     EXPECT_EQ(broadcastPlayer.currentUrl(), dir.tone());
     broadcastPlayer.sound();
     QTest::qWait(100);
@@ -402,10 +311,6 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
     broadcastPlayer.finish(); // heard to its end
     EXPECT_EQ(voicePlayer.opened, QStringList{reading}) << "at once, nothing left to synthesise";
     EXPECT_EQ(synth.texts().size(), 1);
-    broadcastPlayer.warmUps = voicePlayer.warmUps = 0;
-    tickAt("2026-11-23 12:00:05");
-    QTest::qWait(500);
-    EXPECT_EQ(broadcastPlayer.warmUps + voicePlayer.warmUps, 0) << "nothing waits any more";
 }
 
 // Once the output's latency is known the waiting tone goes that much before
@@ -446,7 +351,6 @@ TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysO
     tickAt("2026-11-23 11:59:50");
     ASSERT_TRUE(voiceIs(State::Paused));
     const QString prepared = voicePlayer.prepared;
-    EXPECT_TRUE(QFileInfo::exists(prepared));
     EXPECT_EQ(synth.texts(), QStringList{u"现在是上午十二点整，开饭"_s}) << "the firing's time, not the warm-up's";
     EXPECT_EQ(broadcastPlayer.state(), State::Stopped) << "no tone to make ready";
     tickAt("2026-11-23 11:59:55"); // warmed up again: kept as it is
@@ -454,9 +358,7 @@ TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysO
     EXPECT_EQ(synth.texts().size(), 1);
     EXPECT_TRUE(voicePlayer.opened.isEmpty());
 
-    QStringList events;
     QList<int> words;
-    QObject::connect(&voice, &tav::Voice::eventLine, [&](const QString &l) { events.append(l); });
     QObject::connect(&voice, &tav::Voice::word, [&](int pos, int) { words.append(pos); });
     tickAt("2026-11-23 12:00:00");
     // Opened on the second itself: only its pause goes, nothing is synthesised.
@@ -464,28 +366,22 @@ TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysO
     EXPECT_EQ(synth.texts().size(), 1);
     EXPECT_EQ(broadcaster.spokenText(), u"现在是上午12:00，开饭");
     voicePlayer.sound();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return words.size() == 12; }, 3000)) << events.join(u'\n').toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return words.size() == 12; }, 3000));
     EXPECT_EQ(words.first(), 0);
     EXPECT_EQ(words.last(), 12); // "饭" as shown
-    EXPECT_TRUE(events.first().startsWith(u"  Event: StartStream"_s));
-    EXPECT_TRUE(events.contains(u"  Event: Word StreamNum=1 StreamPos=550 Pos=12 Length=1"_s));
 
     // The second reading is synthesised as ever.
     voicePlayer.finish();
     ASSERT_TRUE(QTest::qWaitFor([&] { return voicePlayer.opened.size() == 2; }, 3000));
     EXPECT_EQ(synth.texts().size(), 2);
     EXPECT_NE(voicePlayer.opened.last(), prepared);
-    voicePlayer.sound();
-    voicePlayer.finish();
-    EXPECT_FALSE(broadcaster.isBusy());
 }
 
 // What was made ready plays only for the very broadcast in its very second.
-TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMissedFiring)
+TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateGoneOrMissedFiring)
 {
     add(u"午饭"_s, u"12:00:00"_s, u"午饭时间"_s, u"TTS_Tone=0\n"_s);
     add(u"上课"_s, u"13:00:00"_s, u"上课了"_s, u"TTS_Tone=0\n"_s);
-    add(u"放学"_s, u"16:00:00"_s, u"放学了"_s, u"TTS_Tone=0\n"_s);
     enable();
     QString prepared;
     const auto prepareAt = [&](const char *when) {
@@ -521,22 +417,10 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     ASSERT_EQ(scheduler.rows()[1].status, Status::Spoken);
     spokenAnew(u"上课了"_s);
 
-    // Another text spoken before its second; then the firing speaks anew.
-    prepareAt("2026-11-23 15:59:50");
-    ASSERT_TRUE(broadcaster.speak({.text = u"试音"_s, .tone = false}));
-    EXPECT_TRUE(letGo());
-    spokenAnew(u"试音"_s);
-    tickAt("2026-11-23 16:00:00");
-    spokenAnew(u"放学了"_s);
-
-    // Switched off, or gone from the list, before its second: let go at once.
+    // Gone from the list before its second: let go at once.
     add(u"晚安"_s, u"21:00:00"_s, u"晚安"_s, u"TTS_Tone=0\n"_s);
     clock.set(at("2026-11-23 20:00:00"));
     rebuild();
-    prepareAt("2026-11-23 20:59:50");
-    disable();
-    EXPECT_TRUE(letGo());
-    enable();
     prepareAt("2026-11-23 20:59:55");
     d.write(u"【TTS】.ini"_s, QString());
     rebuild();
@@ -555,21 +439,20 @@ TEST_F(BroadcastDay, APreparedReadingNeverPlaysForAChangedLateReplacedGoneOrMiss
     EXPECT_TRUE(QTest::qWaitFor(letGo, 1000));
 }
 
-// Read once a day whatever happens to the station: a restart within the
-// minute reads nothing again, and the day's past stays listed.
-TEST_F(BroadcastDay, AFiringReadIsNeverReadAgainAfterARestartAndThePastStaysListed)
+// Read once a day whatever happens to the station: a rebuild or a restart
+// within the minute reads nothing again, the day's past stays listed, and
+// midnight starts a new day.
+TEST_F(BroadcastDay, AFiringIsReadOnceADayOverRebuildsAndRestartsAndThePastStaysListed)
 {
     add(u"课前"_s, u"10:00:00"_s, u"x"_s);
     add(u"预备"_s, u"13:34:00"_s, u"预备铃"_s);
-    add(u"上课"_s, u"13:34:02"_s, u"上课铃"_s);
     clock.set(at("2026-11-23 13:33:00"));
     enable();
     tickAt("2026-11-23 13:34:00");
-    tickAt("2026-11-23 13:34:02"); // held back behind the first
-    playThroughReading();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == 2; }, 3000));
-    playThroughReading();
-    ASSERT_TRUE(restored());
+    clock.set(at("2026-11-23 13:34:01"));
+    rebuild(); // an edit of the file within the firing's minute
+    tickAt("2026-11-23 13:34:02");
+    playLastReading();
     scheduler.waitForFiles();
 
     clock.set(at("2026-11-23 13:34:43"));
@@ -577,9 +460,13 @@ TEST_F(BroadcastDay, AFiringReadIsNeverReadAgainAfterARestartAndThePastStaysList
     again.setEnabled(true);
     ASSERT_TRUE(built(again));
     again.tick();
-    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
-    EXPECT_EQ(listed(again), (QStringList{u"10:00:00 课前 超时"_s, u"13:34:00 预备 已播"_s, u"13:34:02 上课 已播"_s}));
-    EXPECT_EQ(again.header(), u"今日待执行的任务，共:3条");
+    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
+    EXPECT_EQ(listed(again), (QStringList{u"10:00:00 课前 超时"_s, u"13:34:00 预备 已播"_s}));
+    EXPECT_EQ(again.header(), u"今日待执行的任务，共:2条");
+    clock.set(at("2026-11-24 00:00:01"));
+    again.tick();
+    ASSERT_TRUE(built(again));
+    EXPECT_EQ(listed(again), (QStringList{u"10:00:00 课前 待播"_s, u"13:34:00 预备 待播"_s}));
 }
 
 // The start delay holds a broadcast back; once over, its minute still runs.
@@ -594,7 +481,6 @@ TEST_F(BroadcastDay, TheStartDelayHoldsBroadcastsBack)
     EXPECT_EQ(scheduler.rows()[0].status, Status::Waiting);
     tickEachSecond(1);
     EXPECT_EQ(scheduler.rows()[0].status, Status::Spoken);
-    EXPECT_EQ(broadcastPlayer.opened.size(), 1);
 }
 
 // Files that cannot be used are said in the message log, never passed over.
@@ -621,8 +507,8 @@ TEST_F(BroadcastDay, FilesThatCannotBeUsedAreSaid)
 
 // Ten thousand broadcasts each firing every minute: the list is built off
 // the tick and holds a bounded number of firings; a tick's work does not
-// grow with the file: the firings due at once (the list comes in with a
-// minute's worth) go in slices after it, told in a few lines.
+// grow with the file: the firings due at once go in slices after it, told
+// in a few lines.
 TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
 {
     QString file;
@@ -638,11 +524,10 @@ TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
     EXPECT_EQ(scheduler.lastTickWork(), 0);
     waitBuilt();
     ASSERT_EQ(store.tasks().size(), 10001);
-    EXPECT_EQ(store.find(u"播音9999"_s)->section, 9999);
     EXPECT_EQ(store.find(u" 播音1"_s)->section, 1) << "the first of a name";
     EXPECT_LE(scheduler.rows().size(), BroadcastScheduler::kMaxRows);
     EXPECT_TRUE(log.text().contains(u"今日播音共14400000次，超过列表所能容纳的20000条"_s)) << log.text().right(300).toStdString();
-    ASSERT_LT(scheduler.rows().first().time, QTime(8, 0));
+    ASSERT_LT(scheduler.rows().first().time, QTime(8, 0)); // the past, as much as fits
     const QTime last = scheduler.rows().last().time;
     ASSERT_GT(last, QTime(8, 0));
 
@@ -659,10 +544,9 @@ TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
     tickAt("2026-11-23 08:00:01");
     EXPECT_LE(scheduler.lastTickWork(), BroadcastScheduler::kSliceRows + 20);
     const auto caughtUp = [&] {
-        for (const WaitRow &r : scheduler.rows())
-            if (r.time <= QTime(8, 0, 1) && r.status == Status::Waiting)
-                return false;
-        return true;
+        return std::none_of(scheduler.rows().cbegin(), scheduler.rows().cend(), [](const WaitRow &r) {
+            return r.time <= QTime(8, 0, 1) && r.status == Status::Waiting;
+        });
     };
     EXPECT_FALSE(caughtUp());
     ASSERT_TRUE(QTest::qWaitFor(caughtUp, 10000));
@@ -679,7 +563,8 @@ TEST_F(BroadcastDay, TenThousandBroadcastsEveryMinuteKeepTheTickLight)
 }
 
 // A station killed without its clean-up leaves its speech folder; the next
-// start removes it, and nothing of a running station or anyone else.
+// start removes it, and nothing of a running station, anyone else's or
+// behind a link.
 TEST(VoiceFolders, StaleSpeechFoldersGoAtTheNextStart)
 {
     QTemporaryDir tmp;
@@ -688,16 +573,13 @@ TEST(VoiceFolders, StaleSpeechFoldersGoAtTheNextStart)
     for (const QString &name : {u"tavplayer-voice-999999999-xY1zW2"_s, own, u"tavplayer-voice-Qw3Er5"_s,
                                 u"tavplayer-voice-Zx9Cv8"_s, u"tavplayer-voice-outside"_s})
         ASSERT_TRUE(root.mkdir(name));
-    // The second is not empty of other files: not ours to judge.
     for (const QString &file : {u"/tavplayer-voice-999999999-xY1zW2/speech-1.wav"_s, u"/tavplayer-voice-Zx9Cv8/notes.txt"_s})
         ASSERT_TRUE(QFile(tmp.path() + file).open(QIODevice::WriteOnly)) << file.toStdString();
     ASSERT_TRUE(QFile::link(tmp.path() + u"/tavplayer-voice-outside"_s, tmp.path() + u"/tavplayer-voice-Lk0Lk0"_s));
     EXPECT_EQ(tav::Voice::removeStaleFolders(tmp.path()), 2);
-    QStringList left = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
-    left.sort();
-    QStringList kept{own, u"tavplayer-voice-Lk0Lk0"_s, u"tavplayer-voice-Zx9Cv8"_s, u"tavplayer-voice-outside"_s};
-    kept.sort();
-    EXPECT_EQ(left, kept);
+    QStringList left = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System, QDir::Name);
+    EXPECT_EQ(left, (QStringList{own, u"tavplayer-voice-Lk0Lk0"_s, u"tavplayer-voice-Zx9Cv8"_s,
+                                 u"tavplayer-voice-outside"_s}));
 }
 
 // A voice that goes while its text is still being synthesised waits for the
@@ -718,66 +600,49 @@ TEST(VoiceEnd, AVoiceGoneMidSynthesisLeavesNothingRunning)
 }
 
 // A text asked for while its preparation is still being synthesised is
-// spoken from that synthesis; stop() lets a prepared text go.
-TEST(VoiceEnd, APreparedTextIsSynthesisedOnceAndStopLetsItGo)
+// spoken from that synthesis; at another volume it is synthesised anew.
+TEST(VoiceEnd, APreparedTextIsSynthesisedOnceAndOnlyForItsOwnReading)
 {
     tav::test::FakeSynth slowSynth;
     tav::test::FakePlayer out;
     slowSynth.delayMs = 200;
     tav::Voice voice(slowSynth, out);
-    voice.prepare(u"各位同学"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
     voice.setVoiceId(u"cmn-latn-pinyin"_s);
     voice.setRate(2);
     voice.setVolume(80);
+    voice.prepare(u"各位同学"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
     voice.speak(u"各位同学"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !out.opened.isEmpty(); }, 3000));
     EXPECT_EQ(slowSynth.texts().size(), 1);
     EXPECT_TRUE(out.opened.first().contains(u"prepared"_s));
     out.finish();
-    ASSERT_FALSE(voice.isSpeaking());
 
-    voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == State::Paused; }, 3000));
-    const QString prepared = out.prepared;
-    voice.stop();
-    EXPECT_EQ(out.state(), State::Stopped);
-    EXPECT_FALSE(QFileInfo::exists(prepared));
-    // A different volume is a different reading: synthesised anew.
     voice.prepare(u"请注意"_s, {}, u"cmn-latn-pinyin"_s, 2, 80);
     ASSERT_TRUE(QTest::qWaitFor([&] { return out.state() == State::Paused; }, 3000));
     voice.setVolume(60);
     voice.speak(u"请注意"_s);
     EXPECT_TRUE(QTest::qWaitFor([&] { return out.opened.size() == 2; }, 3000));
-    EXPECT_EQ(slowSynth.texts().size(), 4);
+    EXPECT_EQ(slowSynth.texts().size(), 3);
     EXPECT_FALSE(out.opened.last().contains(u"prepared"_s));
 }
 
 // Said now: after the broadcast in progress, in the order asked, the
-// timed broadcasts' way; what cannot be said is refused with why.
+// timed broadcasts' way; what cannot be said is refused with why (an empty
+// text: the emergency window's announcement field).
 TEST_F(BroadcastDay, AnnouncementsWaitForTheBroadcastInProgressAndBadOnesAreRefused)
 {
     tav::AnnounceQueue announcements{clock, broadcaster, log};
-    const struct
-    {
-        tav::AnnounceRequest request;
-        QString error;
-    } refused[] = {
-        {{u"  "_s}, u"朗读内容不能为空"_s},
-        {{d.file(u"没有.wav"_s), {}, 1, true}, u"找不到声音文件："_s + d.file(u"没有.wav"_s)},
-        {{u"x"_s, {}, 11}, u"重复次数应为 1 到 10"_s},
-    };
-    for (const auto &r : refused) {
-        QString error;
-        EXPECT_FALSE(announcements.submit(r.request, u"主窗口"_s, &error));
-        EXPECT_EQ(error, r.error);
-    }
+    QString error;
+    EXPECT_FALSE(announcements.submit({d.file(u"没有.wav"_s), {}, 1, true}, u"主窗口"_s, &error));
+    EXPECT_EQ(error, u"找不到声音文件："_s + d.file(u"没有.wav"_s));
+    EXPECT_FALSE(announcements.submit({u"x"_s, {}, 11}, u"主窗口"_s, &error));
+    EXPECT_EQ(error, u"重复次数应为 1 到 10");
     EXPECT_FALSE(broadcaster.isBusy());
 
     add(u"早操"_s, u"08:30:00"_s, u"做早操"_s);
     enable();
     tickAt("2026-11-23 08:30:00");
     ASSERT_TRUE(broadcaster.isBusy());
-    QString error;
     ASSERT_TRUE(announcements.submit({u"请到操场集合"_s, {}, 2}, u"网页控制台"_s, &error)) << error.toStdString();
     ASSERT_TRUE(announcements.submit({u"第二条"_s}, u"主窗口"_s, &error));
     EXPECT_EQ(announcements.waiting(), 2);
@@ -812,8 +677,6 @@ TEST_F(BroadcastDay, HeldFiringsAreOverdueAndNotSpokenAfterwards)
     announcements.setHeld(true);
     broadcaster.stop();
     EXPECT_EQ(announcements.waiting(), 0);
-    EXPECT_FALSE(announcements.submit({u"再插一句"_s}, u"主窗口"_s, &error));
-    EXPECT_EQ(error, u"紧急广播中，不能插播");
     tickAt("2026-11-23 08:32:00");
     tickAt("2026-11-23 08:33:00");
     scheduler.setHeld(false);
