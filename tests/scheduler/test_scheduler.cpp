@@ -115,21 +115,6 @@ TEST_F(SchedulerTest, WorkingHoursGateTheTickAndEndTheDayFiveSecondsEarly)
     EXPECT_EQ(scheduler.nextTaskStatus().next, u"不在工作时段范围内");
 }
 
-TEST_F(SchedulerTest, StopDayStopsTheScheduleAndMidnightBringsItBack)
-{
-    addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);
-    settings.setSwitch(Switch::StopMonday, true);
-    startAt("2026-11-23 08:59:58");
-    EXPECT_FALSE(scheduler.isEnabled());
-    EXPECT_EQ(scheduler.status(), u"今天停播节目");
-    secondsAt({"2026-11-23 09:00:00"});
-    EXPECT_TRUE(player.opened.isEmpty());
-
-    secondsAt({"2026-11-24 00:00:00", "2026-11-24 09:00:00"}); // Tuesday
-    EXPECT_TRUE(scheduler.isEnabled());
-    EXPECT_EQ(player.opened.size(), 1);
-}
-
 // The daily shutdown fires once; its question stays open while the seconds
 // go on (unanswered, the PC goes down); "no" cancels the shutdown and the
 // rest of the day's schedule plays.
