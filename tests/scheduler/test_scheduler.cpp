@@ -36,6 +36,7 @@ TEST_F(SchedulerTest, MissedSecondsMissTheStartAndALateTickMissesTheEnd)
     EXPECT_TRUE(player.opened.isEmpty());
     ASSERT_EQ(missed.count(), 1);
     EXPECT_EQ(missed.first().at(0).toString(), u"早操");
+    EXPECT_FALSE(log.text().contains(u"跳变")) << "a late tick is no clock step";
 
     addTask(2, u"课间"_s, u"9:10:00"_s, u"9:20:00"_s);
     store.load(clock.now().date());
