@@ -96,10 +96,10 @@ struct Station
     }
     qsizetype starts(const QString &name) const { return QString::fromUtf8(traceText()).count(u" start "_s + name + u'\n'); }
     QString playLog() const { return tav::fromGbk(tav::test::DataFolder::readAll(data.file(u"【PLAYLOG】.txt"_s))); }
-    // Ends the station as an operator's Ctrl+C does; it must exit cleanly.
-    void stop()
+    // Ends the station as the system or an operator's Ctrl+C does; it must exit cleanly.
+    void stop(int signal = SIGTERM)
     {
-        ::kill(pid_t(process.processId()), SIGTERM);
+        ::kill(pid_t(process.processId()), signal);
         ASSERT_TRUE(process.waitForFinished(10000));
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
@@ -222,12 +222,15 @@ TEST(Headless, ExactlyOneOfManySimultaneousStartsRunsAndAKilledOneLeavesNoLock)
 // window libraries is in the process, and the voice's player waits until a
 // broadcast is near (at rest two media engines: the station's, and the tone's
 // holding the emergency's first sound ready). A task file that cannot be read
-// is said on stdout and in the play log; a save killed mid-way left a
-// temporary file that start-up removes, and only that one.
+// is said on stdout and in the play log, and so is a stop day; a save killed
+// mid-way left a temporary file that start-up removes, and only that one.
 TEST(Headless, RunsWithoutTheWindowLibrariesSaysAnUnreadableTaskFileAndClearsOldTemporaries)
 {
+    SKIP_NEAR_MIDNIGHT();
     Station st;
     QDir(st.data.path()).mkdir(u"【SONG】.ini"_s); // root reads any file: a folder stands in its place
+    st.data.write(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=%1\n"_s.arg(
+                                      tav::zh::shortDate(QDate::currentDate())));
     for (const auto &[name, age] : {std::pair(u"【CONTROL】.ini.tmp-Xy12Zq"_s, 7200), std::pair(u"【TTS】.ini.tmp-Ab34Cd"_s, 1)}) {
         st.data.writeBytes(name, "partial");
         QFile f(st.data.file(name));
@@ -255,9 +258,10 @@ TEST(Headless, RunsWithoutTheWindowLibrariesSaysAnUnreadableTaskFileAndClearsOld
     EXPECT_EQ(engines(), 2);
     const QString fault = u"无法读取数据文件“"_s + st.data.file(u"【SONG】.ini"_s);
     EXPECT_TRUE(waitFor([&] { return st.playLog().contains(fault); }, 8000)) << st.playLog().toStdString();
-    st.stop();
+    st.stop(SIGINT);
     const QByteArray out = st.process.readAllStandardOutput();
     EXPECT_TRUE(out.contains(fault.toUtf8())) << out.toStdString();
+    EXPECT_TRUE(out.contains(u"今天停播节目"_s.toUtf8())) << out.toStdString(); // a stop date today
     EXPECT_TRUE(out.contains(u"已删除上次未完成保存留下的1个临时文件"_s.toUtf8())) << out.toStdString();
     EXPECT_FALSE(QFile::exists(st.data.file(u"【CONTROL】.ini.tmp-Xy12Zq"_s)));
     EXPECT_TRUE(QFile::exists(st.data.file(u"【TTS】.ini.tmp-Ab34Cd"_s)));
