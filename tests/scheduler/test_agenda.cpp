@@ -8,6 +8,8 @@
 
 #include <QSet>
 
+#include <array>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -87,33 +89,27 @@ protected:
 TEST_F(AgendaWeek, EachStartHasItsReason)
 {
     const QList<AgendaItem> items = week();
-    const QString mon = u"2026/11/23"_s;
-    EXPECT_EQ(reasonOf(items, mon, u"早读"_s), u"不在工作时段");
-    EXPECT_EQ(reasonOf(items, mon, u"晨会"_s), u"播放");
-    EXPECT_EQ(reasonOf(items, mon, u"关着"_s), u"定时=关");
-    EXPECT_EQ(reasonOf(items, mon, u"缺文件"_s), u"文件缺失：无.mp3");
-    EXPECT_EQ(reasonOf(items, mon, u"缺一个"_s), u"播放");
-    EXPECT_EQ(reasonOf(items, mon, u"甲"_s), u"与“乙”同时开始，被替换");
-    EXPECT_EQ(reasonOf(items, mon, u"乙"_s), u"播放");
-    EXPECT_EQ(reasonOf(items, mon, u"空单"_s), u"列表为空");
-    EXPECT_EQ(reasonOf(items, mon, u"一三"_s), u"播放");
-    EXPECT_EQ(reasonOf(items, mon, u"晚间"_s), u"关机后");
-    EXPECT_EQ(reasonOf(items, u"2026/11/24"_s, u"一三"_s), u"（无）"); // not a Tuesday task
-    EXPECT_EQ(reasonOf(items, u"2026/11/25"_s, u"晨会"_s), u"停播日期");
-    EXPECT_EQ(reasonOf(items, u"2026/11/25"_s, u"一三"_s), u"停播日期");
-    EXPECT_EQ(reasonOf(items, u"2026/11/27"_s, u"指定"_s), u"播放");
-    EXPECT_EQ(reasonOf(items, u"2026/11/26"_s, u"指定"_s), u"（无）");
-    EXPECT_EQ(reasonOf(items, u"2026/11/28"_s, u"晨会"_s), u"停播星期");
-    EXPECT_EQ(reasonOf(items, u"2026/11/29"_s, u"晨会"_s), u"播放");
+    const std::array<const char16_t *, 3> cases[] = {
+        {u"2026/11/23", u"早读", u"不在工作时段"}, {u"2026/11/23", u"晨会", u"播放"},
+        {u"2026/11/23", u"关着", u"定时=关"},      {u"2026/11/23", u"缺文件", u"文件缺失：无.mp3"},
+        {u"2026/11/23", u"缺一个", u"播放"},       {u"2026/11/23", u"甲", u"与“乙”同时开始，被替换"},
+        {u"2026/11/23", u"乙", u"播放"},           {u"2026/11/23", u"空单", u"列表为空"},
+        {u"2026/11/23", u"一三", u"播放"},         {u"2026/11/23", u"晚间", u"关机后"},
+        {u"2026/11/24", u"一三", u"（无）"},       {u"2026/11/25", u"晨会", u"停播日期"},
+        {u"2026/11/25", u"一三", u"停播日期"},     {u"2026/11/27", u"指定", u"播放"},
+        {u"2026/11/26", u"指定", u"（无）"},       {u"2026/11/28", u"晨会", u"停播星期"},
+        {u"2026/11/29", u"晨会", u"播放"},
+    };
+    for (const auto &[day, name, reason] : cases)
+        EXPECT_EQ(reasonOf(items, QString::fromUtf16(day), QString::fromUtf16(name)), QStringView(reason))
+            << QString::fromUtf16(day).toStdString() << ' ' << QString::fromUtf16(name).toStdString();
 
     // Ordered by day and time; the warning rides on a start that plays.
     for (qsizetype i = 1; i < items.size(); ++i)
         EXPECT_TRUE(std::pair(items[i - 1].date, items[i - 1].start) <= std::pair(items[i].date, items[i].start));
-    for (const AgendaItem &i : items) {
-        if (i.name == u"缺一个" && i.plays()) {
+    for (const AgendaItem &i : items)
+        if (i.name == u"缺一个" && i.plays())
             EXPECT_EQ(i.warning, u"文件缺失：丢.mp3");
-        }
-    }
 }
 
 TEST_F(AgendaWeek, TheEndOfTheWorkingDayAndTheShutdownCutAtTheirSecond)

@@ -8,14 +8,14 @@
 
 namespace {
 
-// A task's list file of `count` items, written in one go.
-void writeBigList(const tav::test::DataFolder &d, const QString &task, int count)
+// A list file's text of `count` items.
+QByteArray bigList(int count)
 {
     QString text = u"[多媒体文件数量]\r\n数量=%1\r\n[歌曲]\r\n"_s.arg(count);
     text.reserve(count * 40);
     for (int i = 0; i < count; ++i)
         text += u"歌曲名称%1=/srv/media/%1.mp3\r\n"_s.arg(i);
-    d.writeBytes(task + u".ini"_s, tav::toGbk(text));
+    return tav::toGbk(text);
 }
 
 } // namespace
@@ -27,8 +27,8 @@ TEST_F(SchedulerTest, AHundredThousandItemListHoldsNoStartBackAndIsCutAt32767)
     addTask(1, u"大列表"_s, u"9:00:00"_s, u"9:30:00"_s);
     addTask(2, u"替换"_s, u"9:00:02"_s, u"9:30:00"_s);
     addTask(3, u"紧随"_s, u"9:00:02"_s, u"9:30:00"_s);
-    writeBigList(d, u"大列表"_s, 100'000);
-    writeBigList(d, u"替换"_s, 100'000);
+    d.writeBytes(u"大列表.ini"_s, bigList(100'000));
+    d.writeBytes(u"替换.ini"_s, bigList(100'000));
     startAt("2026-11-23 08:59:59");
 
     QElapsedTimer tick;
@@ -51,14 +51,8 @@ TEST_F(SchedulerTest, AHundredThousandItemListHoldsNoStartBackAndIsCutAt32767)
 
 TEST(IniDocument, ReadingAListTakesTimeInItsLength)
 {
-    auto listOf = [](int count) {
-        QString text = u"[歌曲]\r\n"_s;
-        for (int i = 0; i < count; ++i)
-            text += u"歌曲名称%1=/srv/media/%1.mp3\r\n"_s.arg(i);
-        return tav::toGbk(text);
-    };
     auto timeToRead = [&](int count) {
-        const tav::IniDocument doc = tav::IniDocument::fromBytes(listOf(count));
+        const tav::IniDocument doc = tav::IniDocument::fromBytes(bigList(count));
         QElapsedTimer t;
         t.start();
         for (int i = 0; i < count; ++i)

@@ -4,7 +4,6 @@
 #include "scheduler/taskstore.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -117,26 +116,12 @@ TEST_F(TaskEditorTest, SavingWritesTheRecordAndAListTheSchedulerReads)
     EXPECT_EQ(nameIn(5), u"午休");
     EXPECT_EQ(editor.readLists(u"午休"_s).media, t.media);
     EXPECT_EQ(editor.readLists(u"午休"_s).pictures.paths, t.pictures);
+    t.previousName = t.name; // modified, keeping its name: the list file stays
+    EXPECT_TRUE(editor.save(t, section, true));
+    EXPECT_EQ(editor.readLists(u"午休"_s).media, t.media);
 
     t = draft(u"空"_s); // an empty list still has its count
     EXPECT_TRUE(editor.save(t, editor.newTaskNumber(), false));
     EXPECT_EQ(tav::IniFile(dir.taskListFile(u"空"_s)).value(u"多媒体文件数量"_s, u"数量"_s), u"0");
     EXPECT_TRUE(prompt.shown.isEmpty());
-}
-
-TEST_F(TaskEditorTest, RenamingMovesTheListFile)
-{
-    d.write(kSong, song(1, u"早操"_s) + song(2, u"午休"_s));
-    d.write(u"早操.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/m/old.mp3\n"_s);
-    tav::TaskDraft t = draft(u"课间操"_s, u"早操"_s);
-    t.media = editor.readLists(u"早操"_s).media;
-    EXPECT_TRUE(editor.save(t, 1, true));
-    EXPECT_FALSE(QFile::exists(dir.taskListFile(u"早操"_s)));
-    EXPECT_EQ(editor.readLists(u"课间操"_s).media, QStringList{u"/m/old.mp3"_s});
-    EXPECT_EQ(nameIn(1), u"课间操");
-    EXPECT_EQ(nameIn(2), u"午休");
-
-    t.previousName = t.name; // keeping the name keeps the file
-    EXPECT_TRUE(editor.save(t, 1, true));
-    EXPECT_TRUE(QFile::exists(dir.taskListFile(u"课间操"_s)));
 }

@@ -40,18 +40,7 @@ protected:
     }
 };
 
-TEST_F(TaskStoreTest, GapIsClosedByAGaplessRewrite)
-{
-    d.write(u"【SONG】.ini"_s, task(1, u"早操"_s) + task(3, u"午休"_s));
-    store.load(kMonday);
-    EXPECT_EQ(names(), (QStringList{u"早操"_s, u"午休"_s}));
-    const auto doc = tav::IniFile(dir.song()).read();
-    EXPECT_EQ(doc->sectionNames(), (QStringList{u"FileInfo1"_s, u"FileInfo2"_s}));
-    EXPECT_EQ(doc->value(u"FileInfo2"_s, u"Name"_s), u"午休");
-    EXPECT_EQ(store.rows().at(1).section, 2);
-}
-
-TEST_F(TaskStoreTest, TodaysListHoldsDueTimedTasksAsSeparatedRecords)
+TEST_F(TaskStoreTest, TodaysListHoldsDueTimedTasksWithinTheWorkingHoursAsSeparatedRecords)
 {
     d.write(u"【SONG】.ini"_s, task(1, u"每日"_s) + task(2, u"关闭"_s, u"每天"_s, u"关"_s)
                                  + task(3, u"一三"_s, u"每一三"_s) + task(4, u"周末"_s, u"每六日"_s)
@@ -74,10 +63,8 @@ TEST_F(TaskStoreTest, TodaysListHoldsDueTimedTasksAsSeparatedRecords)
     // "2026/11/2" is not a part of "2026/11/23" the other way round either.
     store.load(QDate(2026, 11, 2));
     EXPECT_EQ(store.today().last().name(), u"前缀");
-}
 
-TEST_F(TaskStoreTest, WorkingHoursKeepTasksOutsideThemOffTodaysList)
-{
+    // Working hours keep tasks that start or end outside them off the list.
     d.write(u"【SONG】.ini"_s, task(1, u"早"_s, u"每天"_s, u"开"_s, u"7:00:00"_s, u"7:30:00"_s)
                                  + task(2, u"中"_s, u"每天"_s, u"开"_s, u"8:00:00"_s, u"18:00:00"_s)
                                  + task(3, u"晚"_s, u"每天"_s, u"开"_s, u"17:00:00"_s, u"18:00:01"_s));

@@ -17,8 +17,7 @@ using namespace Qt::StringLiterals;
 // "\n61003 26-11-23 23:14:19 00 0 0 543.2 UTC(NIST) * \n" with a chosen health digit.
 inline QByteArray nist(const char *stamp, char health = '0')
 {
-    QByteArray line = "\n61003 " + QByteArray(stamp) + " 00 0 " + QByteArray(1, health) + " 543.2 UTC(NIST) * \n";
-    return line;
+    return "\n61003 " + QByteArray(stamp) + " 00 0 " + QByteArray(1, health) + " 543.2 UTC(NIST) * \n";
 }
 
 // A Daytime server on 127.0.0.1 (or another loopback address) that answers each connection with its
