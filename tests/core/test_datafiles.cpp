@@ -86,23 +86,6 @@ TEST(GbkText, EveryByteSurvivesDecodingAndEncoding)
     }
 }
 
-TEST(GbkText, RewrittenFileKeepsTheBytesOfValuesItDidNotChange)
-{
-    const QByteArray name = "\xb2\xe2\x81\x20\xca\xd4"; // 测, a cut character, 试
-    IniDocument doc = IniDocument::fromBytes("[FileInfo1]\r\nName=" + name + "\r\nTime=9:00:00\r\n");
-    const QString decoded = doc.value(u"FileInfo1"_s, u"Name"_s);
-    // A fresh file written from the decoded values, as a full rewrite does.
-    IniDocument fresh;
-    fresh.setValue(u"FileInfo1"_s, u"Name"_s, decoded);
-    EXPECT_TRUE(fresh.toBytes().contains(QByteArray("Name=" + name + "\r\n")));
-    doc.setValue(u"FileInfo1"_s, u"Time"_s, u"10:00:00"_s);
-    EXPECT_TRUE(doc.toBytes().contains(QByteArray("Name=" + name + "\r\n")));
-    // The name makes the same list file before and after.
-    const DataDir dir(u"/data"_s);
-    EXPECT_EQ(dir.taskListFile(IniDocument::fromBytes(fresh.toBytes()).value(u"FileInfo1"_s, u"Name"_s)),
-              dir.taskListFile(decoded));
-}
-
 TEST_F(DataFilesTest, NamesNeverMakeAPathOutsideTheFolder)
 {
     const DataDir dir(d.path());
