@@ -171,28 +171,26 @@ TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
     for (const auto &table : {CommandLine::standardTable(), extendedTable()}) {
         const CommandLine cl(table);
         for (const Language language : {Language::Chinese, Language::English}) {
+            const bool chinese = language == Language::Chinese;
             const QStringList lines = cl.helpText(language).split(u'\n');
             qsizetype column = -1;
             for (const OptionEntry &entry : table) {
-                const QString text = language == Language::Chinese ? entry.helpZh : entry.helpEn;
-                ASSERT_FALSE(text.isEmpty()) << entry.name.toStdString();
-                ASSERT_FALSE(text.contains(u'\n')) << entry.name.toStdString();
-                const QString syntax = u"--"_s + entry.name
-                                       + (entry.valueName.isEmpty() ? QString()
-                                          : entry.optionalValue ? QString(u" ["_s + entry.valueName + u']')
-                                                                : QString(u' ' + entry.valueName));
+                SCOPED_TRACE(entry.name.toStdString());
+                const QString text = chinese ? entry.helpZh : entry.helpEn;
+                ASSERT_FALSE(text.isEmpty() || text.contains(u'\n'));
+                const QString value = entry.valueName.isEmpty() ? QString()
+                                      : entry.optionalValue  ? QString(u" ["_s + entry.valueName + u']')
+                                                             : QString(u' ' + entry.valueName);
                 QStringList rows;
                 for (const QString &line : lines)
-                    if (line.contains(syntax + u' ') && line.endsWith(text))
+                    if (line.contains(u"--"_s + entry.name + value + u' ') && line.endsWith(text))
                         rows.append(line);
-                ASSERT_EQ(rows.size(), 1) << entry.name.toStdString() << " in\n"
-                                          << cl.helpText(language).toStdString();
+                ASSERT_EQ(rows.size(), 1) << cl.helpText(language).toStdString();
                 const qsizetype at = rows.first().size() - text.size();
                 if (column < 0)
                     column = at;
                 EXPECT_EQ(at, column) << "misaligned: " << rows.first().toStdString();
             }
-            const bool chinese = language == Language::Chinese;
             // Only the English table's first lines name the program in Chinese;
             // a quoted name of a file or folder stays as it is on the disk.
             static const QRegularExpression quoted(u"\"[^\"]*\""_s);
