@@ -38,16 +38,20 @@ QList<OptionEntry> extendedTable()
 
 TEST(CommandLineLanguage, FirstSetVariableDecides)
 {
-    EXPECT_EQ(tav::languageOf(env({})), Language::English);
-    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_CN.UTF-8"}})), Language::Chinese);
-    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_TW.UTF-8"}})), Language::Chinese);
-    EXPECT_EQ(tav::languageOf(env({{"LANG", "en_US.UTF-8"}})), Language::English);
-    // LC_ALL overrides LANG, LC_MESSAGES sits between them, LANGUAGE wins.
-    EXPECT_EQ(tav::languageOf(env({{"LANG", "zh_CN.UTF-8"}, {"LC_ALL", "C"}})), Language::English);
-    EXPECT_EQ(tav::languageOf(env({{"LANG", "en_GB.UTF-8"}, {"LC_MESSAGES", "zh_CN.UTF-8"}})), Language::Chinese);
-    EXPECT_EQ(tav::languageOf(env({{"LC_ALL", "C.UTF-8"}, {"LANGUAGE", "zh_CN:en"}})), Language::Chinese);
-    // Set but empty counts as not set.
-    EXPECT_EQ(tav::languageOf(env({{"LANGUAGE", ""}, {"LANG", "zh_CN.GBK"}})), Language::Chinese);
+    // LC_ALL overrides LANG, LC_MESSAGES sits between them, LANGUAGE wins; set
+    // but empty counts as not set.
+    const std::pair<QProcessEnvironment, Language> cases[] = {
+        {env({}), Language::English},
+        {env({{"LANG", "zh_CN.UTF-8"}}), Language::Chinese},
+        {env({{"LANG", "zh_TW.UTF-8"}}), Language::Chinese},
+        {env({{"LANG", "en_US.UTF-8"}}), Language::English},
+        {env({{"LANG", "zh_CN.UTF-8"}, {"LC_ALL", "C"}}), Language::English},
+        {env({{"LANG", "en_GB.UTF-8"}, {"LC_MESSAGES", "zh_CN.UTF-8"}}), Language::Chinese},
+        {env({{"LC_ALL", "C.UTF-8"}, {"LANGUAGE", "zh_CN:en"}}), Language::Chinese},
+        {env({{"LANGUAGE", ""}, {"LANG", "zh_CN.GBK"}}), Language::Chinese},
+    };
+    for (const auto &[e, language] : cases)
+        EXPECT_EQ(tav::languageOf(e), language) << e.toStringList().join(u' ').toStdString();
 }
 
 TEST(CommandLineParse, StationOptionsInBothSpellings)
@@ -64,12 +68,10 @@ TEST(CommandLineParse, StationOptionsInBothSpellings)
     EXPECT_EQ(cl.values(u"player-option"_s), (QStringList{u"ao=null"_s, u"volume=50"_s}));
     EXPECT_EQ(cl.value(u"trace"_s), u"/tmp/t.log"_s);
     EXPECT_EQ(cl.value(u"metrics-listen"_s), u"[::1]:9464"_s);
-
     // A second parse starts afresh.
     ASSERT_TRUE(cl.parse({}, Language::English));
     EXPECT_FALSE(cl.isSet(u"headless"_s));
     EXPECT_TRUE(cl.values(u"player-option"_s).isEmpty());
-    EXPECT_EQ(cl.verb(), CommandLine::kStation);
 }
 
 TEST(CommandLineParse, HelpAndVersionWinOverEverythingElse)
@@ -83,110 +85,82 @@ TEST(CommandLineParse, HelpAndVersionWinOverEverythingElse)
     EXPECT_EQ(cl.verb(), CommandLine::kHelp);
 }
 
-TEST(CommandLineParse, VerbsTakeTheirOwnOptionsAndShareTheGeneralOnes)
+// A verb takes its own options and the general ones; its value may look like
+// anything but an option, and where it may be left out it takes the next
+// argument unless that is an option.
+TEST(CommandLineParse, VerbsTakeTheirValueTheirOwnOptionsAndTheGeneralOnes)
 {
     CommandLine cl(extendedTable());
-    ASSERT_TRUE(cl.parse({u"--recite"_s, u"上课时间到了"_s, u"--accent"_s, u"yue"_s, u"--data-dir"_s, u"/d"_s},
+    ASSERT_TRUE(cl.parse({u"--recite"_s, u"-5度"_s, u"--accent"_s, u"yue"_s, u"--data-dir"_s, u"/d"_s},
                          Language::English))
         << cl.errorText().toStdString();
     EXPECT_EQ(cl.verb(), u"recite"_s);
-    EXPECT_EQ(cl.value(u"recite"_s), u"上课时间到了"_s);
+    EXPECT_EQ(cl.value(u"recite"_s), u"-5度"_s);
     EXPECT_EQ(cl.value(u"accent"_s), u"yue"_s);
     EXPECT_EQ(cl.value(u"data-dir"_s), u"/d"_s);
-}
-
-// A verb whose value may be left out takes the next argument unless it is an option.
-TEST(CommandLineParse, AnOptionalValueMayBeLeftOut)
-{
-    const struct
-    {
-        QStringList args;
-        QString value;
-    } cases[] = {
+    const std::pair<QStringList, QString> optional[] = {
         {{u"--emergency"_s}, {}},
         {{u"--emergency"_s, u"--data-dir"_s, u"/d"_s}, {}},
         {{u"--emergency"_s, u"着火了"_s, u"--data-dir"_s, u"/d"_s}, u"着火了"_s},
         {{u"--emergency-token=abc"_s}, u"abc"_s},
     };
-    for (const auto &c : cases) {
-        CommandLine cl;
-        ASSERT_TRUE(cl.parse(c.args, Language::English)) << cl.errorText().toStdString();
-        EXPECT_EQ(cl.value(cl.verb()), c.value) << c.args.join(u' ').toStdString();
+    for (const auto &[args, value] : optional) {
+        ASSERT_TRUE(cl.parse(args, Language::English)) << cl.errorText().toStdString();
+        EXPECT_EQ(cl.value(cl.verb()), value) << args.join(u' ').toStdString();
     }
 }
 
-struct BadLine
-{
-    QStringList args;
-    QString english; // what the message must say
-    QString chinese;
-};
-
+// Each is refused with its reason and the way to the help, in English and, where
+// given, in Chinese.
 TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
 {
-    const QList<BadLine> cases = {
+    const struct
+    {
+        QStringList args;
+        QString english, chinese;
+    } cases[] = {
         {{u"--bogus"_s}, u"unknown option '--bogus'"_s, u"未知选项“--bogus”"_s},
-        {{u"--headless"_s, u"--bogus=1"_s}, u"unknown option '--bogus=1'"_s, u"未知选项“--bogus=1”"_s},
-        {{u"-x"_s}, u"unknown option '-x'"_s, u"未知选项“-x”"_s},
-        {{u"-"_s}, u"unknown option '-'"_s, u"未知选项“-”"_s},
-        {{u"--"_s}, u"unknown option '--'"_s, u"未知选项“--”"_s},
-        {{u"--Headless"_s}, u"unknown option '--Headless'"_s, u"未知选项“--Headless”"_s},
+        {{u"--headless"_s, u"--bogus=1"_s}, u"unknown option '--bogus=1'"_s, {}},
+        {{u"-x"_s}, u"unknown option '-x'"_s, {}},
+        {{u"-"_s}, u"unknown option '-'"_s, {}},
+        {{u"--"_s}, u"unknown option '--'"_s, {}},
+        {{u"--Headless"_s}, u"unknown option '--Headless'"_s, {}},
         {{u"/srv/data"_s}, u"unexpected argument '/srv/data'"_s, u"多余的参数“/srv/data”"_s},
         {{u"--data-dir"_s}, u"option --data-dir needs a value: DIR"_s, u"选项 --data-dir 需要一个值：DIR"_s},
-        {{u"--data-dir"_s, u"--headless"_s}, u"option --data-dir needs a value: DIR"_s,
-         u"选项 --data-dir 需要一个值：DIR"_s},
-        {{u"--data-dir="_s}, u"option --data-dir needs a value: DIR"_s, u"选项 --data-dir 需要一个值：DIR"_s},
+        {{u"--data-dir"_s, u"--headless"_s}, u"option --data-dir needs a value: DIR"_s, {}},
+        {{u"--data-dir="_s}, u"option --data-dir needs a value: DIR"_s, {}},
         {{u"--headless=yes"_s}, u"option --headless takes no value"_s, u"选项 --headless 不带值"_s},
         {{u"--player-option"_s, u"ao"_s}, u"option --player-option needs a value of the form NAME=VALUE, not 'ao'"_s,
          u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“ao”"_s},
         {{u"--player-option"_s, u"=null"_s},
-         u"option --player-option needs a value of the form NAME=VALUE, not '=null'"_s,
-         u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“=null”"_s},
+         u"option --player-option needs a value of the form NAME=VALUE, not '=null'"_s, {}},
         {{u"--metrics-listen"_s, u"localhost:9464"_s},
-         u"option --metrics-listen needs a value of the form ADDR:PORT, not 'localhost:9464'"_s,
-         u"选项 --metrics-listen 的值应为 ADDR:PORT 的形式，而不是“localhost:9464”"_s},
+         u"option --metrics-listen needs a value of the form ADDR:PORT, not 'localhost:9464'"_s, {}},
         {{u"--metrics-listen"_s, u"*:70000"_s},
-         u"option --metrics-listen needs a value of the form ADDR:PORT, not '*:70000'"_s,
-         u"选项 --metrics-listen 的值应为 ADDR:PORT 的形式，而不是“*:70000”"_s},
+         u"option --metrics-listen needs a value of the form ADDR:PORT, not '*:70000'"_s, {}},
         {{u"--data-dir"_s, u"/a"_s, u"--data-dir"_s, u"/b"_s}, u"option --data-dir may be given only once"_s,
          u"选项 --data-dir 只能给一次"_s},
-        {{u"--announce"_s}, u"option --announce needs a value: TEXT"_s, u"选项 --announce 需要一个值：TEXT"_s},
-        {{u"--announce"_s, u"x"_s, u"--repeat"_s, u"0"_s}, u"option --repeat needs a value of the form N, not '0'"_s,
-         u"选项 --repeat 的值应为 N 的形式，而不是“0”"_s},
+        {{u"--announce"_s}, u"option --announce needs a value: TEXT"_s, {}},
+        {{u"--announce"_s, u"x"_s, u"--repeat"_s, u"0"_s}, u"option --repeat needs a value of the form N, not '0'"_s, {}},
         {{u"--emergency"_s, u"--repeat"_s, u"2"_s}, u"option --repeat cannot be used with --emergency"_s,
          u"选项 --repeat 不能与 --emergency 一起使用"_s},
+        // A verb's own options only with it; two verbs never together.
+        {{u"--accent"_s, u"yue"_s}, u"option --accent only goes with --recite"_s, {}},
+        {{u"--archive"_s, u"/mnt"_s, u"--accent"_s, u"yue"_s}, u"option --accent cannot be used with --archive"_s,
+         u"选项 --accent 不能与 --archive 一起使用"_s},
+        {{u"--archive"_s, u"/mnt"_s, u"--headless"_s}, u"option --headless cannot be used with --archive"_s, {}},
+        {{u"--recite"_s, u"hi"_s, u"--archive"_s, u"/mnt"_s}, u"--recite and --archive cannot be used together"_s, {}},
     };
-    for (const BadLine &bad : cases) {
-        const std::string line = bad.args.join(u' ').toStdString();
-        CommandLine cl;
-        EXPECT_FALSE(cl.parse(bad.args, Language::English)) << line;
-        EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: "_s + bad.english + u'\n')) << line << " → "
-                                                                                        << cl.errorText().toStdString();
-        EXPECT_TRUE(cl.errorText().endsWith(u"Run 'tavplayer --help' to see every option and verb."_s)) << line;
-        EXPECT_FALSE(cl.parse(bad.args, Language::Chinese)) << line;
-        EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer："_s + bad.chinese + u'\n')) << line << " → "
-                                                                                      << cl.errorText().toStdString();
-    }
-}
-
-TEST(CommandLineParse, OptionsOnlyWithTheVerbsTheyGoWith)
-{
     CommandLine cl(extendedTable());
-    EXPECT_FALSE(cl.parse({u"--accent"_s, u"yue"_s}, Language::English));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --accent only goes with --recite\n"_s))
-        << cl.errorText().toStdString();
-    EXPECT_FALSE(cl.parse({u"--archive"_s, u"/mnt"_s, u"--accent"_s, u"yue"_s}, Language::Chinese));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer：选项 --accent 不能与 --archive 一起使用\n"_s))
-        << cl.errorText().toStdString();
-    EXPECT_FALSE(cl.parse({u"--archive"_s, u"/mnt"_s, u"--headless"_s}, Language::English));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: option --headless cannot be used with --archive\n"_s))
-        << cl.errorText().toStdString();
-    EXPECT_FALSE(cl.parse({u"--recite"_s, u"hi"_s, u"--archive"_s, u"/mnt"_s}, Language::English));
-    EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: --recite and --archive cannot be used together\n"_s))
-        << cl.errorText().toStdString();
-    // A verb's value may look like anything but an option.
-    ASSERT_TRUE(cl.parse({u"--recite"_s, u"-5度"_s}, Language::English)) << cl.errorText().toStdString();
-    EXPECT_EQ(cl.value(u"recite"_s), u"-5度"_s);
+    for (const auto &bad : cases) {
+        SCOPED_TRACE(bad.args.join(u' ').toStdString());
+        EXPECT_FALSE(cl.parse(bad.args, Language::English));
+        EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: "_s + bad.english + u'\n')) << cl.errorText().toStdString();
+        EXPECT_TRUE(cl.errorText().endsWith(u"Run 'tavplayer --help' to see every option and verb."_s));
+        EXPECT_FALSE(cl.parse(bad.args, Language::Chinese));
+        if (!bad.chinese.isEmpty())
+            EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer："_s + bad.chinese + u'\n')) << cl.errorText().toStdString();
+    }
 }
 
 // The rows of the help text: every option and verb on one line, its
@@ -197,28 +171,26 @@ TEST(CommandLineHelp, EveryRowOnOneLineInTheReadersLanguage)
     for (const auto &table : {CommandLine::standardTable(), extendedTable()}) {
         const CommandLine cl(table);
         for (const Language language : {Language::Chinese, Language::English}) {
+            const bool chinese = language == Language::Chinese;
             const QStringList lines = cl.helpText(language).split(u'\n');
             qsizetype column = -1;
             for (const OptionEntry &entry : table) {
-                const QString text = language == Language::Chinese ? entry.helpZh : entry.helpEn;
-                ASSERT_FALSE(text.isEmpty()) << entry.name.toStdString();
-                ASSERT_FALSE(text.contains(u'\n')) << entry.name.toStdString();
-                const QString syntax = u"--"_s + entry.name
-                                       + (entry.valueName.isEmpty() ? QString()
-                                          : entry.optionalValue ? QString(u" ["_s + entry.valueName + u']')
-                                                                : QString(u' ' + entry.valueName));
+                SCOPED_TRACE(entry.name.toStdString());
+                const QString text = chinese ? entry.helpZh : entry.helpEn;
+                ASSERT_FALSE(text.isEmpty() || text.contains(u'\n'));
+                const QString value = entry.valueName.isEmpty() ? QString()
+                                      : entry.optionalValue  ? QString(u" ["_s + entry.valueName + u']')
+                                                             : QString(u' ' + entry.valueName);
                 QStringList rows;
                 for (const QString &line : lines)
-                    if (line.contains(syntax + u' ') && line.endsWith(text))
+                    if (line.contains(u"--"_s + entry.name + value + u' ') && line.endsWith(text))
                         rows.append(line);
-                ASSERT_EQ(rows.size(), 1) << entry.name.toStdString() << " in\n"
-                                          << cl.helpText(language).toStdString();
+                ASSERT_EQ(rows.size(), 1) << cl.helpText(language).toStdString();
                 const qsizetype at = rows.first().size() - text.size();
                 if (column < 0)
                     column = at;
                 EXPECT_EQ(at, column) << "misaligned: " << rows.first().toStdString();
             }
-            const bool chinese = language == Language::Chinese;
             // Only the English table's first lines name the program in Chinese;
             // a quoted name of a file or folder stays as it is on the disk.
             static const QRegularExpression quoted(u"\"[^\"]*\""_s);

@@ -37,35 +37,20 @@ bool isEmptyHome(const QTemporaryDir &home)
 
 } // namespace
 
-TEST(Program, HelpInTheLocalesLanguageWithoutADisplay)
+// Help in the locale's language and the version, with no display, start
+// nothing and make no data folder.
+TEST(Program, HelpAndVersionWithoutADisplayTouchNothing)
 {
     QTemporaryDir home;
     const Answer zh = run({u"--help"_s}, u"zh_CN.UTF-8"_s, home);
     EXPECT_EQ(zh.exitCode, 0) << zh.err.toStdString();
     EXPECT_TRUE(zh.err.isEmpty()) << zh.err.toStdString();
-    EXPECT_TRUE(zh.out.contains(u"用法：tavplayer"_s)) << zh.out.toStdString();
-    EXPECT_TRUE(zh.out.contains(u"显示本帮助后退出"_s));
-
-    const Answer en = run({u"-h"_s}, u"C.UTF-8"_s, home);
-    EXPECT_EQ(en.exitCode, 0);
-    EXPECT_TRUE(en.out.contains(u"Usage: tavplayer"_s)) << en.out.toStdString();
-    EXPECT_TRUE(en.out.contains(u"show this help and exit"_s));
-    for (const QString &option :
-         {u"--headless"_s, u"--data-dir DIR"_s, u"--player-option NAME=VALUE"_s, u"--trace FILE"_s, u"--version"_s}) {
-        EXPECT_TRUE(zh.out.contains(option)) << option.toStdString();
-        EXPECT_TRUE(en.out.contains(option)) << option.toStdString();
-    }
-    // Asking for help starts nothing and makes no data folder.
-    EXPECT_TRUE(isEmptyHome(home));
-}
-
-TEST(Program, Version)
-{
-    QTemporaryDir home;
-    const Answer r = run({u"--version"_s}, u"C.UTF-8"_s, home);
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n');
+    EXPECT_TRUE(zh.out.contains(u"用法：tavplayer"_s) && zh.out.contains(u"显示本帮助后退出"_s)) << zh.out.toStdString();
+    const Answer version = run({u"--version"_s}, u"C.UTF-8"_s, home);
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.out, u"tavplayer "_s + QStringLiteral(TAV_VERSION) + u'\n');
     EXPECT_TRUE(QRegularExpression(u"^\\d+\\.\\d+\\.\\d+$"_s).match(QStringLiteral(TAV_VERSION)).hasMatch());
+    EXPECT_TRUE(isEmptyHome(home));
 }
 
 TEST(Program, WrongCommandLineExitsWithStatusTwoAndTouchesNothing)
@@ -74,13 +59,7 @@ TEST(Program, WrongCommandLineExitsWithStatusTwoAndTouchesNothing)
     const Answer en = run({u"--headless"_s, u"--frobnicate"_s}, u"en_US.UTF-8"_s, home);
     EXPECT_EQ(en.exitCode, 2);
     EXPECT_TRUE(en.out.isEmpty()) << en.out.toStdString();
-    EXPECT_EQ(en.err.toStdString(), QString(u"tavplayer: unknown option '--frobnicate'\n"
-                      u"Run 'tavplayer --help' to see every option and verb.\n"_s).toStdString());
-
-    const Answer zh = run({u"--player-option"_s, u"ao"_s}, u"zh_CN.UTF-8"_s, home);
-    EXPECT_EQ(zh.exitCode, 2);
-    EXPECT_TRUE(zh.err.startsWith(u"tavplayer：选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“ao”\n"_s))
-        << zh.err.toStdString();
+    EXPECT_EQ(en.err, u"tavplayer: unknown option '--frobnicate'\nRun 'tavplayer --help' to see every option and verb.\n");
     EXPECT_TRUE(isEmptyHome(home));
 }
 
@@ -93,10 +72,10 @@ TEST(Program, AgendaListsTheComingDaysWithReasonsAndWritesNothing)
     const QString media = data.file(u"铃声.mp3"_s);
     data.write(u"铃声.mp3"_s, u"x"_s);
     data.write(u"【SONG】.ini"_s,
-        u"[FileInfo1]\nName=午间\nTime=12:00:00\nDuration=12:30:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"
-        u"[FileInfo3]\nName=放学\nTime=16:00:00\nDuration=16:05:00\nType=50000\nDevice=每天\nRecurrence=顺序\nRemind=开\n"_s);
-    data.write(u"午间.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0="_s + media + u"\n"_s);
-    data.write(u"放学.ini"_s, u"[多媒体文件数量]\n数量=1\n[歌曲]\n歌曲名称0=/nowhere/放学铃.mp3\n"_s);
+               tav::test::taskSection(1, {.name = u"午间"_s, .start = u"12:00:00"_s, .end = u"12:30:00"_s})
+                   + tav::test::taskSection(3, {.name = u"放学"_s, .start = u"16:00:00"_s, .end = u"16:05:00"_s}));
+    data.write(u"午间.ini"_s, tav::test::mediaList({media}));
+    data.write(u"放学.ini"_s, tav::test::mediaList({u"/nowhere/放学铃.mp3"_s}));
     const QDate today = QDate::currentDate();
     data.write(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0="_s
                                + today.addDays(2).toString(u"yyyy/M/d"_s) + u"\n"_s);
@@ -105,12 +84,11 @@ TEST(Program, AgendaListsTheComingDaysWithReasonsAndWritesNothing)
     const Answer a = run({u"--agenda"_s, u"--days"_s, u"3"_s, u"--data-dir"_s, data.path()}, u"zh_CN.UTF-8"_s, home);
     ASSERT_EQ(a.exitCode, 0) << a.err.toStdString();
     const QStringList lines = a.out.split(u'\n');
-    const QString tomorrow = tav::zh::shortDate(today.addDays(1)) + u' ' + tav::zh::weekdayName(today.addDays(1));
-    const QString stopped = tav::zh::shortDate(today.addDays(2)) + u' ' + tav::zh::weekdayName(today.addDays(2));
-    EXPECT_TRUE(lines.contains(tomorrow + u" 12:00:00-12:30:00 定时任务 午间 播放"_s)) << a.out.toStdString();
-    EXPECT_TRUE(lines.contains(tomorrow + u" 16:00:00-16:05:00 定时任务 放学 不播放：文件缺失：放学铃.mp3"_s))
-        << a.out.toStdString();
-    EXPECT_TRUE(lines.contains(stopped + u" 12:00:00-12:30:00 定时任务 午间 不播放：停播日期"_s)) << a.out.toStdString();
+    const auto day = [&](int n) -> QString {
+        return tav::zh::shortDate(today.addDays(n)) + u' ' + tav::zh::weekdayName(today.addDays(n));
+    };
+    EXPECT_TRUE(lines.contains(day(1) + u" 12:00:00-12:30:00 定时任务 午间 播放"_s)) << a.out.toStdString();
+    EXPECT_TRUE(lines.contains(day(2) + u" 12:00:00-12:30:00 定时任务 午间 不播放：停播日期"_s)) << a.out.toStdString();
     EXPECT_TRUE(a.out.contains(u"需要处理：\n  定时任务“放学”：文件缺失：放学铃.mp3（"_s)) << a.out.toStdString();
     EXPECT_EQ(a.out.count(u"定时任务 午间"_s), 3);
 

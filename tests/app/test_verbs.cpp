@@ -4,8 +4,8 @@
 #include "fakes/fakes.h"
 
 #include <QDir>
+#include <QtEndian>
 #include <QFile>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -30,40 +30,29 @@ Result run(const QStringList &args, const QByteArray &input = {},
     return tav::test::runProgram(args, env, input, program);
 }
 
-// Answers every connection with one line and hangs up.
-class LineServer : public QObject
+// Answers every connection with the time now, of the given health, and hangs up.
+struct DaytimeServer : QTcpServer
 {
-public:
-    explicit LineServer(QByteArray line) : m_line(std::move(line))
+    explicit DaytimeServer(char health)
     {
-        m_server.listen(QHostAddress::LocalHost);
-        connect(&m_server, &QTcpServer::newConnection, this, [this] {
-            while (QTcpSocket *s = m_server.nextPendingConnection()) {
-                s->write(m_line);
+        listen(QHostAddress::LocalHost);
+        connect(this, &QTcpServer::newConnection, this, [this, health] {
+            while (QTcpSocket *s = nextPendingConnection()) {
+                const QByteArray now = QDateTime::currentDateTimeUtc().toString(u"yy-MM-dd hh:mm:ss"_s).toLatin1();
+                s->write("\n61003 " + now + " 00 0 " + health + " 543.2 UTC(NIST) * \n");
                 s->disconnectFromHost();
             }
         });
     }
-    QString address() const { return u"127.0.0.1:%1"_s.arg(m_server.serverPort()); }
-
-private:
-    QTcpServer m_server;
-    QByteArray m_line;
+    QString address() const { return u"127.0.0.1:%1"_s.arg(serverPort()); }
 };
-
-QByteArray nistNow(char health)
-{
-    const QDateTime utc = QDateTime::currentDateTimeUtc();
-    return "\n61003 " + utc.toString(u"yy-MM-dd hh:mm:ss"_s).toLatin1() + " 00 0 " + QByteArray(1, health)
-           + " 543.2 UTC(NIST) * \n";
-}
 
 } // namespace
 
 TEST(Verbs, SyncTimeListsEachAnswerAndSucceedsOnlyOnAHealthyOne)
 {
     tav::test::DataFolder data;
-    LineServer healthy(nistNow('0')), sick(nistNow('2'));
+    DaytimeServer healthy('0'), sick('2');
     const Result dry = run({u"--sync-time"_s, u"--dry-run"_s, u"--daytime-server"_s, sick.address(),
                             u"--daytime-server"_s, healthy.address(), u"--data-dir"_s, data.path()});
     EXPECT_EQ(dry.exitCode, 0) << dry.err.toStdString();
@@ -81,34 +70,28 @@ TEST(Verbs, SyncTimeListsEachAnswerAndSucceedsOnlyOnAHealthyOne)
 
     // Without the right to set the clock: said, a failure, and no check recorded.
     QFile::setPermissions(data.path(), QFileDevice::Permissions(0x7777));
-    QStringList asUser{u"--sync-time"_s, u"--daytime-server"_s, healthy.address(), u"--data-dir"_s, data.path()};
-    if (::geteuid() == 0)
-        asUser = QStringList{u"--reuid=65534"_s, u"--regid=65534"_s, u"--clear-groups"_s, u"--"_s,
-                             QString::fromUtf8(TAVPLAYER_BIN)} + asUser;
-    const Result refused = ::geteuid() == 0 ? run(asUser, {}, u"setpriv"_s) : run(asUser);
+    const QStringList args{u"--sync-time"_s, u"--daytime-server"_s, healthy.address(), u"--data-dir"_s, data.path()};
+    const QStringList asNobody{u"--reuid=65534"_s, u"--regid=65534"_s, u"--clear-groups"_s, u"--"_s, u"" TAVPLAYER_BIN ""_s};
+    const Result refused = ::geteuid() == 0 ? run(asNobody + args, {}, u"setpriv"_s) : run(args);
     EXPECT_EQ(refused.exitCode, 1) << refused.out.toStdString() << refused.err.toStdString();
     EXPECT_TRUE(refused.out.contains(u"无法设置系统时间："_s)) << refused.out.toStdString();
     EXPECT_FALSE(QFile::exists(data.file(u"【CONTROL】.ini"_s)));
 }
 
+// A backup into a folder it makes; a restore from an empty folder, undone by
+// the command it prints.
 TEST(Verbs, BackupToANewFolderAndARestoreThatCanBeUndone)
 {
     tav::test::DataFolder data, elsewhere;
     data.write(u"【SONG】.ini"_s, u"[FileInfo1]\nName=早操\n"_s);
-    data.write(u"字幕/欢迎.txt"_s.replace(u"/"_s, u"_"_s), u"x"_s);
     QDir(data.path()).mkpath(u"sub"_s);
     data.write(u"sub/列表.ini"_s, u"[歌曲]\n"_s);
     const QString target = elsewhere.file(u"nightly/2026-11-24"_s);
-
     const Result backup = run({u"--backup"_s, target, u"--data-dir"_s, data.path()});
     ASSERT_EQ(backup.exitCode, 0) << backup.err.toStdString();
-    EXPECT_TRUE(backup.out.contains(u"已备份 3 个文件到 "_s + target)) << backup.out.toStdString();
+    EXPECT_TRUE(backup.out.contains(u"已备份 2 个文件到 "_s + target)) << backup.out.toStdString();
     EXPECT_EQ(tav::test::DataFolder::readAll(target + u"/sub/列表.ini"_s), data.bytes(u"sub/列表.ini"_s));
 
-    EXPECT_EQ(run({u"--backup"_s, data.path(), u"--data-dir"_s, data.path()}).err.trimmed(),
-              u"tavplayer: 来源文件夹和目的文件夹不能相同！");
-
-    // Restoring from an empty folder, then undoing it from the set-aside folder.
     const QString empty = elsewhere.file(u"empty"_s);
     QDir().mkpath(empty);
     const QByteArray song = data.bytes(u"【SONG】.ini"_s);
@@ -117,8 +100,7 @@ TEST(Verbs, BackupToANewFolderAndARestoreThatCanBeUndone)
     EXPECT_FALSE(QFile::exists(data.file(u"【SONG】.ini"_s)));
     const qsizetype at = wrong.out.indexOf(u"tavplayer --restore \""_s);
     ASSERT_GE(at, 0) << wrong.out.toStdString();
-    const QString aside = wrong.out.mid(at + 21).section(u'"', 0, 0);
-    const Result undo = run({u"--restore"_s, aside, u"--data-dir"_s, data.path()});
+    const Result undo = run({u"--restore"_s, wrong.out.mid(at + 21).section(u'"', 0, 0), u"--data-dir"_s, data.path()});
     EXPECT_EQ(undo.exitCode, 0) << undo.err.toStdString();
     EXPECT_EQ(data.bytes(u"【SONG】.ini"_s), song);
 }
@@ -153,15 +135,10 @@ TEST(Verbs, SaySavesAWaveFileInTheFormatAskedOrPrintsTheReading)
     const QByteArray bytes = tav::test::DataFolder::readAll(wav);
     ASSERT_GT(bytes.size(), 44);
     EXPECT_EQ(bytes.left(4), "RIFF");
-    auto le = [&bytes](int at, int size) {
-        quint32 v = 0;
-        for (int i = size - 1; i >= 0; --i)
-            v = v << 8 | quint8(bytes[at + i]);
-        return v;
-    };
-    EXPECT_EQ(le(22, 2), 2u);     // channels
-    EXPECT_EQ(le(24, 4), 16000u); // sample rate
-    EXPECT_EQ(le(34, 2), 8u);     // bits
+    const auto le = [&bytes](int at) { return qFromLittleEndian<quint32>(bytes.constData() + at); };
+    EXPECT_EQ(le(22) & 0xffff, 2u); // channels
+    EXPECT_EQ(le(24), 16000u);      // sample rate
+    EXPECT_EQ(le(34) & 0xffff, 8u); // bits
     // "上午8:05" and the like spoken in Chinese take more than a second.
     EXPECT_GT(bytes.size(), 16000 * 2);
 

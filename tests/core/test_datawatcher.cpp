@@ -18,19 +18,14 @@ namespace {
 
 constexpr int kSettleMs = 200;
 
-// Every name told until `name` is, or the time is up.
-QStringList toldUntil(QSignalSpy &spy, const QString &name, int ms = 3000)
+// Every name told until `name` is, or three seconds are up.
+QStringList toldUntil(QSignalSpy &spy, const QString &name)
 {
     QStringList told;
     QElapsedTimer t;
-    t.start();
-    while (t.elapsed() < ms) {
+    for (t.start(); t.elapsed() < 3000 && !told.contains(name); spy.wait(50))
         while (!spy.isEmpty())
             told += spy.takeFirst().at(0).toStringList();
-        if (told.contains(name))
-            break;
-        spy.wait(50);
-    }
     return told;
 }
 
@@ -53,7 +48,6 @@ TEST(DataWatcher, TellsReplacedWrittenAndRemovedFilesButNotTheStationsOwnOrOther
     tav::DataWatcher watcher;
     QSignalSpy spy(&watcher, &tav::DataWatcher::changed);
     watcher.watch(d.path(), {u"【PLAYLOG】.txt"_s}, kSettleMs);
-
     QElapsedTimer took;
     took.start();
     renameInto(d, u"【SONG】.ini"_s, "[FileInfo1]\r\nName=b\r\n");
@@ -107,11 +101,9 @@ TEST(ReadAhead, ParsedFilesStandInForTheDiskWhileTheScopeLasts)
     tav::test::DataFolder d;
     d.write(u"a.ini"_s, u"[s]\nk=read\n"_s);
     d.write(u"broken.ini"_s, u"k=no section"_s);
-    const tav::ReadAhead a = tav::ReadAhead::of(d.file(u"a.ini"_s));
-    const tav::ReadAhead broken = tav::ReadAhead::of(d.file(u"broken.ini"_s));
-    const tav::ReadAhead missing = tav::ReadAhead::of(d.file(u"missing.ini"_s));
+    const tav::ReadAhead a = tav::ReadAhead::of(d.file(u"a.ini"_s)), missing = tav::ReadAhead::of(d.file(u"none.ini"_s));
     ASSERT_TRUE(a.notWhole.isEmpty() && a.doc);
-    EXPECT_FALSE(broken.notWhole.isEmpty());
+    EXPECT_FALSE(tav::ReadAhead::of(d.file(u"broken.ini"_s)).notWhole.isEmpty());
     EXPECT_TRUE(missing.notWhole.isEmpty() && missing.doc && missing.doc->sectionNames().isEmpty());
 
     d.write(u"a.ini"_s, u"[s]\nk=on disk\n"_s);

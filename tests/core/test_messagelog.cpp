@@ -8,13 +8,12 @@
 
 using namespace Qt::StringLiterals;
 using tav::MessageLog;
-using tav::test::at;
 
 class MessageLogTest : public ::testing::Test
 {
 protected:
     tav::test::DataFolder d;
-    tav::test::FakeClock clock{at("2026-11-21 09:00:00")};
+    tav::test::FakeClock clock{tav::test::at("2026-11-21 09:00:00")};
     QString path() const { return d.file(u"【PLAYLOG】.txt"_s); }
     QString fileText() const { return d.text(u"【PLAYLOG】.txt"_s); }
 };
@@ -22,9 +21,10 @@ protected:
 TEST_F(MessageLogTest, ClearsItselfPastOneThousandMessagesOrSixtyThousandCharacters)
 {
     MessageLog log(path(), clock);
+    log.startUp(); // no file yet: nothing happens
+    EXPECT_EQ(log.text(), QString());
     for (int i = 1; i <= 1000; ++i)
         log.append(u"m"_s);
-    EXPECT_EQ(log.count(), 1000);
     EXPECT_EQ(log.caption(), u"消息共1000条");
     log.append(u"m"_s);
     EXPECT_EQ(log.count(), 0);
@@ -33,8 +33,10 @@ TEST_F(MessageLogTest, ClearsItselfPastOneThousandMessagesOrSixtyThousandCharact
     log.flush();
     EXPECT_EQ(fileText(), log.text() + u"\r\n"_s);
 
-    // 60000 characters are kept, one more clears.
+    // The operator's clear empties the file; 60000 characters are kept (after
+    // no line break of an empty log), one more clears.
     log.clear();
+    EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), QByteArray());
     log.append(QString(60000, u'x'));
     EXPECT_EQ(log.text().size(), 60000);
     log.clear();
@@ -67,29 +69,13 @@ TEST_F(MessageLogTest, RestartRecountsJoinsFirstMessageAndAddsOneLineBreak)
     EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), tav::toGbk(u"一\r\n二\r\n三\r\n四\r\n"_s));
 }
 
-TEST_F(MessageLogTest, OperatorClearTruncatesAndMissingFileIsQuiet)
+// A log written as UTF-8 by another tool, or as GBK by the station.
+TEST_F(MessageLogTest, ReadsUtf8AndGbkLogs)
 {
-    MessageLog log(path(), clock);
-    log.startUp(); // no file yet: nothing happens
-    EXPECT_EQ(log.text(), QString());
-    log.append(u"a"_s);
-    log.flush();
-    log.clear();
-    EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), QByteArray());
-    EXPECT_EQ(log.caption(), u"消息");
-    log.append(u"b"_s); // empty log: no leading line break
-    EXPECT_EQ(log.text(), u"b");
-}
-
-TEST_F(MessageLogTest, Utf8LogFromAnotherToolIsReadAsUtf8)
-{
-    d.writeBytes(u"【PLAYLOG】.txt"_s, u"开播：早操\r\n"_s.toUtf8());
-    MessageLog log(path(), clock);
-    log.startUp();
-    EXPECT_EQ(log.text(), u"开播：早操\r\n");
-    // and the station's own GBK log is still read as GBK
-    d.writeBytes(u"【PLAYLOG】.txt"_s, tav::toGbk(u"开播：早操\r\n"_s));
-    MessageLog again(path(), clock);
-    again.startUp();
-    EXPECT_EQ(again.text(), u"开播：早操\r\n");
+    for (const QByteArray &bytes : {u"开播：早操\r\n"_s.toUtf8(), tav::toGbk(u"开播：早操\r\n"_s)}) {
+        d.writeBytes(u"【PLAYLOG】.txt"_s, bytes);
+        MessageLog log(path(), clock);
+        log.startUp();
+        EXPECT_EQ(log.text(), u"开播：早操\r\n");
+    }
 }

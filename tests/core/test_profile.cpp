@@ -7,10 +7,10 @@
 #include <QFile>
 #include <QHash>
 #include <QMap>
-#include <QSet>
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -20,27 +20,11 @@ namespace {
 
 const QString kDir = QStringLiteral(TAV_PROFILE_DIR);
 
-struct Case
-{
-    QString id;
-    QChar kind;
-    QString file;
-    QStringList fields; // the rest, still hex
-};
-
-struct Answer
-{
-    qint64 result = 0;
-    QByteArray bytes;
-};
-
 QList<QByteArray> lines(const QString &path)
 {
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
     QList<QByteArray> out;
-    for (const QByteArray &line : f.readAll().split('\n'))
+    for (const QByteArray &line : f.open(QIODevice::ReadOnly) ? f.readAll().split('\n') : QList<QByteArray>())
         if (!line.isEmpty() && !line.startsWith('#'))
             out.append(line);
     return out;
@@ -48,20 +32,7 @@ QList<QByteArray> lines(const QString &path)
 
 std::optional<QString> text(const QString &hex)
 {
-    if (hex == u"-")
-        return std::nullopt;
-    return tav::fromGbk(QByteArray::fromHex(hex.toLatin1()));
-}
-
-IniDocument corpusFile(const QString &name)
-{
-    QFile f(kDir + u"/corpus/"_s + name);
-    return f.open(QIODevice::ReadOnly) ? IniDocument::fromBytes(f.readAll()) : IniDocument();
-}
-
-QByteArray gbk(const QString &s)
-{
-    return tav::toGbk(s);
+    return hex == u"-" ? std::nullopt : std::optional(tav::fromGbk(QByteArray::fromHex(hex.toLatin1())));
 }
 
 // Every value of every section, as our reader sees it: two files that give
@@ -69,8 +40,7 @@ QByteArray gbk(const QString &s)
 QMap<QString, QString> everything(const IniDocument &doc)
 {
     QMap<QString, QString> all;
-    QStringList sections = doc.sectionNames();
-    sections.prepend(QString());
+    const QStringList sections = QStringList{QString()} + doc.sectionNames();
     for (const QString &s : sections)
         for (const QString &k : doc.keys(s))
             all.insert(s.toCaseFolded() + u'\n' + k.toCaseFolded(), tav::profileString(doc, s, k, 1000));
@@ -78,123 +48,108 @@ QMap<QString, QString> everything(const IniDocument &doc)
     return all;
 }
 
-class ProfileGolden : public ::testing::Test
+// A question of cases.txt: its corpus file read, its fields still hex, and
+// the answer of golden.txt.
+struct Case
 {
-protected:
-    void SetUp() override
-    {
-        for (const QByteArray &line : lines(kDir + u"/cases.txt"_s)) {
-            const QStringList f = QString::fromLatin1(line).split(u'\t');
-            ASSERT_GE(f.size(), 4);
-            cases.append({f[0], f[1].at(0), f[2], f.mid(3)});
-        }
-        for (const QByteArray &line : lines(kDir + u"/golden.txt"_s)) {
-            const QList<QByteArray> f = line.split('\t');
-            ASSERT_EQ(f.size(), 3);
-            answers.insert(QString::fromLatin1(f[0]),
-                           {f[1].toLongLong(), f[2] == "-" ? QByteArray() : QByteArray::fromHex(f[2])});
-        }
-        ASSERT_GT(cases.size(), 300);
-        ASSERT_EQ(answers.size(), cases.size()) << "golden.txt does not answer cases.txt: re-record it";
-    }
-
-    QList<Case> cases;
-    QHash<QString, Answer> answers;
+    QString id;
+    IniDocument doc;
+    QStringList fields;
+    qint64 result = 0;
+    QByteArray bytes;
+    std::string where() const { return "case " + id.toStdString(); }
 };
 
-TEST_F(ProfileGolden, ValuesReadAsGetPrivateProfileStringA)
+// Calls `check` on every case of the kind; returns how many there were.
+int forEachCase(QChar kind, const std::function<void(const Case &)> &check)
 {
-    int checked = 0;
-    for (const Case &c : std::as_const(cases)) {
-        if (c.kind != u'S')
-            continue;
-        const IniDocument doc = corpusFile(c.file);
-        const QString ours = tav::profileString(doc, *text(c.fields[0]), *text(c.fields[1]), c.fields[2].toInt());
-        // The count returned is what Windows copies: where a double-byte
-        // character is cut in two it keeps the lead byte, which Wine leaves
-        // out of the buffer (its count still includes it).
-        const Answer &a = answers[c.id];
-        EXPECT_EQ(gbk(ours).size(), a.result) << "case " << c.id.toStdString();
-        EXPECT_EQ(gbk(ours).left(a.bytes.size()).toHex(), a.bytes.toHex())
-            << "case " << c.id.toStdString() << " " << c.file.toStdString() << " ["
-            << text(c.fields[0])->toStdString() << "] " << text(c.fields[1])->toStdString() << " size "
-            << c.fields[2].toStdString();
-        ++checked;
+    QHash<QString, std::pair<qint64, QByteArray>> answers;
+    for (const QByteArray &line : lines(kDir + u"/golden.txt"_s)) {
+        const QList<QByteArray> f = line.split('\t');
+        EXPECT_EQ(f.size(), 3) << line.toStdString();
+        answers.insert(QString::fromLatin1(f.value(0)), {f.value(1).toLongLong(), QByteArray::fromHex(f.value(2))});
     }
-    EXPECT_GT(checked, 250);
-    RecordProperty("cases", checked);
+    const QList<QByteArray> cases = lines(kDir + u"/cases.txt"_s);
+    EXPECT_GT(cases.size(), 300);
+    EXPECT_EQ(answers.size(), cases.size()) << "golden.txt does not answer cases.txt: re-record it";
+    int count = 0;
+    for (const QByteArray &line : cases) {
+        const QStringList f = QString::fromLatin1(line).split(u'\t');
+        EXPECT_GE(f.size(), 4) << line.toStdString();
+        if (f.size() < 4 || f[1] != kind)
+            continue;
+        QFile file(kDir + u"/corpus/"_s + f[2]);
+        const IniDocument doc = file.open(QIODevice::ReadOnly) ? IniDocument::fromBytes(file.readAll()) : IniDocument();
+        const auto &[result, bytes] = answers.value(f[0]);
+        check({f[0], doc, f.mid(3), result, bytes});
+        ++count;
+    }
+    return count;
 }
 
-TEST_F(ProfileGolden, IntegersReadAsGetPrivateProfileIntA)
+} // namespace
+
+// The count returned is what Windows copies: where a double-byte character
+// is cut in two it keeps the lead byte, which Wine leaves out of the buffer
+// (its count still includes it).
+TEST(ProfileGolden, ValuesReadAsGetPrivateProfileStringA)
 {
-    int checked = 0;
-    for (const Case &c : std::as_const(cases)) {
-        if (c.kind != u'I')
-            continue;
-        const IniDocument doc = corpusFile(c.file);
-        EXPECT_EQ(tav::profileInt(doc, *text(c.fields[0]), *text(c.fields[1]), c.fields[2].toInt()),
-                  qint32(answers[c.id].result))
-            << "case " << c.id.toStdString() << " [" << text(c.fields[0])->toStdString() << "] "
-            << text(c.fields[1])->toStdString() << " = " << doc.value(*text(c.fields[0]), *text(c.fields[1])).toStdString();
-        ++checked;
-    }
-    EXPECT_GT(checked, 80);
-    RecordProperty("cases", checked);
+    EXPECT_GT(forEachCase(u'S', [](const Case &c) {
+                  const QByteArray ours =
+                      tav::toGbk(tav::profileString(c.doc, *text(c.fields[0]), *text(c.fields[1]), c.fields[2].toInt()));
+                  EXPECT_EQ(ours.size(), c.result) << c.where();
+                  EXPECT_EQ(ours.left(c.bytes.size()).toHex(), c.bytes.toHex()) << c.where();
+              }),
+              250);
+}
+
+TEST(ProfileGolden, IntegersReadAsGetPrivateProfileIntA)
+{
+    EXPECT_GT(forEachCase(u'I', [](const Case &c) {
+                  EXPECT_EQ(tav::profileInt(c.doc, *text(c.fields[0]), *text(c.fields[1]), c.fields[2].toInt()),
+                            qint32(c.result))
+                      << c.where();
+              }),
+              80);
 }
 
 // Where the block is too small, the last name comes cut short (the function
-// returns size - 2), a double-byte character possibly to its lead byte.
-TEST_F(ProfileGolden, SectionNamesAsGetPrivateProfileSectionNamesA)
+// returns size - 2), a double-byte character possibly to its lead byte; after
+// the last NUL comes nothing, or that name.
+TEST(ProfileGolden, SectionNamesAsGetPrivateProfileSectionNamesA)
 {
-    int checked = 0, cut = 0;
-    for (const Case &c : std::as_const(cases)) {
-        if (c.kind != u'N')
-            continue;
+    int cut = 0;
+    forEachCase(u'N', [&cut](const Case &c) {
         const int size = c.fields[0].toInt();
-        const Answer &a = answers[c.id];
-        // After the last NUL comes nothing, or in a block too small the
-        // name that was cut short.
-        QList<QByteArray> names = a.bytes.split('\0');
+        QList<QByteArray> names = c.bytes.split('\0');
         if (names.last().isEmpty())
             names.removeLast();
-        if (size >= 2 && a.result == size - 2)
-            ++cut;
+        cut += size >= 2 && c.result == size - 2;
         QStringList expected;
         for (const QByteArray &n : names)
             expected.append(tav::fromGbk(n));
-        EXPECT_EQ(tav::profileSectionNames(corpusFile(c.file), size), expected)
-            << "case " << c.id.toStdString() << " " << c.file.toStdString() << " size " << size;
-        ++checked;
-    }
+        EXPECT_EQ(tav::profileSectionNames(c.doc, size), expected) << c.where() << " size " << size;
+    });
     EXPECT_GT(cut, 5);
-    RecordProperty("cases", checked);
-    RecordProperty("cut", cut);
 }
 
 // The writer keeps every line it does not change, where the function writes
 // the whole file anew; what matters is that both files read the same.
-TEST_F(ProfileGolden, WritesReadTheSameAsWritePrivateProfileStringA)
+TEST(ProfileGolden, WritesReadTheSameAsWritePrivateProfileStringA)
 {
-    int checked = 0;
-    for (const Case &c : std::as_const(cases)) {
-        if (c.kind != u'W')
-            continue;
-        IniDocument ours = corpusFile(c.file);
-        const QString section = *text(c.fields[0]);
-        const std::optional<QString> key = text(c.fields[1]), value = text(c.fields[2]);
-        if (!key)
-            ours.removeSection(section);
-        else if (!value)
-            ours.removeKey(section, *key);
-        else
-            ours.setValue(section, *key, *value);
-        const IniDocument theirs = IniDocument::fromBytes(answers[c.id].bytes);
-        const IniDocument again = IniDocument::fromBytes(ours.toBytes());
-        EXPECT_EQ(everything(again), everything(theirs)) << "case " << c.id.toStdString();
-        ++checked;
-    }
-    EXPECT_GT(checked, 10);
-    RecordProperty("cases", checked);
+    EXPECT_GT(forEachCase(u'W', [](const Case &c) {
+                  IniDocument ours = c.doc;
+                  const QString section = *text(c.fields[0]);
+                  const std::optional<QString> key = text(c.fields[1]), value = text(c.fields[2]);
+                  if (!key)
+                      ours.removeSection(section);
+                  else if (!value)
+                      ours.removeKey(section, *key);
+                  else
+                      ours.setValue(section, *key, *value);
+                  EXPECT_EQ(everything(IniDocument::fromBytes(ours.toBytes())),
+                            everything(IniDocument::fromBytes(c.bytes)))
+                      << c.where();
+              }),
+              10);
 }
-
-} // namespace

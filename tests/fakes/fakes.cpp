@@ -24,13 +24,6 @@ void FakePlayer::open(const QString &url)
     setState(State::Loading);
 }
 
-void FakePlayer::fail()
-{
-    m_state = State::Stopped;
-    m_held = false;
-    emit errorOccurred(m_url);
-}
-
 void FakePlayer::setState(State s)
 {
     if (s == State::Stopped)
@@ -69,18 +62,6 @@ bool FakeSynth::synthesize(const QString &text, const QString &voiceId, int, Spe
     return true;
 }
 
-QStringList FakeSynth::texts() const
-{
-    std::lock_guard guard(m_lock);
-    return m_texts;
-}
-
-QStringList FakeSynth::voiceIds() const
-{
-    std::lock_guard guard(m_lock);
-    return m_voices;
-}
-
 qint64 residentKb()
 {
     QFile status(u"/proc/self/status"_s);
@@ -90,12 +71,6 @@ qint64 residentKb()
         if (line.startsWith("VmRSS:"))
             return line.mid(6).trimmed().split(' ').value(0).toLongLong();
     return -1;
-}
-
-bool ScriptedPrompt::ask(const QString &title, const QString &text, bool defaultAnswer)
-{
-    shown.append(title + u'|' + text);
-    return answers.isEmpty() ? defaultAnswer : answers.takeFirst();
 }
 
 void ScriptedPrompt::askLater(const QString &title, const QString &text, bool defaultAnswer,
@@ -113,19 +88,9 @@ void ScriptedPrompt::askLater(const QString &title, const QString &text, bool de
     });
 }
 
-void ScriptedPrompt::answerOpen(bool yes)
-{
-    if (!m_open.isEmpty())
-        m_open.takeFirst()(yes);
-}
-
-DataFolder::DataFolder() = default;
-
 void DataFolder::write(const QString &name, const QString &text) const
 {
-    QString crlf = text;
-    crlf.replace(u"\r\n"_s, u"\n"_s).replace(u'\n', u"\r\n"_s);
-    writeBytes(name, toGbk(crlf));
+    writeBytes(name, toGbk(QString(text).replace(u"\r\n"_s, u"\n"_s).replace(u'\n', u"\r\n"_s)));
 }
 
 void DataFolder::writeBytes(const QString &name, const QByteArray &bytes) const
@@ -133,11 +98,6 @@ void DataFolder::writeBytes(const QString &name, const QByteArray &bytes) const
     QFile f(file(name));
     if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
         f.write(bytes);
-}
-
-QByteArray DataFolder::bytes(const QString &name) const
-{
-    return readAll(file(name));
 }
 
 QByteArray DataFolder::readAll(const QString &path)

@@ -81,11 +81,7 @@ public:
     int warmUps = 0;
     QString prepared; // the last url prepare() took
     qint64 progressMs() const override { return progress; }
-    bool reopenOutput() override
-    {
-        ++reopened;
-        return true;
-    }
+    bool reopenOutput() override { ++reopened; return true; }
     qint64 progress = -1; // the test moves it on while the item "sounds"
     qint64 outputLatencyMs() const override { return latency; }
     qint64 latency = -1;
@@ -93,7 +89,12 @@ public:
 
     // The current item plays to its end / cannot be played / starts sounding.
     void finish() { setState(State::Stopped); }
-    void fail();
+    void fail()
+    {
+        m_state = State::Stopped;
+        m_held = false;
+        emit errorOccurred(m_url);
+    }
     void begin() { setState(State::Playing); }
     // Playing and sounding: what a real player says when output begins.
     void sound()
@@ -118,12 +119,20 @@ class ScriptedPrompt final : public Prompt
 {
 public:
     void inform(const QString &title, const QString &text) override { shown.append(title + u'|' + text); }
-    bool ask(const QString &title, const QString &text, bool defaultAnswer) override;
+    bool ask(const QString &title, const QString &text, bool defaultAnswer) override
+    {
+        shown.append(title + u'|' + text);
+        return answers.isEmpty() ? defaultAnswer : answers.takeFirst();
+    }
     // Answered at once like ask(), unless holdQuestions: then the question
     // stays open until answerOpen().
     void askLater(const QString &title, const QString &text, bool defaultAnswer, const QObject *context,
                   Answer answered) override;
-    void answerOpen(bool yes);
+    void answerOpen(bool yes)
+    {
+        if (!m_open.isEmpty())
+            m_open.takeFirst()(yes);
+    }
     qsizetype openQuestions() const { return m_open.size(); }
 
     QList<bool> answers; // taken in order; the default when none is left
@@ -149,13 +158,11 @@ class FakeClockSetter final : public ClockSetter
 public:
     bool setTime(const QDateTime &when, QString *error) override
     {
-        if (!refusal.isEmpty()) {
-            if (error)
-                *error = refusal;
-            return false;
-        }
-        set.append(when);
-        return true;
+        if (refusal.isEmpty())
+            set.append(when);
+        else if (error)
+            *error = refusal;
+        return refusal.isEmpty();
     }
     SyncState syncState() const override { return state; }
 
@@ -166,7 +173,7 @@ public:
 
 // Speech of silence: kMsPerChar for each character, a word mark on each
 // character and a sentence mark at the start and after each "。". Records
-// what it was asked; refuses everything when told to, or cannot start.
+// what it was asked; refuses everything when told to.
 class FakeSynth final : public SpeechSynth
 {
 public:
@@ -176,20 +183,12 @@ public:
         return {{QStringLiteral("cmn-latn-pinyin"), QStringLiteral("Chinese_Mandarin"), QStringLiteral("cmn")},
                 {QStringLiteral("en"), QStringLiteral("English"), QStringLiteral("en")}};
     }
-    bool load(QString *why) override
-    {
-        ++loads;
-        if (cannotStart.isEmpty())
-            return true;
-        *why = cannotStart;
-        return false;
-    }
+    bool load(QString *) override { ++loads; return true; }
     bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                     QString *error) override;
-    QStringList texts() const;
-    QStringList voiceIds() const;
+    QStringList texts() const { const std::lock_guard guard(m_lock); return m_texts; }
+    QStringList voiceIds() const { const std::lock_guard guard(m_lock); return m_voices; }
     QString refusal;
-    QString cannotStart;       // non-empty: load() fails with it
     std::atomic<int> loads{0}; // load() was asked
     std::atomic<int> delayMs{0}; // each synthesis takes at least this long
     std::atomic<int> running{0}; // syntheses under way now
@@ -206,13 +205,12 @@ qint64 residentKb();
 class DataFolder
 {
 public:
-    DataFolder();
     QString path() const { return m_dir.path(); }
     QString file(const QString &name) const { return m_dir.filePath(name); }
     // Writes text (CRLF line ends are added) as GBK.
     void write(const QString &name, const QString &text) const;
     void writeBytes(const QString &name, const QByteArray &bytes) const;
-    QByteArray bytes(const QString &name) const;
+    QByteArray bytes(const QString &name) const { return readAll(file(name)); }
     QString text(const QString &name) const; // decoded from GBK
     static QByteArray readAll(const QString &path);
 

@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     tav::TaskStore store(dir, settings);
     store.load(QDate(2026, 11, 23), true);
-    QStringList names;
+    QStringList names, after;
     for (const tav::TaskRecord &r : store.rows()) {
         FUZZ_CHECK(!r.name.isEmpty());
         names.append(r.name);
@@ -39,14 +39,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     // "FileInfo<n>" names fit its 2020 bytes load again.
     tav::TaskStore reloaded(dir, settings);
     reloaded.load(QDate(2026, 11, 23));
-    QStringList after;
     for (const tav::TaskRecord &r : reloaded.rows())
         after.append(r.name);
-    qsizetype block = 0, fit = 0;
-    while (fit < names.size() && block + QByteArray("FileInfo").size() + QByteArray::number(fit + 1).size() + 1 < 2019) {
-        block += QByteArray("FileInfo").size() + QByteArray::number(fit + 1).size() + 1;
-        ++fit;
-    }
+    qsizetype fit = 0;
+    for (qsizetype block = 0; fit < names.size(); ++fit)
+        if ((block += QByteArray("FileInfo" + QByteArray::number(fit + 1)).size() + 1) >= 2019)
+            break;
     FUZZ_CHECK(after == names.mid(0, after.size()));
     FUZZ_CHECK(after.size() == names.size() || after.size() >= fit);
     // Nothing was made outside the folder or beside it.

@@ -19,39 +19,36 @@ int run(const QByteArray &bytes)
     return LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.constData()), size_t(bytes.size()));
 }
 
+// One to eight edits: a flipped bit, a random byte, a run dropped, a token of
+// the formats, a piece of another seed, a piece repeated.
 QByteArray mutate(QByteArray bytes, const QList<QByteArray> &seeds, QRandomGenerator &random)
 {
     static const QList<QByteArray> tokens = {"[", "]", "=", "\r\n", "\n", "\r", "\"", "'", ";", "FileInfo",
                                              "Name", "0x", "-", "\xef\xbb\xbf", "\xff\xfe", "\x81", "\xb7\xfe",
                                              "\0", "../", "/", "\\", "多媒体文件数量", "数量=", "歌曲名称"};
-    const int edits = 1 + random.bounded(8);
-    for (int e = 0; e < edits; ++e) {
+    for (int edits = 1 + random.bounded(8); edits > 0; --edits) {
         const qsizetype at = bytes.isEmpty() ? 0 : random.bounded(bytes.size() + 1);
+        const QByteArray &other = seeds[random.bounded(seeds.size())];
         switch (random.bounded(6)) {
-        case 0: // flip a bit
+        case 0:
             if (!bytes.isEmpty())
                 bytes[at % bytes.size()] = char(bytes[at % bytes.size()] ^ (1 << random.bounded(8)));
             break;
-        case 1: // a random byte
+        case 1:
             bytes.insert(at, char(random.bounded(256)));
             break;
-        case 2: // drop a run
+        case 2:
             bytes.remove(at, random.bounded(16));
             break;
-        case 3: // a token of the format
+        case 3:
             bytes.insert(at, tokens[random.bounded(tokens.size())]);
             break;
-        case 4: { // a piece of another seed
-            const QByteArray &other = seeds[random.bounded(seeds.size())];
-            if (!other.isEmpty()) {
-                const qsizetype from = random.bounded(other.size());
-                bytes.insert(at, other.mid(from, random.bounded(64)));
-            }
+        case 4:
+            if (!other.isEmpty())
+                bytes.insert(at, other.mid(random.bounded(other.size()), random.bounded(64)));
             break;
-        }
-        default: // repeat a piece
+        default:
             bytes.insert(at, bytes.mid(at, random.bounded(32)).repeated(1 + random.bounded(4)));
-            break;
         }
     }
     return bytes.left(1 << 16);
@@ -64,26 +61,19 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     int runs = 3000;
     QList<QByteArray> seeds;
-    for (int i = 1; i < argc; ++i) {
-        const QString arg = QString::fromLocal8Bit(argv[i]);
-        if (arg.startsWith(QStringLiteral("-runs="))) {
+    for (const QString &arg : app.arguments().mid(1)) {
+        if (arg.startsWith(u"-runs=")) {
             runs = arg.mid(6).toInt();
             continue;
         }
-        QStringList files;
-        if (QFileInfo(arg).isDir()) {
-            QDirIterator it(arg, QDir::Files, QDirIterator::Subdirectories);
-            while (it.hasNext())
+        QStringList files{arg};
+        if (QFileInfo(arg).isDir())
+            for (QDirIterator it(arg, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
                 files.append(it.next());
-        } else {
-            files.append(arg);
-        }
         files.sort();
-        for (const QString &file : files) {
-            QFile f(file);
-            if (f.open(QIODevice::ReadOnly))
+        for (const QString &file : files)
+            if (QFile f(file); QFileInfo(file).isFile() && f.open(QIODevice::ReadOnly))
                 seeds.append(f.readAll());
-        }
     }
     if (seeds.isEmpty())
         seeds.append(QByteArray());
