@@ -31,7 +31,7 @@ protected:
 
 } // namespace
 
-TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryStartingTheProgramOnItsDataFolder)
+TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryAndOneSwitchedOffByTheDesktopIsNotEnabled)
 {
     write(u"MySoftware.desktop"_s, "[Desktop Entry]\nExec=/old/Tavplayer\n");
     // A file where the autostart folder belongs: refused, not silently ignored.
@@ -48,10 +48,8 @@ TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryStartingTheProgramOnItsDataFold
     EXPECT_FALSE(QFile::exists(autoStart.entryPath()));
     EXPECT_FALSE(autoStart.isEnabled());
     EXPECT_TRUE(autoStart.setEnabled(false, exe)); // nothing left to remove
-}
 
-TEST_F(AutoStartTest, EntrySwitchedOffByTheDesktopIsNotEnabled)
-{
+    // An entry switched off by the desktop is not enabled.
     for (const QByteArray off : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
         write(AutoStart::kEntryName, "[Desktop Entry]\nExec=/usr/bin/tavplayer %U\n" + off + '\n');
         EXPECT_FALSE(autoStart.isEnabled()) << off.constData();
