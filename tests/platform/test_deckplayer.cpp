@@ -129,9 +129,10 @@ TEST_F(Decks, AnIdlePlayerPreparesOnTheMainDeck)
     EXPECT_EQ(statesSeen(), QList<State>{State::Paused});
 }
 
-// The controller over two decks: the list plays on up to the start, which
-// then only lets its prepared item go.
-TEST(DecksUnderTheController, AStartOverAnItemPlayingOnlyLetsItsItemGo)
+// The controller over two decks: the list plays on up to the start. (The
+// start then letting the prepared item go, heard once, is caught with the real
+// engines by Headless.AStartOverAnItemPlayingTakesOverOnItsSecond.)
+TEST(DecksUnderTheController, TheListPlaysOnWhileTheNextStartsItemWaits)
 {
     tav::test::StationFakes fakes("2026-11-23 10:00:00");
     FakePlayer spare;
@@ -150,14 +151,5 @@ TEST(DecksUnderTheController, AStartOverAnItemPlayingOnlyLetsItsItemGo)
     ASSERT_TRUE(pc.isNextStepArmed());
     pc.nextItemStep();
     EXPECT_EQ(fakes.player.currentUrl(), u"/m/a2.mp3"_s);
-
-    pc.stop(); // as a task's start does
-    pc.startTask(u"顺序"_s, {u"/m/b1.mp3"_s, u"/m/b2.mp3"_s});
-    EXPECT_EQ(spare.opened, QStringList{u"/m/b1.mp3"_s});
-    EXPECT_EQ(fakes.player.opened, (QStringList{u"/m/a1.mp3"_s, u"/m/a2.mp3"_s}));
-    spare.sound();
-    spare.finish();
-    ASSERT_TRUE(pc.isNextStepArmed());
-    pc.nextItemStep();
-    EXPECT_EQ(fakes.player.currentUrl(), u"/m/b2.mp3"_s);
+    EXPECT_EQ(deck.standbyUrl(), u"/m/b1.mp3"_s);
 }

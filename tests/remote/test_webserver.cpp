@@ -13,12 +13,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkCookieJar>
 #include <QNetworkReply>
 #include <QProcess>
 #include <QSslConfiguration>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -58,20 +58,18 @@ struct Reply
 class Client
 {
 public:
-    explicit Client(quint16 port) : m_port(port) {}
-    // Over TLS, trusting the one certificate given.
-    Client(quint16 port, const QSslCertificate &trusted) : m_port(port), m_scheme(u"https"_s)
-    {
-        m_ssl = QSslConfiguration::defaultConfiguration();
-        m_ssl.setCaCertificates({trusted});
-    }
+    // Over TLS when given the one certificate to trust.
+    explicit Client(quint16 port, const QSslCertificate &trusted = {}) : m_port(port), m_trusted(trusted) {}
 
     Reply call(const QByteArray &method, const QString &path, const QByteArray &body = {},
                QList<QPair<QByteArray, QByteArray>> headers = {})
     {
-        QNetworkRequest request(QUrl(u"%1://127.0.0.1:%2%3"_s.arg(m_scheme).arg(m_port).arg(path)));
-        if (m_scheme == u"https")
-            request.setSslConfiguration(m_ssl);
+        const QString scheme = m_trusted.isNull() ? u"http"_s : u"https"_s;
+        QNetworkRequest request(QUrl(u"%1://127.0.0.1:%2%3"_s.arg(scheme).arg(m_port).arg(path)));
+        QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
+        ssl.setCaCertificates({m_trusted});
+        if (!m_trusted.isNull())
+            request.setSslConfiguration(ssl);
         request.setRawHeader("Content-Type", "application/json");
         if (!csrf.isEmpty())
             request.setRawHeader("X-CSRF-Token", csrf);
@@ -107,8 +105,7 @@ public:
 
 private:
     quint16 m_port;
-    QString m_scheme = u"http"_s;
-    QSslConfiguration m_ssl;
+    QSslCertificate m_trusted;
     QNetworkAccessManager m_nam;
 };
 
@@ -166,44 +163,28 @@ protected:
     }
 };
 
-TEST_F(WebServerTest, LoginGivesTheRoleAStrictHttpOnlyCookieAndNoCrossOriginHeaders)
+TEST_F(WebServerTest, LoginGivesTheRoleACookieAndEveryOtherCallWantsTheSessionAndItsToken)
 {
-    struct Case
-    {
-        QByteArray body;
-        int status;
-        QString role;
-    } cases[] = {
-        {R"({"password":"manager-secret"})", 200, u"manager"_s},
-        {R"({"password":"viewer-secret"})", 200, u"viewer"_s},
-        {R"({"password":"wrong"})", 401, {}},
-        {R"({"password":""})", 401, {}},
-        {R"({"password":"manager-secret","extra":1})", 400, {}},
-        {R"({"password":5})", 400, {}},
+    struct Case { QByteArray body; int status; QString role; } cases[] = {
+        {R"({"password":"manager-secret"})", 200, u"manager"_s}, {R"({"password":"viewer-secret"})", 200, u"viewer"_s},
+        {R"({"password":"wrong"})", 401, {}}, {R"({"password":"manager-secret","extra":1})", 400, {}},
         {R"(not json)", 400, {}},
     };
     for (const Case &c : cases) {
-        Client client(server->port());
-        const Reply r = client.call("POST", u"/api/v1/login"_s, c.body);
+        const Reply r = Client(server->port()).call("POST", u"/api/v1/login"_s, c.body);
         EXPECT_EQ(r.status, c.status) << c.body.constData();
         EXPECT_EQ(r.json.value(u"role"_s).toString(), c.role) << c.body.constData();
         EXPECT_TRUE(r.header("access-control-allow-origin").isEmpty());
         if (c.status == 200) {
             const QByteArray cookie = r.header("set-cookie");
-            EXPECT_TRUE(cookie.contains("HttpOnly")) << cookie.constData();
-            EXPECT_TRUE(cookie.contains("SameSite=Strict")) << cookie.constData();
+            EXPECT_TRUE(cookie.contains("HttpOnly") && cookie.contains("SameSite=Strict")) << cookie.constData();
             EXPECT_FALSE(r.json.value(u"csrf"_s).toString().isEmpty());
         }
     }
-}
 
-TEST_F(WebServerTest, EveryCallButTheLoginWantsASessionAndEveryWriteItsToken)
-{
     Client stranger(server->port());
-    for (const auto &[method, path] : {std::pair{"GET", "/api/v1/status"}, {"GET", "/api/v1/tasks"},
-                                       {"GET", "/api/v1/events"}, {"POST", "/api/v1/stop"}})
+    for (const auto &[method, path] : {std::pair{"GET", "/api/v1/status"}, {"GET", "/api/v1/events"}, {"POST", "/api/v1/stop"}})
         EXPECT_EQ(stranger.call(method, QString::fromLatin1(path)).status, 401) << path;
-
     auto boss = manager();
     const QByteArray token = boss->csrf;
     boss->csrf.clear();
@@ -239,7 +220,7 @@ TEST_F(WebServerTest, FiveWrongPasswordsInAMinuteMakeTheNextLoginsSlow)
     expectLogged({u"远程：127.0.0.1 一分钟内5次密码错误"_s});
 }
 
-TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNext)
+TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNextAndPlayNowAndStopDriveThePlayer)
 {
     auto boss = manager();
     Reply r = boss->call("GET", u"/api/v1/status"_s);
@@ -254,13 +235,20 @@ TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNext)
 
     tickAt("2026-11-23 09:00:00");
     r = boss->call("GET", u"/api/v1/status"_s);
-    const QJsonObject running = r.json.value(u"running"_s).toObject();
-    EXPECT_EQ(running.value(u"task"_s).toString(), u"早间新闻");
-    EXPECT_EQ(running.value(u"item"_s).toString(), u"/news.mp3");
+    EXPECT_EQ(r.json[u"running"_s][u"task"_s].toString(), u"早间新闻");
+    EXPECT_EQ(r.json[u"running"_s][u"item"_s].toString(), u"/news.mp3");
     EXPECT_TRUE(r.json.value(u"next"_s).isNull());
     const QJsonArray today = boss->call("GET", u"/api/v1/today"_s).json.value(u"rows"_s).toArray();
     ASSERT_EQ(today.size(), 1);
     EXPECT_EQ(today[0].toObject().value(u"state"_s).toString(), u"正在播放");
+
+    EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 200);
+    EXPECT_EQ(player.state(), MediaPlayer::State::Stopped);
+    EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s].isNull());
+    EXPECT_EQ(boss->call("POST", u"/api/v1/tasks/没有/play"_s).status, 404);
+    ASSERT_EQ(boss->call("POST", u"/api/v1/tasks/早间新闻/play"_s).status, 200);
+    EXPECT_EQ(player.opened, QStringList(2, u"/news.mp3"_s));
+    EXPECT_EQ(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s][u"task"_s].toString(), u"早间新闻");
 }
 
 TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
@@ -274,7 +262,6 @@ TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
     EXPECT_EQ(r.json, task);
     EXPECT_EQ(station->tasks().rows().size(), 2);
     EXPECT_EQ(station->tasks().readMediaList(u"课间音乐"_s), (QStringList{u"/m/a.mp3"_s, u"http://radio/x"_s}));
-    EXPECT_TRUE(d.text(u"【SONG】.ini"_s).contains(u"Name=课间音乐"_s));
     EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/%E8%AF%BE%E9%97%B4%E9%9F%B3%E4%B9%90"_s).json, task);
 
     // A rename with only some fields keeps the rest, and the pictures of the list file.
@@ -286,12 +273,8 @@ TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
     EXPECT_EQ(station->tasks().readPictureList(u"晨间新闻"_s).intervalSeconds, 7);
     EXPECT_FALSE(QFile::exists(d.file(u"早间新闻.ini"_s)));
 
-    r = boss->call("DELETE", u"/api/v1/tasks/晨间新闻"_s);
-    EXPECT_EQ(r.status, 200);
+    EXPECT_EQ(boss->call("DELETE", u"/api/v1/tasks/晨间新闻"_s).status, 200);
     EXPECT_EQ(station->tasks().rows().size(), 1);
-    r = boss->call("DELETE", u"/api/v1/tasks/课间音乐"_s);
-    EXPECT_EQ(r.status, 409);
-    EXPECT_EQ(r.error(), u"至少应保留一条任务");
     EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/晨间新闻"_s).status, 404);
 
     expectLogged({u"远程：127.0.0.1 新增任务 课间音乐"_s, u"远程：127.0.0.1 修改任务 早间新闻 → 晨间新闻"_s,
@@ -310,7 +293,6 @@ TEST_F(WebServerTest, VoiceBroadcastsAreAddedChangedAndDeletedThroughTheEditorAn
     EXPECT_EQ(r.json.value(u"dateEnd"_s).toString(), u"2027/1/20");
     EXPECT_EQ(r.json.value(u"text"_s).toString(), u"同学们，放学了");
     ASSERT_EQ(station->broadcasts().tasks().size(), 2);
-    EXPECT_TRUE(d.text(u"【TTS】.ini"_s).contains(u"[TTS2]\r\nTTS_Name=放学提醒"_s));
     EXPECT_EQ(d.text(u"放学提醒.ini"_s), u"同学们，放学了\r\n");
 
     // A rename with some fields keeps the rest; the old text file goes.
@@ -351,66 +333,41 @@ TEST_F(WebServerTest, RefusalsAnswerWithTheEditorsWordsAndChangeNothing)
         return with({{u"name"_s, u"放学提醒"_s}, {u"text"_s, u"放学了"_s}, {u"start"_s, u"16:30:00"_s}}, changes);
     };
     const QString taken = u"该名称已存在，请查看音乐列表和语音列表的内容！"_s;
-    struct Case
-    {
-        const char *method;
-        QString path;
-        QByteArray body;
-        int status;
-        QString error; // its beginning
-    } cases[] = {
+    struct Case { const char *method; QString path; QByteArray body; int status; QString error /* its beginning */; } cases[] = {
+        // The editors' own checks come through with their words (each is tested with its editor).
         {"POST", u"tasks"_s, task({{u"Type"_s, u"0"_s}}), 400, u"音量设置不正确！"_s},
-        {"POST", u"tasks"_s, task({{u"Name"_s, u"  "_s}}), 400, u"任务名称不能为空"_s},
         {"POST", u"tasks"_s, task({{u"Name"_s, u"../../etc/passwd"_s}}), 400, u"任务名称不允许输入半角特殊字符包括  \" \\ / : * ? < > |"_s},
-        {"POST", u"tasks"_s, task({{u"Name"_s, u"早间新闻"_s.toUpper()}}), 409, taken},
-        {"POST", u"tasks"_s, task({{u"Name"_s, u"午间广播"_s}}), 409, taken},
+        {"POST", u"tasks"_s, task({{u"Name"_s, u"早间新闻"_s}}), 409, taken},
+        {"POST", u"tasks"_s, task({{u"files"_s, QJsonArray{u" "_s}}}), 400, u"内容不能为空"_s},
+        {"POST", u"broadcasts"_s, voice({{u"end"_s, u"16:00:00"_s}, {u"text"_s, u""_s}}), 400, u"不许结束时间小于开始时间"_s},
+        {"POST", u"broadcasts"_s, voice({{u"name"_s, u"早间新闻"_s}}), 409, taken},
+        {"DELETE", u"broadcasts/午间广播"_s, {}, 409, u"至少保留一条任务"_s},
+        {"DELETE", u"tasks/早间新闻"_s, {}, 409, u"至少应保留一条任务"_s},
+        // What the windows' pickers cannot produce.
         {"POST", u"tasks"_s, task({{u"Name"_s, u".hidden"_s}}), 400, u"任务名称不能以“.”开头"_s},
         {"POST", u"tasks"_s, task({{u"Time"_s, u"25:00:00"_s}}), 400, u"开始时间应为 时:分:秒，如 9:00:00"_s},
         {"POST", u"tasks"_s, task({{u"Device"_s, u"明天"_s}}), 400, u"播放日期应为“每天”、“每周”加星期几，或“指定 年/月/日”"_s},
-        {"POST", u"tasks"_s, task({{u"Recurrence"_s, u"倒序"_s}}), 400, u"播放模式应为 顺序、循环 或 随机"_s},
         {"POST", u"tasks"_s, task({{u"files"_s, QJsonArray{u"/a.mp3"_s, u"/a.mp3"_s}}}), 400, u"文件有重复，无法添加！"_s},
-        {"POST", u"tasks"_s, task({{u"files"_s, QJsonArray{u" "_s}}}), 400, u"内容不能为空"_s},
+        {"POST", u"broadcasts"_s, voice({{u"start"_s, u"24:00:00"_s}}), 400, u"start应为 时:分:秒"_s},
+        {"POST", u"broadcasts"_s, voice({{u"week"_s, u"一八"_s}}), 400, u"星期应由“一二三四五六日”中的字组成"_s},
+        {"POST", u"announce"_s, R"({"text":"  "})", 400, u"朗读内容不能为空"_s},
+        {"POST", u"announce"_s, R"({"text":"x","repeat":11})", 400, u"播放次数应为 1 到 10"_s},
+        {"POST", u"captions"_s, with({{u"start"_s, u"8:00"_s}, {u"end"_s, u"9:00"_s}}, {{u"content"_s, QString(128, u'字')}}), 400,
+         u"字幕长度超出范围，请重新编辑内容！"_s},
+        {"POST", u"stopdates"_s, R"({"date":"昨天"})", 400, {}},
+        {"PUT", u"hours"_s, R"({"workEnd":"5pm"})", 400, u"workEnd应为 时:分:秒"_s},
+        // The body's shape.
         {"POST", u"tasks"_s, task({{u"files"_s, u"/a.mp3"_s}}), 400, u"字段files应为文本列表"_s},
-        {"POST", u"tasks"_s, task({{u"Type"_s, 50000}}), 400, u"字段Type应为文本"_s},
         {"POST", u"tasks"_s, task({{u"Volume"_s, u"1"_s}}), 400, u"未知字段：Volume"_s},
         {"POST", u"tasks"_s, R"({"Name":"x","Time":"10:00:00"})", 400, u"缺少字段：Duration"_s},
         {"POST", u"tasks"_s, R"([1,2])", 400, u"请求内容应为 JSON 对象"_s},
         {"POST", u"tasks"_s, R"({"Name":)", 400, u"JSON 格式错误"_s},
         {"POST", u"tasks"_s, QByteArray(WebServer::kMaxBody + 1, ' '), 413, u"请求内容超过 1 MB"_s},
-        // A name that would leave the folder finds no task and makes no path.
-        {"GET", u"tasks/..%2F..%2Fetc%2Fpasswd"_s, {}, 404, u"没有这个任务"_s},
+        // A name that would leave the folder finds nothing and makes no path.
         {"DELETE", u"tasks/..%2F【SONG】"_s, {}, 404, u"没有这个任务"_s},
-
-        // The broadcast editor's checks (each is tested with the editor), in
-        // its order: the first fault is told.
-        {"POST", u"broadcasts"_s, voice({{u"end"_s, u"16:00:00"_s}, {u"text"_s, u""_s}}), 400, u"不许结束时间小于开始时间"_s},
-        {"POST", u"broadcasts"_s, voice({{u"dateStart"_s, u"2026/12/1"_s}, {u"dateEnd"_s, u"2026/11/30"_s}}), 400, u"不允许结束日期小于开始日期"_s},
-        {"POST", u"broadcasts"_s, voice({{u"text"_s, u""_s}, {u"interval"_s, u"9999"_s}}), 400, u"不允许任务名称或内容为空"_s},
-        {"POST", u"broadcasts"_s, voice({{u"voiceVolume"_s, u" 50"_s}, {u"week"_s, u""_s}}), 400, u"不允许朗读音量超出0-100之间"_s},
-        {"POST", u"broadcasts"_s, voice({{u"week"_s, u""_s}, {u"name"_s, u"早间新闻"_s}}), 400, u"不允许星期为空"_s},
-        {"POST", u"broadcasts"_s, voice({{u"name"_s, u"../x"_s}}), 400, u"任务名称不能包含“/”“\\”，也不能以“.”开头"_s},
-        {"POST", u"broadcasts"_s, voice({{u"name"_s, u"【SONG】"_s}}), 400, u"“【SONG】”是程序自用的文件名，任务名称请换一个"_s},
-        {"POST", u"broadcasts"_s, voice({{u"name"_s, u"早间新闻"_s}}), 409, taken},
-        {"PUT", u"broadcasts/午间广播"_s, voice({{u"name"_s, u"早间新闻"_s}, {u"end"_s, u"17:00:00"_s}}), 409, taken},
-        {"POST", u"broadcasts"_s, voice({{u"start"_s, u"24:00:00"_s}}), 400, u"start应为 时:分:秒"_s},
-        {"POST", u"broadcasts"_s, voice({{u"dateEnd"_s, u"明年"_s}}), 400, u"dateEnd应为 年/月/日"_s},
-        {"POST", u"broadcasts"_s, voice({{u"week"_s, u"一八"_s}}), 400, u"星期应由“一二三四五六日”中的字组成"_s},
-        {"POST", u"broadcasts"_s, voice({{u"interval"_s, 5}}), 400, u"字段interval应为文本"_s},
-        {"POST", u"broadcasts"_s, voice({{u"speaker"_s, u"VW Hui"_s}}), 400, u"未知字段：speaker"_s},
-        {"POST", u"broadcasts"_s, R"({"name":"x","text":"y"})", 400, u"缺少字段：start"_s},
         {"PUT", u"broadcasts/..%2F【TTS】"_s, voice({}), 404, u"没有这个播音任务"_s},
-        {"DELETE", u"broadcasts/午间广播"_s, {}, 409, u"至少保留一条任务"_s},
-
-        {"POST", u"announce"_s, R"({"text":"  "})", 400, u"朗读内容不能为空"_s},
-        {"POST", u"announce"_s, R"({"text":"x","repeat":11})", 400, u"播放次数应为 1 到 10"_s},
-        {"POST", u"announce"_s, R"({"text":"x","repeat":1.5})", 400, u"字段repeat应为整数"_s},
-        {"POST", u"announce"_s, R"({"words":"x"})", 400, u"未知字段：words"_s},
-        {"POST", u"captions"_s, with({{u"start"_s, u"8:00"_s}, {u"end"_s, u"9:00"_s}}, {{u"content"_s, QString(128, u'字')}}), 400,
-         u"字幕长度超出范围，请重新编辑内容！"_s},
         {"DELETE", u"captions/2"_s, {}, 404, u"本行为空"_s},
-        {"POST", u"stopdates"_s, R"({"date":"昨天"})", 400, {}},
         {"DELETE", u"stopdates/2026%2F11%2F23"_s, {}, 404, {}},
-        {"PUT", u"hours"_s, R"({"workEnd":"5pm"})", 400, u"workEnd应为 时:分:秒"_s},
     };
     for (const Case &c : cases) {
         const Reply r = boss->call(c.method, u"/api/v1/"_s + c.path, c.body);
@@ -425,40 +382,16 @@ TEST_F(WebServerTest, RefusalsAnswerWithTheEditorsWordsAndChangeNothing)
     EXPECT_FALSE(logText().contains(u"远程：127.0.0.1 新增"_s));
 }
 
-TEST_F(WebServerTest, PlayNowAndStopDriveThePlayerAsTheConsoleKeysDo)
-{
-    auto boss = manager();
-    EXPECT_EQ(boss->call("POST", u"/api/v1/tasks/没有/play"_s).status, 404);
-    Reply r = boss->call("POST", u"/api/v1/tasks/早间新闻/play"_s);
-    ASSERT_EQ(r.status, 200);
-    EXPECT_EQ(player.opened.value(0), u"/news.mp3");
-    EXPECT_EQ(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s][u"task"_s].toString(), u"早间新闻");
-    EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 200);
-    EXPECT_EQ(player.state(), MediaPlayer::State::Stopped);
-    EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s].isNull());
-}
-
-TEST_F(WebServerTest, AnAnnouncementIsTakenOrRefusedWithTheBroadcastsWords)
+// An announcement is taken while no emergency holds the voice. The emergency
+// is started and cleared by a manager's session or by the alarm panel's
+// bearer token alone; each is logged with where it came from.
+TEST_F(WebServerTest, AnnouncementsAndTheEmergencyComeFromAManagerOrTheAlarmPanelsToken)
 {
     auto boss = manager();
     Reply r = boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"请各班班长到办公室"_s}, {u"repeat"_s, 2}});
     ASSERT_EQ(r.status, 202) << r.body.constData();
     EXPECT_TRUE(station->broadcaster()->isBusy());
     EXPECT_EQ(station->broadcaster()->current().frequency, 2);
-    expectLogged({u"远程：127.0.0.1 播音：请各班班长到办公室"_s});
-
-    startServer(false); // no voice on this PC
-    boss = manager();
-    r = boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}});
-    EXPECT_EQ(r.status, 409);
-    EXPECT_EQ(r.error(), u"语音播报不可用：语音引擎 espeak-ng 无法初始化");
-}
-
-// The emergency is started and cleared by a manager's session or by the
-// alarm panel's bearer token alone; a viewer, a wrong token or no token is
-// refused, and each is logged with where it came from.
-TEST_F(WebServerTest, TheEmergencyComesFromAManagerOrTheAlarmPanelsToken)
-{
     tav::IniFile(DataDir(d.path()).control()).setValue(tav::EmergencySettings::kSection, u"报警系统令牌"_s,
                                                        quickHash(u"door-42"_s));
     Client viewer(server->port());
@@ -470,10 +403,9 @@ TEST_F(WebServerTest, TheEmergencyComesFromAManagerOrTheAlarmPanelsToken)
     EXPECT_EQ(panel.call("POST", u"/api/v1/emergency"_s, QByteArray("{}")).status, 401);
     EXPECT_FALSE(station->emergencyActive());
 
-    Reply r = panel.call("POST", u"/api/v1/emergency"_s, QByteArray(R"({"text":"请立即撤离"})"), bearer("door-42"));
+    r = panel.call("POST", u"/api/v1/emergency"_s, QByteArray(R"({"text":"请立即撤离"})"), bearer("door-42"));
     ASSERT_EQ(r.status, 202) << r.body.constData();
     EXPECT_TRUE(station->emergencyActive());
-    auto boss = manager();
     EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"emergency"_s][u"active"_s].toBool());
     EXPECT_EQ(boss->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}}).status, 409);
     EXPECT_EQ(boss->call("DELETE", u"/api/v1/emergency"_s).status, 200);
@@ -482,11 +414,16 @@ TEST_F(WebServerTest, TheEmergencyComesFromAManagerOrTheAlarmPanelsToken)
     EXPECT_EQ(panel.call("DELETE", u"/api/v1/emergency"_s, QByteArray(), bearer("door-42")).status, 200);
     EXPECT_FALSE(station->emergencyActive());
 
-    expectLogged({u"远程：127.0.0.1 报警系统令牌错误"_s, u"紧急广播开始（报警系统 127.0.0.1）：请立即撤离"_s,
-                  u"（网页控制台 127.0.0.1）"_s});
+    expectLogged({u"远程：127.0.0.1 播音：请各班班长到办公室"_s, u"远程：127.0.0.1 报警系统令牌错误"_s,
+                  u"紧急广播开始（报警系统 127.0.0.1）：请立即撤离"_s, u"（网页控制台 127.0.0.1）"_s});
+
+    startServer(false); // no voice on this PC
+    r = manager()->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}});
+    EXPECT_EQ(r.status, 409);
+    EXPECT_EQ(r.error(), u"语音播报不可用：语音引擎 espeak-ng 无法初始化");
 }
 
-TEST_F(WebServerTest, StopDatesWeekdaysAndHoursGoThroughTheStationsStores)
+TEST_F(WebServerTest, StopDatesHoursAndCaptionsGoThroughTheStationsStores)
 {
     auto boss = manager();
     Reply r = boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"2026/11/23"_s}});
@@ -509,15 +446,11 @@ TEST_F(WebServerTest, StopDatesWeekdaysAndHoursGoThroughTheStationsStores)
     EXPECT_EQ(station->settings().workStart(), 9 * 3600 + 600);
     EXPECT_TRUE(station->tasks().today().isEmpty()); // the 9:00 task is outside the hours now
     EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"[WEB]"_s)); // the settings' own section survives
-}
 
-TEST_F(WebServerTest, CaptionsAreEditedWithTheCaptionEditorsChecks)
-{
-    auto boss = manager();
-    Reply r = boss->call("POST", u"/api/v1/captions"_s,
-                         QJsonObject{{u"content"_s, u"欢迎光临"_s}, {u"start"_s, u"8:00"_s}, {u"end"_s, u"18:00"_s}});
+    r = boss->call("POST", u"/api/v1/captions"_s,
+                   QJsonObject{{u"content"_s, u"欢迎光临"_s}, {u"start"_s, u"8:00"_s}, {u"end"_s, u"18:00"_s}});
     ASSERT_EQ(r.status, 201) << r.body.constData();
-    EXPECT_EQ(station->captions().rows().size(), 1);
+    ASSERT_EQ(station->captions().rows().size(), 1);
     EXPECT_EQ(station->captions().rows()[0].start, u"08:00:00");
     EXPECT_EQ(boss->call("PUT", u"/api/v1/captions/1"_s, QJsonObject{{u"on"_s, false}}).status, 200);
     EXPECT_FALSE(station->captions().rows()[0].isOn());
@@ -534,13 +467,7 @@ TEST_F(WebServerTest, TheLiveStreamTellsOfChangesStartsAndLogLines)
     QNetworkReply *stream = boss->nam().get(request);
     QByteArray seen;
     QObject::connect(stream, &QNetworkReply::readyRead, [&] { seen += stream->readAll(); });
-    const auto waitFor = [&](const QByteArray &text) {
-        QElapsedTimer timer;
-        timer.start();
-        while (!seen.contains(text) && timer.elapsed() < 5000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        return seen.contains(text);
-    };
+    const auto waitFor = [&](const QByteArray &text) { return QTest::qWaitFor([&] { return seen.contains(text); }, 5000); };
     ASSERT_TRUE(waitFor("event: status")) << seen.constData();
     EXPECT_EQ(stream->header(QNetworkRequest::ContentTypeHeader).toString(), u"text/event-stream; charset=utf-8");
 
@@ -585,34 +512,24 @@ TEST_F(WebServerTest, OversizedBodiesAreRefusedFromTheHeadAlone)
         for (const QByteArray &request : requests) {
             socket.write(request);
             QByteArray in;
-            QElapsedTimer timer;
-            timer.start();
-            while (timer.elapsed() < 5000) {
-                QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+            QTest::qWaitFor([&] { // the whole answer, as long as its head says
                 in += socket.readAll();
-                const qsizetype head = in.indexOf("\r\n\r\n");
-                const qsizetype length = in.indexOf("Content-Length: ");
-                if (head > 0 && length > 0 && in.size() >= head + 4 + in.mid(length + 16, 12).split('\r')[0].toInt())
-                    break;
-            }
+                const qsizetype head = in.indexOf("\r\n\r\n"), length = in.indexOf("Content-Length: ");
+                return head > 0 && length > 0 && in.size() >= head + 4 + in.mid(length + 16, 12).split('\r')[0].toInt();
+            }, 5000);
             answers.append(in.left(in.indexOf("\r\n")));
         }
         return answers;
     };
     const QByteArray post = "POST /api/v1/login HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n";
     const QByteArray get = "GET /api/v1/status HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
-    struct Case
-    {
-        QList<QByteArray> requests;
-        QList<QByteArray> answers;
-    } cases[] = {
+    struct Case { QList<QByteArray> requests, answers; } cases[] = {
         {{post + "Content-Length: 200000000\r\n\r\n{\"pass"}, {"HTTP/1.1 413 Payload Too Large"}},
         {{post + "Transfer-Encoding: chunked\r\n\r\n5\r\n{\"pas\r\n"}, {"HTTP/1.1 411 Length Required"}},
         {{post + "Content-Length: -1\r\n\r\n"}, {"HTTP/1.1 400 Bad Request"}},
         // A body just within the limit, then a call on the same connection.
         {{post + "Content-Length: 1048576\r\n\r\n" + QByteArray(1048576, ' '), get},
          {"HTTP/1.1 400 Bad Request", "HTTP/1.1 401 Unauthorized"}},
-        {{post + "Content-Length: 2\r\n\r\n{}", get, get}, {"HTTP/1.1 400 Bad Request", "HTTP/1.1 401 Unauthorized", "HTTP/1.1 401 Unauthorized"}},
     };
     for (const Case &c : cases)
         EXPECT_EQ(exchange(c.requests), c.answers) << c.requests[0].constData();
@@ -632,10 +549,7 @@ TEST_F(WebServerTest, ACertificateAndKeyPairServesTheConsoleOverHttps)
     ASSERT_TRUE(openssl.waitForFinished(30000) && openssl.exitCode() == 0) << openssl.readAllStandardError().constData();
     put(dir.filePath(u"notpem.txt"_s), "not a certificate");
 
-    struct Case
-    {
-        QString certificate, key, error;
-    } refused[] = {
+    struct Case { QString certificate, key, error; } refused[] = {
         {dir.filePath(u"missing.pem"_s), key, u"无法读取证书或密钥文件："_s},
         {dir.filePath(u"notpem.txt"_s), key, u"证书或密钥文件不是 PEM 格式："_s},
     };

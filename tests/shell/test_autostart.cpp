@@ -1,3 +1,4 @@
+#include "fakes/fakes.h"
 #include "shell/autostart.h"
 
 #include <QDir>
@@ -14,11 +15,7 @@ namespace {
 class AutoStartTest : public ::testing::Test
 {
 protected:
-    void write(const QString &name, const QByteArray &text)
-    {
-        QFile file(folder + u'/' + name);
-        ASSERT_TRUE(QDir().mkpath(folder) && file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    }
+    void write(const QString &name, const QByteArray &text) { tav::test::put(folder + u'/' + name, text); }
     QString execOfEntry() const
     {
         QFile file(autoStart.entryPath());
@@ -34,7 +31,7 @@ protected:
 
 } // namespace
 
-TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryStartingTheProgramOnItsDataFolder)
+TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryAndOneSwitchedOffByTheDesktopIsNotEnabled)
 {
     write(u"MySoftware.desktop"_s, "[Desktop Entry]\nExec=/old/Tavplayer\n");
     // A file where the autostart folder belongs: refused, not silently ignored.
@@ -51,10 +48,8 @@ TEST_F(AutoStartTest, EnablingTwiceLeavesOneEntryStartingTheProgramOnItsDataFold
     EXPECT_FALSE(QFile::exists(autoStart.entryPath()));
     EXPECT_FALSE(autoStart.isEnabled());
     EXPECT_TRUE(autoStart.setEnabled(false, exe)); // nothing left to remove
-}
 
-TEST_F(AutoStartTest, EntrySwitchedOffByTheDesktopIsNotEnabled)
-{
+    // An entry switched off by the desktop is not enabled.
     for (const QByteArray off : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
         write(AutoStart::kEntryName, "[Desktop Entry]\nExec=/usr/bin/tavplayer %U\n" + off + '\n');
         EXPECT_FALSE(autoStart.isEnabled()) << off.constData();
@@ -64,10 +59,9 @@ TEST_F(AutoStartTest, EntrySwitchedOffByTheDesktopIsNotEnabled)
 
 TEST(AutoStartExec, ArgumentsAreQuotedAsTheDesktopReadsThemAndRoundTrip)
 {
-    EXPECT_EQ(AutoStart::execLine({u"/opt/a b/tav"_s, u"/srv/广播"_s}), uR"("/opt/a b/tav" /srv/广播)"_s);
     // Inside quotes $ takes a backslash, which the string escapes then double.
-    EXPECT_EQ(AutoStart::execLine({u"/a$b"_s}), uR"("/a\\$b")"_s);
-    EXPECT_EQ(AutoStart::execLine({u"/100%/x"_s}), u"/100%%/x"_s);
+    for (const auto &[argument, line] : {std::pair{u"/a$b"_s, uR"("/a\\$b")"_s}, {u"/100%/x"_s, u"/100%%/x"_s}})
+        EXPECT_EQ(AutoStart::execLine({argument}), line);
     for (const QString &path : {u"/home/王 老师/广播 站/tavplayer"_s, u"/opt/it's $HOME `x` \"q\" \\ back"_s,
                                 u"/a%b/%f/(1);#2*?<>|&~="_s, u"/tab\there"_s}) {
         const QString line = AutoStart::execLine({path, u"--data-dir"_s, path});

@@ -1,7 +1,6 @@
 #include "shell/singleinstance.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -17,28 +16,21 @@
 using namespace Qt::StringLiterals;
 using tav::SingleInstance;
 
-// The folder's lock is one whatever the path's spelling; it can be taken
-// again once its holder is gone, and a link in the lock file's place is not
-// followed.
-TEST(SingleInstanceLock, OneHolderPerFolderWhateverTheSpelling)
+// That one holder per folder whatever the path's spelling (a link, a
+// trailing slash, "..") wins, and that a killed one leaves no lock, is caught
+// with the real program by Headless.ExactlyOneOfManySimultaneousStartsRuns...
+// Here: the lock is told, and a link in the lock file's place is not followed.
+TEST(SingleInstanceLock, IsToldAndALinkInItsPlaceIsNotFollowed)
 {
     QTemporaryDir place;
-    const QString data = place.filePath(u"站"_s);
-    QDir().mkpath(data);
-    QDir().mkpath(place.filePath(u"other"_s));
-    ASSERT_TRUE(QFile::link(data, place.filePath(u"link"_s)));
     auto holder = std::make_unique<SingleInstance>();
-    ASSERT_TRUE(holder->lock(data)) << holder->errorString().toStdString();
-    for (const QString &spelling : QStringList{data, data + u"/"_s, place.filePath(u"link"_s), place.filePath(u"other/../站"_s)}) {
-        SingleInstance other;
-        EXPECT_FALSE(other.lock(spelling)) << spelling.toStdString();
-        EXPECT_TRUE(other.heldElsewhere());
-        EXPECT_TRUE(SingleInstance::isLocked(spelling));
-    }
+    ASSERT_TRUE(holder->lock(place.path())) << holder->errorString().toStdString();
+    SingleInstance other;
+    EXPECT_FALSE(other.lock(place.path() + u"/"_s));
+    EXPECT_TRUE(other.heldElsewhere());
+    EXPECT_TRUE(SingleInstance::isLocked(place.path()));
     holder.reset();
-    EXPECT_FALSE(SingleInstance::isLocked(data));
-    SingleInstance again;
-    EXPECT_TRUE(again.lock(place.filePath(u"link"_s)));
+    EXPECT_FALSE(SingleInstance::isLocked(place.path()));
 
     QTemporaryDir trap;
     const QString outside = trap.filePath(u"outside"_s);
