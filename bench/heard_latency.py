@@ -28,8 +28,13 @@ decodes two seconds ahead, so a short item is handed over whole at once).
 network or Bluetooth sink is (PULSE_LATENCY_MSEC): the ends must still be
 heard ends, and starts still heard on their second.
 
+--compare-lead runs tasks and tones a second time, in the same run, with
+--output-lead 0: let go on their second instead of the measured latency
+ahead of it, so that what the lead gains is seen against the same machine.
+
 usage: bench/heard_latency.py [--bin build/src/app/tavplayer] [--what all|tasks|tone|speech]
                               [--count N] [--smoke] [--player-option NAME=VALUE ...] [--keep]
+                              [--sink-latency MS] [--compare-lead]
 """
 import argparse, datetime as dt, os, shutil, subprocess, sys, tempfile, time
 
@@ -75,18 +80,30 @@ def broadcasts_folder(data, count, tone):
     return firings, firings[-1] + dt.timedelta(seconds=4)
 
 
-def run_station(args, pulse, data, until):
+def run_station(args, pulse, data, until, lead=None):
     rec = heard.Recorder(pulse).start()
     try:
         env = pulse.env()
         if args.sink_latency:
             env["PULSE_LATENCY_MSEC"] = str(args.sink_latency)  # the station's stream that deep
-        with Station(args.bin, data, ["ao=pulse"] + args.player_option, env=env):
+        extra = [] if lead is None else ["--output-lead", str(lead)]
+        with Station(args.bin, data, ["ao=pulse"] + args.player_option, env=env, extra=extra):
             time.sleep(max(0, (until - dt.datetime.now()).total_seconds()) + 1)
     finally:
         rec.stop()
     print(f"  ({what_ran(data)}: recording mapped to the wall clock within ~{rec.calibrate():.1f} ms)")
     return rec
+
+
+def latencies(data):
+    """The output latencies the station measured, from its trace ("heard N ms")."""
+    found = []
+    with open(os.path.join(data, "trace.txt"), encoding="utf-8") as fh:
+        for line in fh:
+            parts = line.split()
+            if len(parts) >= 4 and parts[1].endswith("heard") and parts[2].isdigit():
+                found.append(float(parts[2]))
+    return found
 
 
 def what_ran(data):
@@ -151,6 +168,8 @@ def main():
     ap.add_argument("--sink-latency", type=int, help="ms: the station's output that deep (a network or "
                     "Bluetooth sink), e.g. 2000")
     ap.add_argument("--keep", action="store_true", help="keep the data folders (traces) and say where")
+    ap.add_argument("--compare-lead", action="store_true", help="run tasks and tones a second time with "
+                    "--output-lead 0 (let go on the second, not the output's latency ahead of it)")
     args = ap.parse_args()
     count = 3 if args.smoke else args.count
     onset_aim = 30 if args.smoke else 3
@@ -163,11 +182,21 @@ def main():
         return 77
     missed, failed = [], False
     try:
+        runs = []
         for what in (["tasks", "tone", "speech"] if args.what == "all" else [args.what]):
+            runs.append((what, None))
+            if args.compare_lead and what != "speech":
+                runs.append((what, 0))
+        for what, lead in runs:
             data = tempfile.mkdtemp(prefix=f"tav-heard-{what}-")
+            # Aims hold for the station as it runs; a run let go on the
+            # second is there to compare with.
+            if lead is not None:
+                missed_before, failed_before = list(missed), failed
+                print(f"  (--output-lead {lead})")
             if what == "tasks":
                 starts, until = tasks_folder(data, count)
-                rec = run_station(args, pulse, data, until)
+                rec = run_station(args, pulse, data, until, lead)
                 onsets, silences = measure_tasks(rec, starts)
                 print(heard.row("task heard onset", onsets))
                 print(heard.row("silence between items", silences))
@@ -180,7 +209,7 @@ def main():
             else:
                 tone = what == "tone"
                 firings, until = broadcasts_folder(data, count, tone)
-                rec = run_station(args, pulse, data, until)
+                rec = run_station(args, pulse, data, until, lead)
                 onsets, gaps = measure_broadcasts(rec, firings, tone)
                 print(heard.row("tone heard onset" if tone else "speech-first heard onset", onsets))
                 if tone:
@@ -192,6 +221,9 @@ def main():
                     failed = True
                 if onsets and heard.percentile(onsets, 95) > onset_aim:
                     missed.append(f"{what} onset")
+            print(heard.row("output latency measured", latencies(data)))
+            if lead is not None:
+                missed, failed = missed_before, failed_before
             if args.keep:
                 print(f"  data and trace: {data}")
             else:

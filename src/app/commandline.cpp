@@ -32,6 +32,7 @@ bool isWaveFormat(const QString &value)
 }
 
 bool isPort(const QString &value) { return isIntIn(value, 1, 65535); }
+bool isLeadMs(const QString &value) { return isIntIn(value, 0, 5000); }
 
 bool isDayCount(const QString &value)
 {
@@ -93,6 +94,12 @@ const QList<OptionEntry> &CommandLine::standardTable()
          .helpZh = u"媒体引擎 mpv 的选项，可重复，如没有声卡时用 ao=null；ao-pcm-file=F 时播音和朗读另写 F-broadcast、F-voice"_s,
          .helpEn = u"an option for the mpv media engine, repeatable, e.g. ao=null without a sound device; with ao-pcm-file=F the broadcast and voice players write F-broadcast and F-voice"_s,
          .accepts = isNameValue},
+        {.name = u"output-lead"_s,
+         .valueName = u"MS"_s,
+         .with = {kStation},
+         .helpZh = u"备好的媒体和提示音提前多少毫秒放开，使其在整秒被听到（0–5000）；默认按媒体引擎测得的输出延迟，0 为整秒才放开；电视或功放另有延迟时填总延迟"_s,
+         .helpEn = u"how many ms before its second a prepared item or tone is let go, so that it is heard on the second (0-5000); by default the output latency the media engine measures, 0 lets go on the second; give the whole delay when a TV or amplifier adds its own"_s,
+         .accepts = isLeadMs},
         {.name = u"trace"_s,
          .valueName = u"FILE"_s,
          .with = {kStation},

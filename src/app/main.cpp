@@ -217,6 +217,8 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
         fail(player.errorString());
         return 1;
     }
+    const qint64 outputLead = command.isSet(u"output-lead"_s) ? command.value(u"output-lead"_s).toLongLong() : -1;
+    player.setOutputLatency(outputLead);
     // The broadcast's tone and music, the voice, and the media player's
     // spare engine: players of their own, sound only, made a few seconds
     // before they are needed and let go when they have stood idle. A PCM
@@ -224,8 +226,8 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
     // ("F-broadcast", "F-voice", "F-spare"). The spare's trace is the media
     // player's: its "playing" is the station's output beginning just the same.
     tav::Station *owner = nullptr; // the station, once it exists
-    const auto rolePlayer = [&command, &owner](const QString &role) {
-        return [&command, &owner, role](QString *why) -> std::unique_ptr<tav::MediaPlayer> {
+    const auto rolePlayer = [&command, &owner, outputLead](const QString &role) {
+        return [&command, &owner, outputLead, role](QString *why) -> std::unique_ptr<tav::MediaPlayer> {
             const bool spare = role == u"spare";
             QStringList options{u"vid=no"_s};
             for (QString option : command.values(u"player-option"_s)) {
@@ -234,6 +236,7 @@ int runStation(const tav::CommandLine &command, int &argc, char **argv)
                 options.append(option);
             }
             auto made = std::make_unique<tav::MpvPlayer>(options);
+            made->setOutputLatency(outputLead);
             if (!made->isValid()) {
                 *why = made->errorString();
                 // Without a spare a start over an item playing loads at its second.

@@ -70,7 +70,13 @@ public:
     // a core busy opening a stream would keep the caller waiting).
     qint64 progressMs() const override { return m_progressMs; }
     bool reopenOutput() override;
-    qint64 outputLatencyMs() const override { return m_heard.latencyMs(); }
+    // The output's latency as measured, or the one set for this player:
+    // what starts are let go ahead of their second by. An output may be
+    // deeper than the engine can see (a television's or amplifier's own
+    // delay), and 0 lets everything go on the second. Ends as heard keep to
+    // the measured latency. -1: as measured.
+    qint64 outputLatencyMs() const override { return m_setLatency >= 0 ? m_setLatency : m_heard.latencyMs(); }
+    void setOutputLatency(qint64 ms) { m_setLatency = ms; }
     // mpv's end of an item comes when its last samples are handed to the
     // output; the end is told once they have sounded: when mpv has drained
     // its output (it goes idle), or at the latest kDrainSlackMs after the
@@ -154,6 +160,7 @@ private:
     qint64 m_progressMs = -1;
     qint64 m_durationMs = -1;
     HeardTiming m_heard;
+    qint64 m_setLatency = -1;
     bool m_holding = false; // the item ended and is still sounding
     QTimer *m_holdLimit = nullptr;
     int m_volume = 100;
