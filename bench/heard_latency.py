@@ -191,8 +191,8 @@ def main():
             data = tempfile.mkdtemp(prefix=f"tav-heard-{what}-")
             # Aims hold for the station as it runs; a run let go on the
             # second is there to compare with.
+            run_missed, run_failed = [], False
             if lead is not None:
-                missed_before, failed_before = list(missed), failed
                 print(f"  (--output-lead {lead})")
             if what == "tasks":
                 starts, until = tasks_folder(data, count)
@@ -201,11 +201,11 @@ def main():
                 print(heard.row("task heard onset", onsets))
                 print(heard.row("silence between items", silences))
                 if len(onsets) < count or len(silences) < count:
-                    failed = True
+                    run_failed = True
                 if onsets and heard.percentile(onsets, 95) > onset_aim:
-                    missed.append("task onset")
+                    run_missed.append("task onset")
                 if silences and any(abs(s - 1000) > silence_slack for s in silences):
-                    missed.append("silence between items")
+                    run_missed.append("silence between items")
             else:
                 tone = what == "tone"
                 firings, until = broadcasts_folder(data, count, tone)
@@ -216,14 +216,15 @@ def main():
                     print(heard.row("tone end to speech", gaps))
                     # Within a window (2 ms) of the tone's end counts as no overlap.
                     if gaps and (min(gaps) < -2 or max(gaps) > gap_aim):
-                        missed.append("tone end to speech")
+                        run_missed.append("tone end to speech")
                 if len(onsets) < count or (tone and len(gaps) < count):
-                    failed = True
+                    run_failed = True
                 if onsets and heard.percentile(onsets, 95) > onset_aim:
-                    missed.append(f"{what} onset")
+                    run_missed.append(f"{what} onset")
             print(heard.row("output latency measured", latencies(data)))
-            if lead is not None:
-                missed, failed = missed_before, failed_before
+            if lead is None:
+                missed += run_missed
+                failed = failed or run_failed
             if args.keep:
                 print(f"  data and trace: {data}")
             else:

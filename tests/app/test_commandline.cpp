@@ -134,6 +134,7 @@ TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
          u"选项 --player-option 的值应为 NAME=VALUE 的形式，而不是“ao”"_s},
         {{u"--player-option"_s, u"=null"_s},
          u"option --player-option needs a value of the form NAME=VALUE, not '=null'"_s, {}},
+        {{u"--output-lead"_s, u"5001"_s}, u"option --output-lead needs a value of the form MS, not '5001'"_s, {}},
         {{u"--metrics-listen"_s, u"localhost:9464"_s},
          u"option --metrics-listen needs a value of the form ADDR:PORT, not 'localhost:9464'"_s, {}},
         {{u"--metrics-listen"_s, u"*:70000"_s},
