@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, running and testing tavplayer
 # need. Does nothing (and needs no root) when all of them are installed.
+# --profile-golden adds what re-recording the INI reader's golden answers needs.
 set -euo pipefail
 
 packages=(
@@ -31,6 +32,11 @@ packages=(
   # the .deb: dpkg-shlibdeps for its dependencies, the desktop entry's validator
   dpkg-dev desktop-file-utils
 )
+# scripts/record-profile-golden.sh, which re-records the profile functions'
+# answers under Wine, needs a Windows cross-compiler and Wine; the tests do not.
+if [[ ${1:-} == --profile-golden ]]; then
+  packages+=(wine wine64 gcc-mingw-w64-x86-64)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

@@ -4,26 +4,14 @@
 # GetPrivateProfileSectionNamesA, WritePrivateProfileStringA) answer on the
 # corpus, as Wine implements them in the Simplified Chinese code page (936).
 # The INI reader's tests hold the project's reader against that file; they do
-# not need Wine. Needs (installed here when missing, as root):
-#   wine wine64 gcc-mingw-w64-x86-64 python3
+# not need Wine. Needs what `scripts/install-deps.sh --profile-golden` installs.
 # Usage: scripts/record-profile-golden.sh
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")/.." && pwd)
 dir="$here/tests/core/profile"
 
-need=()
-# wine64 runs the 64-bit probe; the wine package brings the launcher.
-command -v wine >/dev/null || need+=(wine wine64)
-command -v x86_64-w64-mingw32-gcc >/dev/null || need+=(gcc-mingw-w64-x86-64)
-command -v python3 >/dev/null || need+=(python3)
-if ((${#need[@]})); then
-  if [[ $(id -u) -ne 0 ]]; then
-    echo "Install first: apt-get install ${need[*]}" >&2
-    exit 1
-  fi
-  DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${need[@]}"
-fi
+"$here/scripts/install-deps.sh" --profile-golden
 
 work=$(mktemp -d)
 trap 'wineserver -k >/dev/null 2>&1 || true; [[ -n ${KEEP:-} ]] || rm -rf "$work"' EXIT
