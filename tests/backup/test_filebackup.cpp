@@ -1,6 +1,7 @@
 #include "backup/filebackup.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
+#include "fakes/filesizelimit.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,9 +9,7 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
-#include <csignal>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -45,22 +44,6 @@ struct Station
     QString path() const { return dir.path(); }
     QString file(const QString &rel) const { return dir.filePath(rel); }
 };
-
-// Runs `work` as on a disk that fills up: no file may grow past `bytes`.
-template <typename Work>
-auto withFileSizeLimit(rlim_t bytes, Work work)
-{
-    struct rlimit old {};
-    ::getrlimit(RLIMIT_FSIZE, &old);
-    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
-    struct rlimit small = old;
-    small.rlim_cur = std::min(bytes, old.rlim_cur);
-    EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const auto result = work();
-    ::setrlimit(RLIMIT_FSIZE, &old);
-    std::signal(SIGXFSZ, oldSignal);
-    return result;
-}
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include "core/datafaults.h"
 #include "core/ini.h"
 #include "fakes/fakes.h"
+#include "fakes/filesizelimit.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,8 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -50,21 +49,6 @@ protected:
             texts.append(args.at(0).toString());
         return texts;
     }
-};
-
-// Lowers the largest file this process may write, as a full disk would stop it.
-struct FileSizeLimit
-{
-    explicit FileSizeLimit(rlim_t bytes)
-    {
-        ::getrlimit(RLIMIT_FSIZE, &old);
-        oldHandler = std::signal(SIGXFSZ, SIG_IGN); // a failed write, not a dead process
-        const rlimit limited{bytes, old.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &old); std::signal(SIGXFSZ, oldHandler); }
-    rlimit old{};
-    void (*oldHandler)(int) = nullptr;
 };
 
 } // namespace
