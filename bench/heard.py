@@ -9,7 +9,10 @@ its last sample was rendered, never before, so the mapping from sample number
 to wall clock is the lower envelope: offset = min(arrival - frames / rate),
 wall(n) = offset + n / rate. The null sink renders on the system clock, so
 the mapping does not drift; its error is the monitor's shortest delivery
-delay (a few milliseconds at most, see calibrate()).
+delay (a few milliseconds at most, see calibrate()). On a loaded machine the
+recorder can lose samples (an overrun): every sample after the loss would map
+too early by what was lost. So the envelope is taken locally, over the chunks
+within two seconds of a sample, and dropped() says how much was lost.
 
 Sound is found in 2 ms windows: a window is sound when its RMS is above
 -50 dBFS, and a tone at a known frequency is told apart from other sound
@@ -96,22 +99,41 @@ class Recorder:
             whole = len(pending) // 2 * 2
             self.samples.frombytes(pending[:whole])
             pending = pending[whole:]
-            self.offsets.append(now - len(self.samples) / RATE)
+            self.offsets.append((len(self.samples), now - len(self.samples) / RATE))
 
     def stop(self):
         self.proc.terminate()
         self.proc.wait(timeout=5)
         self.thread.join(timeout=5)
-        self.offset = min(self.offsets)
+        seconds = len(self.samples) // RATE + 1
+        lowest = [float("inf")] * seconds
+        for n, o in self.offsets:
+            b = min(n // RATE, seconds - 1)
+            lowest[b] = min(lowest[b], o)
+        self.local = [min(lowest[max(0, b - 2):b + 3]) for b in range(seconds)]
+        self.offset = min(self.local)
+
+    def _offset(self, n):
+        return self.local[min(max(0, n // RATE), len(self.local) - 1)]
 
     def calibrate(self):
         """How unevenly chunks arrived (ms): the 5th percentile of their delay
-        beyond the quickest one; the mapping's error is about this or less."""
-        d = sorted(o - self.offset for o in self.offsets)
+        beyond the quickest one nearby; the mapping's error is about this or less."""
+        d = sorted(o - self._offset(n) for n, o in self.offsets)
         return d[len(d) // 20] * 1000 if d else float("nan")
 
+    def dropped(self):
+        """Milliseconds of recording lost to overruns (0 on a quiet machine)."""
+        return (max(self.local) - min(self.local)) * 1000 if self.local else 0.0
+
     def wall(self, n):
-        return self.offset + n / RATE
+        return self._offset(n) + n / RATE
+
+    def index(self, t):
+        """The sample number heard at wall time t (within the recording)."""
+        n = int((t - self.offset) * RATE)
+        n = int((t - self._offset(n)) * RATE)
+        return min(max(0, n), len(self.samples))
 
     def windows(self, freq=None):
         """Per 2 ms window: (wall time of its start, sound?, share of its energy at freq)."""
@@ -132,8 +154,7 @@ class Recorder:
 
     def onset(self, after, before):
         """Wall time of the first sound sample between two wall times (sample-exact), or None."""
-        first = max(0, int((after - self.offset) * RATE))
-        last = min(len(self.samples), int((before - self.offset) * RATE))
+        first, last = self.index(after), self.index(before)
         for n in range(first, last):
             if abs(self.samples[n]) > 100:
                 return self.wall(n)

@@ -92,6 +92,9 @@ constexpr std::uint64_t kVideoOutputObserver = 1;
 constexpr std::uint64_t kProgressObserver = 2;
 constexpr std::uint64_t kDurationObserver = 3;
 constexpr std::uint64_t kIdleObserver = 4;
+// reply_userdata of the duration asked for when an item has loaded: this tag
+// with the item's generation number.
+constexpr std::uint64_t kDurationReply = std::uint64_t(1) << 63;
 
 } // namespace
 
@@ -280,6 +283,13 @@ void MpvPlayer::drainEvents()
             }
             continue;
         }
+        case MPV_EVENT_GET_PROPERTY_REPLY: {
+            const auto *property = static_cast<const mpv_event_property *>(raw->data);
+            if (raw->reply_userdata == (kDurationReply | m_generation) && raw->error >= 0
+                && property->format == MPV_FORMAT_DOUBLE)
+                m_durationMs = qint64(*static_cast<const double *>(property->data) * 1000.0);
+            continue;
+        }
         case MPV_EVENT_START_FILE:
             event.entry = static_cast<const mpv_event_start_file *>(raw->data)->playlist_entry_id;
             break;
@@ -326,6 +336,10 @@ void MpvPlayer::handle(const Event &event)
         break;
     case MPV_EVENT_FILE_LOADED:
         m_loaded = true;
+        // The observed duration can be missed: an item loaded again right
+        // after itself has the same one, and mpv reports no change.
+        if (m_entries.contains(m_coreEntry))
+            mpv_get_property_async(m_mpv, kDurationReply | m_generation, "duration", MPV_FORMAT_DOUBLE);
         break;
     case MPV_EVENT_PLAYBACK_RESTART:
         // Also sent after seeks and filter changes; only the first one after
@@ -388,11 +402,18 @@ void MpvPlayer::outputBegan()
     m_outputBegan = true;
     if (m_state == State::Paused)
         return; // play() announces it
-    m_heard.flowing(nowMs(), std::max<qint64>(0, m_progressMs));
+    m_heard.flowing(nowMs(), flowPosition());
     const std::uint64_t generation = m_generation;
     setState(State::Playing);
     if (generation == m_generation)
         announce();
+}
+
+qint64 MpvPlayer::flowPosition()
+{
+    // A prepared item flows from its first sample, whatever position mpv
+    // reports: kept open, it reports its end once it has buffered it whole.
+    return std::exchange(m_atStart, false) ? 0 : std::max<qint64>(0, m_progressMs);
 }
 
 void MpvPlayer::announce()
@@ -527,6 +548,7 @@ void MpvPlayer::prepare(const QString &url)
     if (m_state == State::Paused) {
         m_prepared = url;
         m_preparedGeneration = m_generation;
+        m_atStart = true;
         trace(u"prepared"_s, url);
     }
 }
@@ -544,6 +566,7 @@ void MpvPlayer::open(const QString &url)
     }
     cancelHold();
     ++m_generation;
+    m_atStart = false;
     m_url = url;
     m_heard.reset();
     m_durationMs = -1;
@@ -569,6 +592,10 @@ void MpvPlayer::open(const QString &url)
     int pause = m_openPaused ? 1 : 0;
     if (m_openPaused)
         mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &pause);
+    // An output buffer deeper than a short item (audio-buffer=2, say) takes
+    // it whole while it waits paused; mpv would then end the item and throw
+    // the buffer away unheard. Kept open, it waits at its end instead.
+    keepOpen(m_openPaused);
     const QByteArray path = url.toUtf8();
     const char *command[] = {"loadfile", path.constData(), "replace", nullptr};
     if (mpv_command_async(m_mpv, m_generation, command) < 0) {
@@ -587,8 +614,9 @@ void MpvPlayer::play()
         return;
     int no = 0;
     mpv_set_property_async(m_mpv, 0, "pause", MPV_FORMAT_FLAG, &no);
+    keepOpen(false); // after the pause went: mpv ends it as it drains
     if (m_outputBegan)
-        m_heard.flowing(nowMs(), std::max<qint64>(0, m_progressMs));
+        m_heard.flowing(nowMs(), flowPosition());
     const std::uint64_t generation = m_generation;
     setState(m_outputBegan ? State::Playing : State::Loading);
     if (m_outputBegan && !m_announced && generation == m_generation)
@@ -615,9 +643,19 @@ void MpvPlayer::stop()
     if (m_mpv) {
         const char *command[] = {"stop", nullptr};
         mpv_command_async(m_mpv, 0, command);
+        keepOpen(false);
     }
     trace(u"stop"_s, m_url);
     setState(State::Stopped);
+}
+
+void MpvPlayer::keepOpen(bool on)
+{
+    if (on == m_keptOpen || !m_mpv)
+        return;
+    m_keptOpen = on;
+    const char *value = on ? "yes" : "no";
+    mpv_set_property_async(m_mpv, 0, "keep-open", MPV_FORMAT_STRING, &value);
 }
 
 QList<MediaPlayer::AudioDevice> MpvPlayer::audioDevices() const

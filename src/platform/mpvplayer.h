@@ -125,11 +125,13 @@ private:
     void loadReplied(const Event &event);
     void entryEnded(const Event &event);
     void outputBegan();
+    qint64 flowPosition();
     void announce();
     void finish(bool ended);
     void holdEnd();
     void releaseEnd();
     void cancelHold();
+    void keepOpen(bool on);
     static qint64 nowMs();
     void failLater(const QString &url);
     void setState(State state);
@@ -173,6 +175,8 @@ private:
     QString m_prepared;                    // loaded and held paused by prepare()
     std::uint64_t m_preparedGeneration = 0; // ... for this generation only
     bool m_openPaused = false;              // open() within prepare()
+    bool m_keptOpen = false;                // mpv's keep-open is on for a prepared item
+    bool m_atStart = false;                 // prepared, and not let go since
     QTimer *m_surfaceWait = nullptr;
 };
 

@@ -259,3 +259,28 @@ TEST_F(MpvPlayerTest, ItemWaitsForTheVideoSurfaceThenPlays)
     EXPECT_EQ(rec.started, QStringList{u"tone.wav"_s});
     EXPECT_TRUE(rec.errors.isEmpty());
 }
+
+// An output buffer deeper than the item (audio-buffer=2) takes a prepared
+// item whole while it waits; it must still be there, and heard to its end,
+// when it is opened, again and again.
+TEST_F(MpvPlayerTest, APreparedItemSurvivesABufferDeeperThanItself)
+{
+    const QString second = tone(u"second.wav"_s, 2, 1);
+    MpvPlayer p({u"ao=null"_s, u"audio-buffer=2"_s});
+    ASSERT_TRUE(p.isValid()) << qPrintable(p.errorString());
+    rec.attach(p);
+    QStringList events;
+    p.setTraceSink([&events](const QString &event, const QString &) { events << event; });
+    for (int round = 1; round <= 2; ++round) {
+        SCOPED_TRACE(round);
+        p.prepare(second);
+        QTest::qWait(1500);
+        QElapsedTimer heard;
+        heard.start();
+        p.open(second);
+        ASSERT_TRUE(rec.waitStops(round));
+        EXPECT_GE(heard.elapsed(), 950) << qPrintable(events.join(u' '));
+        EXPECT_FALSE(events.contains(u"prepared-dropped"_s));
+        EXPECT_EQ(events.count(u"open"_s), round) << "loaded once each round";
+    }
+}
