@@ -85,25 +85,3 @@ TEST_F(Alarm, ATextNotMadeReadyRepeatsTheToneUntilItsReadingIsThere)
     endItems(1);
     EXPECT_EQ(played().last(), u"reading");
 }
-
-TEST_F(Alarm, NothingPlayableIsLoggedOnceAndTriedAgainLater)
-{
-    // No tone and a speech engine that refuses: nothing to play.
-    synth.refusal = u"引擎坏了"_s;
-    alarm.start({u"请撤离"_s});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return log.text().contains(u"紧急广播的文字无法朗读"_s); }, 3000));
-    EXPECT_TRUE(broadcastPlayer.opened.isEmpty());
-    EXPECT_TRUE(log.text().contains(u"紧急广播没有可播放的声音"_s));
-
-    // A tone that cannot be played: two failures, then a pause before the next try.
-    d.write(u"TONE.wav"_s, u"RIFF"_s);
-    QTest::qWait(AlarmLoop::kRetryMs + 200);
-    ASSERT_EQ(broadcastPlayer.opened.size(), 1);
-    broadcastPlayer.fail();
-    broadcastPlayer.fail();
-    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
-    QTest::qWait(AlarmLoop::kRetryMs / 2);
-    EXPECT_EQ(broadcastPlayer.opened.size(), 2);
-    EXPECT_EQ(log.text().count(u"紧急广播的声音无法播放"_s), 1);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.opened.size() == 3; }, 2000));
-}

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <cmath>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -21,7 +21,6 @@ TEST(Espeak, EveryVoiceOfferedSpeaksAndReadsChineseWithoutEnglishNumbers)
 {
     EspeakSynth synth;
     ASSERT_TRUE(synth.isAvailable());
-    ASSERT_TRUE(EspeakSynth::phonemes(u"今天天气很好"_s, u"cmn"_s).contains(u"(en)"_s));
     const tav::VoiceCatalog voices(&synth);
     for (const tav::VoiceChoice &c : voices.choices()) {
         SCOPED_TRACE(c.name.toStdString());
@@ -33,40 +32,6 @@ TEST(Espeak, EveryVoiceOfferedSpeaksAndReadsChineseWithoutEnglishNumbers)
             EXPECT_FALSE(EspeakSynth::phonemes(u"今天天气很好"_s, c.synthId).contains(u"(en)"_s));
         }
     }
-}
-
-TEST(Espeak, WordsAndSentencesAreMarkedInTheText)
-{
-    EspeakSynth synth;
-    tav::SpeechAudio audio;
-    QString error;
-    const QString text = u"各位同学早上好。请到操场集合。"_s;
-    ASSERT_TRUE(synth.synthesize(text, u"cmn-latn-pinyin"_s, 0, &audio, &error)) << error.toStdString();
-    int sentences = 0, lastWordAt = -1, lastMs = -1;
-    for (const tav::SpeechMark &m : audio.marks) {
-        ASSERT_GE(m.textPos, 0);
-        ASSERT_LE(m.textPos + m.length, text.size());
-        EXPECT_GE(m.audioMs, lastMs);
-        lastMs = m.audioMs;
-        if (m.kind == tav::SpeechMark::Kind::Sentence)
-            ++sentences;
-        else
-            lastWordAt = m.textPos;
-    }
-    EXPECT_EQ(sentences, 2);
-    EXPECT_GE(lastWordAt, int(text.indexOf(u'请')));
-    EXPECT_LE(lastMs, audio.durationMs());
-    // The engine's silence around the words is trimmed (the marks stay within
-    // the audio, above): the words start at the first sample and end at the last.
-    const auto *samples = reinterpret_cast<const qint16 *>(audio.samples.constData());
-    EXPECT_GT(std::abs(int(samples[0])), tav::kSilenceLevel);
-    EXPECT_GT(std::abs(int(samples[audio.frames() - 1])), tav::kSilenceLevel);
-    // Faster is shorter.
-    tav::SpeechAudio fast;
-    ASSERT_TRUE(synth.synthesize(text, u"cmn-latn-pinyin"_s, 10, &fast, &error));
-    EXPECT_LT(fast.durationMs(), audio.durationMs() * 3 / 4);
-    EXPECT_FALSE(synth.synthesize(text, u"no-such-voice"_s, 0, &fast, &error));
-    EXPECT_FALSE(error.isEmpty());
 }
 
 TEST(WaveFormats, EveryFormatIsWrittenAsItsNameSays)
