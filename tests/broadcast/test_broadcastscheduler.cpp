@@ -273,6 +273,37 @@ TEST_F(BroadcastDay, ThePlayersAreReadiedSecondsBeforeAFiringAndTheSpeechFollows
     EXPECT_EQ(synth.texts().size(), 1);
 }
 
+// Once the output's latency is known the waiting tone goes that much before
+// its firing, at the firing's volume, and the firing finds it going; a firing
+// that does not come stops it.
+TEST_F(BroadcastDay, TheWaitingToneGoesAheadOfItsSecondByTheOutputsLatency)
+{
+    broadcastPlayer.latency = 300;
+    const tav::BroadcastRequest request{.name = u"午休"_s, .text = u"午休时间到了"_s, .voiceVolume = 90, .tone = true};
+    const QDateTime firing = at("2026-11-23 12:00:00");
+    for (const bool comes : {true, false}) {
+        broadcastPlayer.stop();
+        clock.set(firing.addMSecs(-350));
+        broadcaster.warmUp(request, firing);
+        ASSERT_EQ(broadcastPlayer.state(), State::Paused);
+        EXPECT_NEAR(broadcaster.toneReleaseInMs(), 50, 20);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.state() == State::Playing; }, 2000));
+        EXPECT_EQ(broadcastPlayer.volume(), 90);
+        if (!comes) {
+            ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.state() == State::Stopped; }, 3000));
+            continue;
+        }
+        clock.set(firing);
+        QString error;
+        ASSERT_TRUE(broadcaster.speak(request, &error)) << error.toStdString();
+        EXPECT_EQ(broadcastPlayer.opened, QStringList{dir.tone()});
+        EXPECT_EQ(broadcastPlayer.state(), State::Playing) << "going on, not opened again";
+        broadcaster.stop();
+    }
+}
+
+ // A broadcast without a tone speaks first: its first reading is synthesised
+
 // A broadcast without a tone speaks first: its first reading is synthesised
 // at the warm-up, with the firing's time, and waits on the voice's player.
 TEST_F(BroadcastDay, ASpeechFirstBroadcastIsReadyAheadWithItsFiringTimeAndPlaysOnItsSecond)
