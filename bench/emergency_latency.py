@@ -113,7 +113,7 @@ def main():
     finally:
         rec.stop()
         pulse.stop()
-    print(f"  (recording mapped to the wall clock within ~{rec.calibrate():.1f} ms, {rec.dropped():.0f} ms of it lost to overruns)")
+    print(f"  (recording mapped to the wall clock within ~{rec.calibrate():.1f} ms, moving {rec.moved():.0f} ms over the recording)")
     missed = False
     inside = []
     for p in paths:

@@ -7,12 +7,13 @@ env() play into it. parec records the sink's monitor in chunks of 2.5 ms,
 each stamped with the wall clock on arrival. A chunk arrives a little after
 its last sample was rendered, never before, so the mapping from sample number
 to wall clock is the lower envelope: offset = min(arrival - frames / rate),
-wall(n) = offset + n / rate. The null sink renders on the system clock, so
-the mapping does not drift; its error is the monitor's shortest delivery
-delay (a few milliseconds at most, see calibrate()). On a loaded machine the
-recorder can lose samples (an overrun): every sample after the loss would map
-too early by what was lost. So the envelope is taken locally, over the chunks
-within two seconds of a sample, and dropped() says how much was lost.
+wall(n) = offset + n / rate. Its error is the monitor's shortest delivery
+delay (a few milliseconds at most, see calibrate()). The recording's rate is
+not quite the wall clock's (here it gained about 0.4 ms a second), and on a
+loaded machine the recorder can lose samples: one offset for a whole
+recording would put events minutes in tens of milliseconds off. So the
+envelope is taken locally, over the chunks within a second of a sample, and
+moved() says how far it went over the recording.
 
 Sound is found in 2 ms windows: a window is sound when its RMS is above
 -50 dBFS, and a tone at a known frequency is told apart from other sound
@@ -110,8 +111,10 @@ class Recorder:
         for n, o in self.offsets:
             b = min(n // RATE, seconds - 1)
             lowest[b] = min(lowest[b], o)
-        self.local = [min(lowest[max(0, b - 2):b + 3]) for b in range(seconds)]
-        self.offset = min(self.local)
+        self.local = [min(lowest[max(0, b - 1):b + 2]) for b in range(seconds)]
+        known = [o for o in self.local if o != float("inf")] or [0.0]
+        self.offset = min(known)
+        self.local = [o if o != float("inf") else self.offset for o in self.local]
 
     def _offset(self, n):
         return self.local[min(max(0, n // RATE), len(self.local) - 1)]
@@ -122,8 +125,8 @@ class Recorder:
         d = sorted(o - self._offset(n) for n, o in self.offsets)
         return d[len(d) // 20] * 1000 if d else float("nan")
 
-    def dropped(self):
-        """Milliseconds of recording lost to overruns (0 on a quiet machine)."""
+    def moved(self):
+        """How far the mapping moved over the recording (ms): drift and lost samples."""
         return (max(self.local) - min(self.local)) * 1000 if self.local else 0.0
 
     def wall(self, n):

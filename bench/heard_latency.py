@@ -91,7 +91,7 @@ def run_station(args, pulse, data, until, lead=None):
             time.sleep(max(0, (until - dt.datetime.now()).total_seconds()) + 1)
     finally:
         rec.stop()
-    print(f"  ({what_ran(data)}: recording mapped to the wall clock within ~{rec.calibrate():.1f} ms, {rec.dropped():.0f} ms of it lost to overruns)")
+    print(f"  ({what_ran(data)}: recording mapped to the wall clock within ~{rec.calibrate():.1f} ms, moving {rec.moved():.0f} ms over the recording)")
     return rec
 
 
