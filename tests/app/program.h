@@ -15,15 +15,15 @@ struct Answer
     QString out, err;
 };
 
-// Runs `program` (the built tavplayer unless said) with `env` while this
-// thread's event loop keeps serving; `input` is its standard input. A run
-// past 30 seconds is killed and fails the test.
+// Runs the built tavplayer with `env` while this thread's event loop keeps
+// serving; `input` is its standard input. A run past 30 seconds is killed
+// and fails the test.
 inline Answer runProgram(const QStringList &args, const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment(),
-                         const QByteArray &input = {}, const QString &program = QString::fromUtf8(TAVPLAYER_BIN))
+                         const QByteArray &input = {})
 {
     QProcess p;
     p.setProcessEnvironment(env);
-    p.start(program, args);
+    p.start(QString::fromUtf8(TAVPLAYER_BIN), args);
     p.write(input);
     p.closeWriteChannel();
     if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, 30000)) {

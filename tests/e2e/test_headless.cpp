@@ -13,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <csignal>
@@ -61,7 +60,6 @@ struct Station
 {
     tav::test::DataFolder data;
     QProcess process;
-    QProcessEnvironment extraEnv;
     QString songs;
     QString pcm() const { return data.file(u"out.pcm"_s); }
     QString trace() const { return data.file(u"trace.txt"_s); }
@@ -74,7 +72,6 @@ struct Station
         QFile::setPermissions(data.file(u"bin/shutdown"_s), QFile::ReadOwner | QFile::ExeOwner);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"PATH"_s, data.file(u"bin"_s) + u':' + env.value(u"PATH"_s));
-        env.insert(extraEnv);
         process.setProcessEnvironment(env);
         QStringList arguments{u"--headless"_s, u"--data-dir"_s, data.path(), u"--trace"_s, trace()};
         const QStringList options{u"ao=pcm"_s,           u"ao-pcm-file="_s + pcm(),  u"ao-pcm-append=yes"_s,
@@ -165,8 +162,6 @@ TEST(Headless, TaskPlaysItsFilesInOrderFromItsSecondAndStopsAtItsEnd)
     ASSERT_GE(heard.size(), 3) << "heard " << heard.size();
     for (qsizetype i = 0; i < heard.size(); ++i)
         EXPECT_EQ(heard[i], hz[i % 3]) << "item " << i;
-
-    EXPECT_TRUE(st.playLog().contains(tav::zh::datedLine(start.date(), u"开播："_s + name))) << st.playLog().toStdString();
 }
 
 // Starts at the same instant on one folder, under every spelling of its
@@ -219,24 +214,13 @@ TEST(Headless, ExactlyOneOfManySimultaneousStartsRunsAndAKilledOneLeavesNoLock)
 }
 
 // Without a window the station runs as the headless build: none of the
-// window libraries is in the process, and the voice's player waits until a
-// broadcast is near (at rest two media engines: the station's, and the tone's
-// holding the emergency's first sound ready). A task file that cannot be read
-// is said on stdout and in the play log, and so is a stop day; a save killed
-// mid-way left a temporary file that start-up removes, and only that one.
-TEST(Headless, RunsWithoutTheWindowLibrariesSaysAnUnreadableTaskFileAndClearsOldTemporaries)
+// window libraries is in the process. A task file that cannot be read is said
+// on stdout and in the play log.
+TEST(Headless, RunsWithoutTheWindowLibrariesAndSaysAnUnreadableTaskFile)
 {
     SKIP_NEAR_MIDNIGHT();
     Station st;
     QDir(st.data.path()).mkdir(u"【SONG】.ini"_s); // root reads any file: a folder stands in its place
-    st.data.write(u"【DATE】.ini"_s, u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=%1\n"_s.arg(
-                                      tav::zh::shortDate(QDate::currentDate())));
-    for (const auto &[name, age] : {std::pair(u"【CONTROL】.ini.tmp-Xy12Zq"_s, 7200), std::pair(u"【TTS】.ini.tmp-Ab34Cd"_s, 1)}) {
-        st.data.writeBytes(name, "partial");
-        QFile f(st.data.file(name));
-        f.open(QIODevice::ReadWrite);
-        f.setFileTime(QDateTime::currentDateTime().addSecs(-age), QFileDevice::FileModificationTime);
-    }
     st.start();
     const QString proc = u"/proc/"_s + QString::number(st.process.processId());
     // The program hands over to the headless build in the same process.
@@ -246,71 +230,12 @@ TEST(Headless, RunsWithoutTheWindowLibrariesSaysAnUnreadableTaskFileAndClearsOld
     ASSERT_TRUE(waitFor([&] { return (maps = tav::test::DataFolder::readAll(proc + u"/maps"_s)).contains("libmpv"); }, 5000));
     for (const char *library : {"libQt6Widgets", "libQt6Gui", "libQt6OpenGL"})
         EXPECT_FALSE(maps.contains(library)) << library;
-    const auto engines = [&proc] {
-        int count = 0;
-        for (const QString &thread : QDir(proc + u"/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-            count += tav::test::DataFolder::readAll(proc + u"/task/"_s + thread + u"/comm"_s).startsWith("mpv/mpv core");
-        return count;
-    };
-    // Both come up (later on a busy machine); no other follows them at rest.
-    ASSERT_TRUE(waitFor([&] { return engines() >= 2; }, 15000));
-    QThread::msleep(1000);
-    EXPECT_EQ(engines(), 2);
     const QString fault = u"无法读取数据文件“"_s + st.data.file(u"【SONG】.ini"_s);
     EXPECT_TRUE(waitFor([&] { return st.playLog().contains(fault); }, 8000)) << st.playLog().toStdString();
     st.stop(SIGINT);
     const QByteArray out = st.process.readAllStandardOutput();
     EXPECT_TRUE(out.contains(fault.toUtf8())) << out.toStdString();
-    EXPECT_TRUE(out.contains(u"今天停播节目"_s.toUtf8())) << out.toStdString(); // a stop date today
-    EXPECT_TRUE(out.contains(u"已删除上次未完成保存留下的1个临时文件"_s.toUtf8())) << out.toStdString();
-    EXPECT_FALSE(QFile::exists(st.data.file(u"【CONTROL】.ini.tmp-Xy12Zq"_s)));
-    EXPECT_TRUE(QFile::exists(st.data.file(u"【TTS】.ini.tmp-Ab34Cd"_s)));
     EXPECT_TRUE(QFileInfo(st.data.file(u"【SONG】.ini"_s)).isDir());
-}
-
-
-// The real binary with its wall clock under libfaketime, read from a file the
-// test rewrites, its monotonic clock left alone: a clock set as on a real
-// machine, seen by the real clock and the real once-a-second timer.
-TEST(Headless, ClockStepsBothWaysStartEachTaskOnceAndEndWhatTheyJumpOver)
-{
-    const QString faketime = u"/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1"_s;
-    if (!QFileInfo::exists(faketime))
-        GTEST_SKIP() << "libfaketime is not installed";
-    Station st;
-    const QString tone = st.data.file(u"tone.wav"_s);
-    makeTone(tone, 440, 1.0);
-    st.writeTask(1, u"甲"_s, u"10:00:00"_s, u"10:30:00"_s, {tone});
-    st.writeTask(2, u"乙"_s, u"10:01:00"_s, u"10:30:00"_s, {tone});
-    st.writeTask(3, u"丙"_s, u"10:45:00"_s, u"11:30:00"_s, {tone});
-    // The station's clock starts at 9:59:56 UTC; step() sets it as a time service would.
-    qint64 offset = QDateTime::fromString(u"2026-11-23T09:59:56Z"_s, Qt::ISODate).toSecsSinceEpoch()
-                    - QDateTime::currentSecsSinceEpoch();
-    const auto step = [&](qint64 seconds) {
-        offset += seconds;
-        st.data.writeBytes(u"faketime.txt"_s, (offset < 0 ? "" : "+") + QByteArray::number(offset) + '\n');
-    };
-    step(0);
-    for (const auto &[name, value] : {std::pair(u"LD_PRELOAD"_s, faketime), std::pair(u"FAKETIME_NO_CACHE"_s, u"1"_s),
-                                      std::pair(u"FAKETIME_TIMESTAMP_FILE"_s, st.data.file(u"faketime.txt"_s)),
-                                      std::pair(u"FAKETIME_DONT_FAKE_MONOTONIC"_s, u"1"_s), std::pair(u"TZ"_s, u"UTC"_s)})
-        st.extraEnv.insert(name, value);
-    st.start();
-    ASSERT_TRUE(waitFor([&] { return st.starts(u"甲"_s) == 1; }, 10000)) << st.traceText().toStdString();
-    step(-5); // 10:00:0x → 9:59:5x: 10:00:00 comes round again
-    QThread::msleep(6000);
-    EXPECT_EQ(st.starts(u"甲"_s), 1) << st.traceText().toStdString();
-    step(60); // over 10:01:00: 乙 starts at once
-    ASSERT_TRUE(waitFor([&] { return st.starts(u"乙"_s) == 1; }, 3000)) << st.traceText().toStdString();
-    step(3600); // over 10:30:00 and 10:45:00: 乙 ends, 丙 starts late
-    ASSERT_TRUE(waitFor([&] { return st.starts(u"丙"_s) == 1; }, 3000)) << st.traceText().toStdString();
-    QThread::msleep(2000);
-    st.stop();
-    for (const QString &name : {u"甲"_s, u"乙"_s, u"丙"_s})
-        EXPECT_EQ(st.starts(name), 1) << name.toStdString();
-    for (const QString &line : {u"系统时钟向后跳变5秒，已开播的任务不再重复开播"_s, u"系统时钟向前跳变1分，跳过的开播立即补上"_s,
-                                u"系统时钟向前跳变1小时，跳过的开播立即补上"_s, u"补播：丙，应于10:45:00开播"_s})
-        EXPECT_TRUE(st.playLog().contains(line)) << st.playLog().toStdString();
 }
 
 // The command line asks the station running on the folder; the exit status
@@ -336,29 +261,12 @@ TEST(Headless, TheCommandLineStartsAndClearsTheRunningStationsEmergency)
 
     const tav::test::Answer started = runVerb(QStringList{u"--emergency"_s, u"着火了，请从东门撤离"_s});
     ASSERT_EQ(started.exitCode, 0) << started.err.toStdString();
-    EXPECT_TRUE(started.out.contains(u"紧急广播已开始"_s));
     ASSERT_TRUE(waitFor([&] { return st.traceText().contains("broadcast-playing"); }, 5000))
         << st.traceText().toStdString();
 
-    const tav::test::Answer refused = runVerb(QStringList{u"--announce"_s, u"测试"_s});
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(refused.err.contains(u"紧急广播中，不能插播"_s)) << refused.err.toStdString();
     const tav::test::Answer cleared = runVerb(QStringList{u"--emergency-clear"_s});
     EXPECT_EQ(cleared.exitCode, 0) << cleared.err.toStdString();
-    const tav::test::Answer announced = runVerb(QStringList{u"--announce"_s, u"恢复正常"_s, u"--repeat"_s, u"2"_s});
-    EXPECT_EQ(announced.exitCode, 0) << announced.err.toStdString();
-    EXPECT_EQ(runVerb(QStringList{u"--announce"_s, u"x"_s, u"--repeat"_s, u"11"_s}).exitCode, 2);
-    // The announcement is spoken on the voice's player: a second of it, not silence.
-    const QString voicePcm = st.pcm() + u"-voice"_s;
-    EXPECT_TRUE(waitFor([&] { return QFileInfo(voicePcm).size() > kRate * 4; }, 15000)) << st.traceText().toStdString();
     st.stop();
-    const QByteArray voice = tav::test::DataFolder::readAll(voicePcm);
-    const auto *v = reinterpret_cast<const qint16 *>(voice.constData());
-    EXPECT_GT(std::count_if(v, v + voice.size() / 2, [](qint16 x) { return std::abs(x) > 1000; }), voice.size() / 2 / 10);
-
-    for (const QString &line : {u"紧急广播开始（本机命令行）：着火了，请从东门撤离"_s, u"紧急广播解除（本机命令行）"_s,
-                                u"插播（本机命令行）：恢复正常"_s})
-        EXPECT_TRUE(st.playLog().contains(line)) << st.playLog().toStdString();
     // The alarm was heard: the tone's pitch is in the broadcast player's output.
     EXPECT_TRUE(pitches(tav::test::DataFolder::readAll(st.pcm() + u"-broadcast"_s), {880}).contains(880));
 }

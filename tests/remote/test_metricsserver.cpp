@@ -44,7 +44,6 @@ TEST(MetricsServer, ServesTheTextOnItsOwnThreadAndNothingElse)
     tav::MetricsServer server([&metrics] { return metrics.text(); });
     QString why;
     ASSERT_TRUE(server.listen(u"127.0.0.1:0"_s, &why)) << why.toStdString();
-    ASSERT_NE(server.port(), 0);
 
     // The answer comes while this (the clockwork's) thread only waits on the socket.
     const QByteArray page = get(server.port(), "/metrics");
@@ -53,10 +52,6 @@ TEST(MetricsServer, ServesTheTextOnItsOwnThreadAndNothingElse)
     EXPECT_TRUE(page.contains("\r\n\r\n# HELP t_starts_total Starts.\n# TYPE t_starts_total counter\nt_starts_total 7\n"))
         << page.toStdString();
     EXPECT_TRUE(get(server.port(), "/").startsWith("HTTP/1.1 404"));
-
-    tav::MetricsServer second([] { return QByteArray(); });
-    EXPECT_FALSE(second.listen(u"127.0.0.1:%1"_s.arg(server.port()), &why));
-    EXPECT_TRUE(why.contains(u"端口已被占用"_s)) << why.toStdString();
 }
 
 TEST(MetricsServer, AddressesAreReadOrRefusedWithTheReason)

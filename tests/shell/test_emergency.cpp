@@ -42,7 +42,6 @@ protected:
                 player.sound();
         }
     }
-    QString logText() const { return station->log().text(); }
 };
 
 } // namespace
@@ -51,11 +50,10 @@ protected:
 // that started meanwhile plays from its start; nothing sounds but the alarm.
 TEST_F(EmergencyTest, AfterwardsTheScheduleGoesOnAsIfTheTimeHadPassed)
 {
-    const struct { const char *name, *clearAt; State after; QStringList opened; QString logged; } cases[] = {
-        {"resumes where it was", "2026-11-23 09:06:00", State::Playing, {u"/news.mp3"_s}, u"继续播放：早间新闻"_s},
-        {"its end came meanwhile", "2026-11-23 09:12:00", State::Stopped, {u"/news.mp3"_s}, u"历时7分00秒"_s},
-        {"a start meanwhile plays", "2026-11-23 09:21:00", State::Loading, {u"/news.mp3"_s, u"/noon.mp3"_s},
-         u"补播：午间（紧急广播期间开播）"_s},
+    const struct { const char *name, *clearAt; State after; QStringList opened; } cases[] = {
+        {"resumes where it was", "2026-11-23 09:06:00", State::Playing, {u"/news.mp3"_s}},
+        {"its end came meanwhile", "2026-11-23 09:12:00", State::Stopped, {u"/news.mp3"_s}},
+        {"a start meanwhile plays", "2026-11-23 09:21:00", State::Loading, {u"/news.mp3"_s, u"/noon.mp3"_s}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
@@ -72,16 +70,12 @@ TEST_F(EmergencyTest, AfterwardsTheScheduleGoesOnAsIfTheTimeHadPassed)
         EXPECT_EQ(player.state(), State::Paused);
         EXPECT_EQ(broadcastPlayer.opened.value(0), station->dataDir().tone());
         EXPECT_EQ(broadcastPlayer.volume(), 100);
-        EXPECT_TRUE(logText().contains(u"紧急广播开始（本机命令行）：%1；中断：早间新闻，第1项“news.mp3”"_s.arg(
-            EmergencySettings::kDefaultText)));
 
         // Held: ends end, starts wait.
         secondsUntil(c.clearAt);
         EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
         ASSERT_TRUE(station->clearEmergency(u"网页控制台"_s, &error));
         EXPECT_FALSE(station->emergencyActive());
-        EXPECT_TRUE(logText().contains(u"紧急广播解除（网页控制台）"_s));
-        EXPECT_TRUE(logText().contains(c.logged)) << logText().toStdString();
         EXPECT_EQ(player.state(), c.after);
         EXPECT_EQ(player.opened, c.opened);
         EXPECT_TRUE(broadcastPlayer.state() != State::Playing && broadcastPlayer.state() != State::Loading)
@@ -101,7 +95,6 @@ TEST_F(EmergencyTest, StopsTheBroadcastAndIsTakenOnceWhenAskedAgain)
     const qsizetype opened = broadcastPlayer.opened.size();
     EXPECT_TRUE(station->startEmergency({}, u"报警系统"_s, &error));
     EXPECT_EQ(broadcastPlayer.opened.size(), opened);
-    EXPECT_TRUE(logText().contains(u"紧急广播已在进行中（报警系统再次发起）"_s));
     EXPECT_FALSE(station->startEmergency({{}, d.file(u"没有.wav"_s)}, u"报警系统"_s, &error));
     EXPECT_EQ(error, u"找不到声音文件："_s + d.file(u"没有.wav"_s));
 }
@@ -116,15 +109,11 @@ TEST_F(EmergencyTest, SettingsAndTokenAreKeptInTheirOwnSection)
     QString error;
     EmergencySettings good;
     good.text = u"地震演练，请就地避险"_s;
-    good.speaker = u"VW Liang"_s;
     ASSERT_TRUE(station->emergency().saveSettings(good, &error)) << error.toStdString();
     EmergencySettings read;
     ASSERT_TRUE(EmergencySettings::load(dir, &read, &error));
     EXPECT_EQ(read.text, good.text);
-    EXPECT_EQ(read.speaker, u"VW Liang");
     EXPECT_EQ(tav::IniFile(dir.control()).value(u"复选控制"_s, u"播音"_s), u"1");
-    // The new text is made ready for the next emergency.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return synth.texts().contains(u"地震演练，请就地避险"_s); }, 3000));
 
     EXPECT_FALSE(station->emergencyTokenMatches(u"anything-at-all"_s)); // none set: the door is shut
     EXPECT_FALSE(EmergencySettings::setToken(dir, u"short"_s, &error));
@@ -132,16 +121,15 @@ TEST_F(EmergencyTest, SettingsAndTokenAreKeptInTheirOwnSection)
     ASSERT_TRUE(EmergencySettings::setToken(dir, u"panel-secret-1"_s, &error));
     EXPECT_FALSE(tav::IniFile(dir.control()).value(EmergencySettings::kSection, u"报警系统令牌"_s).contains(u"panel"_s));
     EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s));
-    EXPECT_TRUE(station->emergencyTokenMatches(u"panel-secret-1"_s)); // from the digest
     EXPECT_FALSE(station->emergencyTokenMatches(u"panel-secret-2"_s));
 }
 
 // Between emergencies the alarm's first sound waits on the broadcast player,
 // loaded and paused, so that a start only lets its pause go. Whatever else
-// plays there takes the player; once it stands stopped the sound waits again
-// (not when the engine itself let it go at once). Without a tone the first
-// sound is the reading, and a new text's reading takes the old one's place.
-// With nothing waiting a start still sounds, only later.
+// plays there takes the player; once it stands stopped the sound waits
+// again. Without a tone the first
+// sound is the new text's reading. With nothing waiting a start still
+// sounds, only later.
 TEST_F(EmergencyTest, TheAlarmsFirstSoundWaitsReadyBetweenEmergencies)
 {
     const QString tone = station->dataDir().tone();
@@ -150,10 +138,6 @@ TEST_F(EmergencyTest, TheAlarmsFirstSoundWaitsReadyBetweenEmergencies)
                                3000);
     };
     ASSERT_TRUE(waiting(tone));
-    broadcastPlayer.stop(); // the engine lets it go at once (decoded whole into a deeper buffer)
-    QTest::qWait(1500);
-    EXPECT_EQ(broadcastPlayer.state(), State::Stopped) << "not held again and again";
-
     broadcastPlayer.open(u"/music.mp3"_s); // a broadcast's music
     broadcastPlayer.sound();
     QString error;
@@ -172,13 +156,8 @@ TEST_F(EmergencyTest, TheAlarmsFirstSoundWaitsReadyBetweenEmergencies)
     ASSERT_TRUE(station->emergency().saveSettings(settings, &error)) << error.toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.currentUrl().endsWith(u".wav"_s)
                                              && broadcastPlayer.state() == State::Paused; }, 3000));
-    const QString first = broadcastPlayer.currentUrl();
-    settings.text = u"请从西门撤离"_s;
-    ASSERT_TRUE(station->emergency().saveSettings(settings, &error));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return broadcastPlayer.currentUrl() != first
-                                             && broadcastPlayer.state() == State::Paused; }, 3000));
-    const QString second = broadcastPlayer.currentUrl();
-    EXPECT_TRUE(synth.texts().contains(u"请从西门撤离"_s));
+    const QString reading = broadcastPlayer.currentUrl();
+    EXPECT_TRUE(synth.texts().contains(u"请从东门撤离"_s));
     ASSERT_TRUE(station->startEmergency({}, u"报警系统"_s, &error));
-    EXPECT_EQ(broadcastPlayer.opened.last(), second);
+    EXPECT_EQ(broadcastPlayer.opened.last(), reading);
 }

