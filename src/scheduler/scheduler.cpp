@@ -146,7 +146,8 @@ void Scheduler::reloadTasks()
         m_startedInReload.clear();
     }
     const DataDir dir = m_store.dataDir();
-    m_listReaders.start([this, day, reload, dir] {
+    const quint64 loads = m_store.loads();
+    m_listReaders.start([this, day, reload, dir, loads] {
         QElapsedTimer took;
         took.start();
         QString why = TaskStore::incompleteReason(dir);
@@ -157,11 +158,16 @@ void Scheduler::reloadTasks()
                 why = u"无法读取"_s;
         }
         const qint64 readMs = took.elapsed();
-        QMetaObject::invokeMethod(this, [this, day, reload, file = std::move(file), why, readMs]() mutable {
+        QMetaObject::invokeMethod(this, [this, day, reload, loads, file = std::move(file), why, readMs]() mutable {
             // A new day took over, or a later read is in already.
             if (day != m_dayGeneration || reload <= m_reloadApplied)
                 return;
             m_reloadApplied = reload;
+            // An edit here wrote the file and loaded it again while it was
+            // being read: what was read may be from before the edit, and the
+            // rows in hand are the file as it is now.
+            if (m_store.loads() != loads)
+                file = TaskStore::TaskFile{m_store.rows(), false, m_store.fileReadable()};
             if (m_dayLoadingSince >= 0) {
                 // The new day's list is made from this file, or from the
                 // tasks in hand when it was not whole.

@@ -99,6 +99,7 @@ TaskStore::Due TaskStore::dueOn(const TaskRecord &r, QDate date, const Settings 
 
 void TaskStore::load(QDate today, bool rewriteFile)
 {
+    ++m_loads;
     apply(readTaskFile(m_dir), today, rewriteFile);
 }
 

@@ -80,6 +80,10 @@ public:
     // a station may be running on).
     void setReadOnly(bool on) { m_readOnly = on; }
 
+    // How many times load() has read the file on this thread: a read begun
+    // on another thread before the latest load() may be older than the rows.
+    quint64 loads() const { return m_loads; }
+
     const QList<TaskRecord> &rows() const { return m_rows; }
     const QList<TodayTask> &today() const { return m_today; }
     // Today's list as the record array: every record followed by "<分隔>",
@@ -131,6 +135,7 @@ private:
     QDate m_listDate;
     bool m_readOnly = false;
     bool m_readable = true;
+    quint64 m_loads = 0;
 };
 
 } // namespace tav
