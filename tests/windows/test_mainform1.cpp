@@ -47,9 +47,8 @@ TEST_F(MainWindowTest, TaskListFiltersMovesAndDeletes)
         get<QAction>(menu)->trigger();
     EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s, u"下月"_s}));
 
-    selectTask(u"下月"_s);
-
     // A No to deleting or to quitting changes nothing.
+    selectTask(u"下月"_s);
     prompt.answers = {false, false};
     click("cmdDelTask");
     EXPECT_EQ(gridNames().size(), 4);

@@ -159,9 +159,9 @@ TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
     EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
     const QByteArray before = d.bytes(u"【CONTROL】.ini"_s);
-    placeLogo(u"12a"_s, u"0"_s);
+    placeLogo(u"0"_s, u"12a"_s); // a bad top is LogoPlace's own table
     EXPECT_EQ(prompt.shown, QStringList{u"提示|超出范围或不是数字，请重新输入"_s});
-    EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), u"12a"); // the input stays for correction
+    EXPECT_EQ(get<QLineEdit>("txtLogoLeft")->text(), u"12a"); // the input stays for correction
     EXPECT_EQ(d.bytes(u"【CONTROL】.ini"_s), before);
     EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
