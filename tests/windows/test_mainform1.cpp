@@ -1,6 +1,5 @@
 #include "broadcast/broadcastscheduler.h"
 #include "captions/captionstrip.h"
-#include "captions/frmmovefont.h"
 #include "core/datafaults.h"
 #include "mainwindowfixture.h"
 #include "pictures/frmtopmost.h"
@@ -9,43 +8,28 @@
 #include "pictures/slideshow.h"
 #include "playback/playbackcontroller.h"
 #include "scheduler/taskgrid.h"
-#include "scheduler/timepicker.h"
 #include "shell/agendapage.h"
-#include "shell/language.h"
 #include "shell/messageboxprompt.h"
-#include "shell/stopwatch.h"
 #include "timesync/localdaytime.h"
 #include "timesync/timekeeper.h"
 
 #include <QApplication>
-#include <QCalendarWidget>
 #include <QDir>
-#include <QFile>
-#include <QGroupBox>
-#include <QHeaderView>
 #include <QMessageBox>
-#include <QSignalSpy>
 #include <QTabWidget>
 #include <QTimer>
 
-#include <algorithm>
-
 // The filter buttons show their spans; moving and deleting act on the selected
-// task, the selection following the move and the file rewritten; 预览列表 shows
-// the selected task's list under the grid.
-TEST_F(MainWindowTest, TaskListFiltersMovesDeletesAndPreviews)
+// task, the selection following the move and the file rewritten.
+TEST_F(MainWindowTest, TaskListFiltersMovesAndDeletes)
 {
     const QString tasks[][2] = {{u"下周"_s, u"指定 2026/11/30"_s}, {u"周二"_s, u"每周二"_s},
                                 {u"每日"_s, u"每天"_s}, {u"下月"_s, u"指定 2026/12/24"_s}};
     for (const auto &t : tasks)
         addTask(t[0], u"11:00:00"_s, u"11:10:00"_s, {}, t[1]);
-    d.write(u"每日.ini"_s, tav::test::mediaList({u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s}));
     start();
-    EXPECT_TRUE(get<QTableWidget>("MSHFlexGrid1")->isColumnHidden(tav::TaskGrid::kVolumeColumn));
     const struct { const char *button; QStringList shown; } filters[] = {
-        {"cmdThis_task", {u"每日"_s}},
         {"cmdWeekOK", {u"每日"_s, u"周二"_s, u"下周"_s}},
-        {"cmdMonth", {u"每日"_s, u"周二"_s, u"下周"_s, u"下月"_s}},
         {"cmd_ShowAllTaskOK", {u"下周"_s, u"周二"_s, u"每日"_s, u"下月"_s}}};
     for (const auto &f : filters) {
         click(f.button);
@@ -63,19 +47,14 @@ TEST_F(MainWindowTest, TaskListFiltersMovesDeletesAndPreviews)
         get<QAction>(menu)->trigger();
     EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s, u"下月"_s}));
 
-    auto *preview = get<QListWidget>("ListPreview");
-    EXPECT_TRUE(preview->isHidden());
-    click("chkViewList");
-    EXPECT_FALSE(preview->isHidden());
-    EXPECT_EQ(tav::test::texts(preview), (QStringList{u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s}));
+    // A No to deleting or to quitting changes nothing.
     selectTask(u"下月"_s);
-    EXPECT_EQ(tav::test::texts(preview), QStringList{u"（“下月”的列表为空）"_s});
-    click("chkViewList");
-    EXPECT_TRUE(preview->isHidden());
-
-    prompt.answers = {false};
+    prompt.answers = {false, false};
     click("cmdDelTask");
     EXPECT_EQ(gridNames().size(), 4);
+    get<QAction>("mnuPopExit")->trigger();
+    EXPECT_EQ(prompt.shown.last(), u"提示|确定退出软件吗?");
+    EXPECT_TRUE(station->ticker().isActive());
     prompt.answers = {true};
     click("cmdDelTask");
     EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s}));
@@ -105,8 +84,8 @@ TEST_F(MainWindowTest, OptionsAreWrittenOnClickAndComeBackAtTheNextStart)
     EXPECT_EQ(player.balance(), -10000);
 }
 
-// 滚动字幕 runs the strip at once and from the next start, the editor opening
-// clear of it; a timed caption comes with the station's second.
+// 滚动字幕 runs the strip at once and from the next start; a timed caption
+// comes with the station's second.
 TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheStationsSecondTimesIt)
 {
     d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
@@ -120,13 +99,6 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheStationsSecondTimesIt)
         EXPECT_EQ(strip->isVisible(), on);
     }
     EXPECT_EQ(strip->caption(), u"欢迎"_s);
-    get<QAction>("mnuCaption")->trigger();
-    auto *editor = window->findChild<tav::frmMoveFont *>();
-    ASSERT_NE(editor, nullptr);
-    // The strip stays above every window: the editor opens clear of it.
-    EXPECT_FALSE(editor->frameGeometry().intersects(strip->frameGeometry()))
-        << editor->frameGeometry().y() << "+" << editor->frameGeometry().height() << " strip at "
-        << strip->frameGeometry().y();
     start();
     EXPECT_TRUE(window->findChild<tav::CaptionStrip *>()->isVisible());
 
@@ -141,78 +113,32 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheStationsSecondTimesIt)
 }
 
 // Each tool window is made once: its menu item opens it, and closed it comes
-// back, the same window, from its other way in.
+// back, the same window, from its other way in; the backup window opens for
+// one direction from each of its menus.
 TEST_F(MainWindowTest, ToolWindowsOpenOnceAndComeBack)
 {
     withBroadcasts = true;
     start();
-    const auto fire = [this](const char *name) {
-        if (auto *action = window->findChild<QAction *>(QString::fromLatin1(name)))
-            action->trigger();
-        else
-            click(name);
-    };
-    const struct { const char *menu, *window, *again; } cases[] = {
-        {"mnuCaption", "frmMoveFont", "cmdScrollOpen"}, {"mnuPic", "frmPic", "cmdPicSet"},
-        {"mnuBakTasks", "frmFileBak", "cmdBackup"}, {"lblTimeHealth", "netTime", "mnuNetTime"},
-        {"mnuTTSPop", "TTSAppMain", "mnuTTSPop"}};
+    const struct { const char *window, *menu, *again; } cases[] = {
+        {"frmMoveFont", "mnuCaption", "cmdScrollOpen"}, {"frmPic", "mnuPic", "cmdPicSet"},
+        {"netTime", "mnuNetTime", "lblTimeHealth"}, {"TTSAppMain", "mnuTTSPop", "mnuTTSPop"},
+        {"frmFileBak", "mnuBakTasks", "cmdBackup"}};
     for (const auto &c : cases) {
-        fire(c.menu);
-        auto *opened = window->findChild<QWidget *>(QString::fromLatin1(c.window));
-        ASSERT_NE(opened, nullptr) << c.window;
-        EXPECT_TRUE(opened->isVisible()) << c.window;
-        opened->close();
-        fire(c.again);
-        EXPECT_TRUE(opened->isVisible()) << c.window;
-        EXPECT_EQ(window->findChildren<QWidget *>(QString::fromLatin1(c.window)).size(), 1) << c.window;
-        opened->close();
+        for (const char *way : {c.menu, c.again}) {
+            if (auto *action = window->findChild<QAction *>(QString::fromLatin1(way)))
+                action->trigger();
+            else
+                click(way);
+            EXPECT_EQ(window->findChildren<QWidget *>(QString::fromLatin1(c.window)).size(), 1) << way;
+            EXPECT_TRUE(get<QWidget>(c.window)->isVisible()) << way;
+            get<QWidget>(c.window)->close();
+        }
     }
-    // The backup window opens for one direction from each of its menus.
     for (bool backup : {true, false}) {
-        fire(backup ? "mnuBakTasks" : "mnuImportTasks");
+        get<QAction>(backup ? "mnuBakTasks" : "mnuImportTasks")->trigger();
         EXPECT_EQ(get<QPushButton>("Command4")->isEnabled(), backup);
         EXPECT_EQ(get<QPushButton>("Command5")->isEnabled(), !backup);
     }
-}
-
-// The sample task of an empty station has a list file, empty; playing with
-// nothing selected says so.
-TEST_F(MainWindowTest, SampleTaskOnAnEmptyStationSaysWhatItLacks)
-{
-    start();
-    click("cmdPlayOne");
-    EXPECT_EQ(prompt.shown.last(), u"提示|请先在任务列表中选择要播放的任务");
-    click("cmd_mainModiOK");
-    EXPECT_EQ(prompt.shown.last(), u"提示|任务标题为空，开始初始化列表内容！");
-    EXPECT_EQ(gridNames(), QStringList{u"服务厅大屏视频演示"_s});
-    EXPECT_TRUE(QFile::exists(station->dataDir().taskListFile(u"服务厅大屏视频演示"_s)));
-}
-
-TEST_F(MainWindowTest, MessagePaneFollowsTheLogAndClears)
-{
-    start();
-    station->log().append(u"[2026/11/23]开播：早操"_s);
-    EXPECT_EQ(get<QGroupBox>("Frame11")->title(), u"消息共1条");
-    EXPECT_EQ(get<QPlainTextEdit>("txtInformation")->toPlainText(), u"[2026/11/23]开播：早操");
-    click("cmdTipsClear");
-    EXPECT_EQ(get<QGroupBox>("Frame11")->title(), u"消息");
-    EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().isEmpty());
-    // 隐藏 hides the pane; the view menu brings it back.
-    click("cmdTipsHide");
-    EXPECT_TRUE(get<QGroupBox>("Frame11")->isHidden());
-    auto *tips = get<QAction>("mnuTips");
-    EXPECT_FALSE(tips->isChecked());
-    tips->trigger();
-    EXPECT_FALSE(get<QGroupBox>("Frame11")->isHidden());
-}
-
-TEST_F(MainWindowTest, ExitAsksAndNoKeepsRunning)
-{
-    start();
-    prompt.answers = {false};
-    get<QAction>("mnuPopExit")->trigger();
-    EXPECT_EQ(prompt.shown.last(), u"提示|确定退出软件吗?");
-    EXPECT_TRUE(station->ticker().isActive());
 }
 
 TEST_F(MainWindowTest, OldAutoStartPathIsOfferedForUpdate)
@@ -226,31 +152,12 @@ TEST_F(MainWindowTest, OldAutoStartPathIsOfferedForUpdate)
     EXPECT_TRUE(station->log().text().endsWith(u"]自动启动路径已更新"_s));
 }
 
-TEST(StopWatch, RunsPausesGoesOnAndResets)
-{
-    tav::StopWatch watch;
-    EXPECT_EQ(tav::StopWatch::text(3723456), u"01:02:03.4");
-    auto *start = tav::test::child<QPushButton>(&watch, "cmdStopWatchStart");
-    start->click();
-    QTest::qWait(120);
-    start->click(); // pause
-    const qint64 paused = watch.elapsedMs();
-    EXPECT_GE(paused, 100);
-    QTest::qWait(50);
-    EXPECT_EQ(watch.elapsedMs(), paused);
-    EXPECT_EQ(start->text(), u"继续");
-    tav::test::child<QPushButton>(&watch, "cmdStopWatchReset")->click();
-    EXPECT_EQ(watch.elapsedMs(), 0);
-    EXPECT_EQ(start->text(), u"开始");
-}
-
 TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
 {
     start();
     for (const char *name : {"a.mp3", "b.mp3", "c.mp3"})
         d.writeBytes(QString::fromLatin1(name), "x");
-    window->setFileChooser([this](const QString &title, const QString &) {
-        EXPECT_EQ(title, u"打开多个文件");
+    window->setFileChooser([this](const QString &, const QString &) {
         return QStringList{d.file(u"a.mp3"_s), d.file(u"gone.mp3"_s), d.file(u"b.mp3"_s), d.file(u"c.mp3"_s)};
     });
     prompt.answers = {false};
@@ -262,24 +169,17 @@ TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
     auto *list = get<QListWidget>("ListManualPlayFile");
     ASSERT_EQ(list->count(), 3);
     EXPECT_EQ(list->item(2)->text(), d.file(u"c.mp3"_s));
-    EXPECT_TRUE(station->log().text().endsWith(d.file(u"gone.mp3"_s) + u"，路径错误，已自动删除！"_s));
-    EXPECT_EQ(get<QLabel>("txtPlayingName")->text(), u"【手动播放列表】");
+    EXPECT_TRUE(get<QPlainTextEdit>("txtInformation")->toPlainText().endsWith(
+        d.file(u"gone.mp3"_s) + u"，路径错误，已自动删除！"_s));
 
     list->setCurrentRow(2);
-    click("cmdPlayListUp");
-    EXPECT_EQ(list->item(1)->text(), d.file(u"c.mp3"_s));
-    EXPECT_EQ(list->currentRow(), 1);
     click("CommandDelete");
     EXPECT_EQ(list->count(), 2);
-
     click("CommandPlaykey");
     EXPECT_EQ(player.currentUrl(), d.file(u"b.mp3"_s)); // the selection moved onto b
-    using State = tav::MediaPlayer::State;
-    for (const auto &[state, text] : {std::pair{State::Paused, u"▲"_s}, {State::Playing, u"〓"_s}}) {
-        click("CommandPuaseKey");
-        EXPECT_EQ(player.state(), state);
-        EXPECT_EQ(get<QPushButton>("CommandPuaseKey")->text(), text);
-    }
+    click("CommandPuaseKey");
+    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Paused);
+    EXPECT_EQ(get<QPushButton>("CommandPuaseKey")->text(), u"▲");
     click("CommandStopKey");
     EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
     EXPECT_FALSE(station->playback().isNextStepArmed());
@@ -287,23 +187,17 @@ TEST_F(MainWindowTest, OperatorsPlayListAddsPlaysPausesAndStops)
 }
 
 // A fresh station writes where its player window goes; the window comes up
-// there when a picture is to be shown or the operator asks, not for sound
-// alone; the operator's size is checked, kept and applied.
+// there when a picture is to be shown, not for sound alone; the operator's
+// size is checked, kept and applied.
 TEST_F(MainWindowTest, PlayerWindowComesUpWhereItsSettingsSay)
 {
     addTask(u"铃声"_s, u"10:30:00"_s, u"10:40:00"_s, {u"/m/bell.mp3"_s});
     addTask(u"宣传片"_s, u"11:00:00"_s, u"11:10:00"_s, {u"/m/film.mp4"_s});
     start(true);
     const tav::Settings::PlayWindowPlace fresh = tav::frmPlay::freshPlace();
-    EXPECT_GE(fresh.width, 320);
     EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayWidth"_s), QString::number(fresh.width));
     EXPECT_EQ(control(u"复选控制"_s, u"是否使用设定的音量"_s), u"1");
     auto *show = get<QPushButton>("cmdOpenPlayWindow");
-    for (const bool shown : {false, true}) {
-        EXPECT_EQ(video->isVisible(), shown);
-        EXPECT_EQ(show->text(), shown ? u"隐藏视窗"_s : u"显示视窗"_s);
-        show->click();
-    }
     EXPECT_EQ(show->text(), u"显示视窗");
     tickAt("2026-11-23 10:30:00");
     EXPECT_EQ(player.currentUrl(), u"/m/bell.mp3");
@@ -324,11 +218,8 @@ TEST_F(MainWindowTest, PlayerWindowComesUpWhereItsSettingsSay)
     EXPECT_EQ(control(u"播放窗口尺寸"_s, u"PlayWidth"_s), u"800");
     QCoreApplication::processEvents(); // the player window places itself once for the four values
     EXPECT_EQ(video->geometry(), QRect(20, 10, 800, 600));
-    click("cmdNarrow");
-    EXPECT_EQ(video->width(), 320);
-    EXPECT_EQ(get<QPushButton>("cmdNarrow")->text(), u"还原视窗");
-    click("cmdNarrow");
-    EXPECT_EQ(video->geometry(), QRect(20, 10, 800, 600));
+    show->click();
+    EXPECT_FALSE(video->isVisible());
 
     // A file with values keeps them at the next start.
     tav::IniFile(d.file(u"【CONTROL】.ini"_s)).setValue(u"播放窗口尺寸"_s, u"PlayWidth"_s, u"640"_s);
@@ -353,7 +244,6 @@ TEST_F(MainWindowTest, TypingAWholeTimeGivesThatTime)
         EXPECT_EQ(picker->time(), c.time) << c.typed.toStdString();
     }
     EXPECT_EQ(control(u"广告时间选项"_s, u"PicStartTime"_s), u"2:06:00");
-    EXPECT_FALSE(tav::TimePicker::parseTyped(u"1:2:3:4"_s).isValid());
 }
 
 // The operator's real message boxes: a message or question raised by the
@@ -371,7 +261,7 @@ TEST_F(MainWindowTest, OpenQuestionsNeverHoldTheClockwork)
 
     // A box that waited would still be waiting when this fires inside the tick.
     bool insideTick = false, waited = false;
-    const auto tick = [&](const char *when) {
+    for (const char *when : {"2026-11-23 11:00:00", "2026-11-23 11:00:02", "2026-11-23 11:00:35"}) {
         QTimer::singleShot(100, [&] {
             waited = waited || insideTick;
             for (QWidget *w : QApplication::topLevelWidgets())
@@ -382,46 +272,32 @@ TEST_F(MainWindowTest, OpenQuestionsNeverHoldTheClockwork)
         tickAt(when);
         insideTick = false;
         QTest::qWait(150);
-    };
-    const auto openBoxes = [] {
-        QList<QMessageBox *> open;
-        for (QWidget *w : QApplication::topLevelWidgets())
-            if (auto *box = qobject_cast<QMessageBox *>(w); box && box->isVisible())
-                open.append(box);
-        return open;
-    };
-    tick("2026-11-23 11:00:00");
-    ASSERT_EQ(openBoxes().size(), 1);
-    EXPECT_TRUE(openBoxes().first()->text().contains(u"定时任务的音乐路径错误！"));
-    tick("2026-11-23 11:00:02");
+    }
+    EXPECT_FALSE(waited);
     EXPECT_EQ(player.currentUrl(), u"/m/bell.mp3"); // started on its second, the message still open
-    tick("2026-11-23 11:00:35"); // the daily shutdown asks
     EXPECT_EQ(shutdown.scheduled, 1);
-    ASSERT_EQ(openBoxes().size(), 2);
-    const QList<QMessageBox *> open = openBoxes();
-    const auto question = std::ranges::find(open, u"“是”表示要关机，“否”表示不要关机"_s, &QMessageBox::text);
-    ASSERT_NE(question, open.end());
-    (*question)->button(QMessageBox::No)->click();
+    QMap<QString, QMessageBox *> open; // the message, and the daily shutdown's question
+    for (QWidget *w : QApplication::topLevelWidgets())
+        if (auto *box = qobject_cast<QMessageBox *>(w); box && box->isVisible())
+            open.insert(box->text().left(4), box);
+    ASSERT_EQ(open.keys(), (QStringList{u"“是”表"_s, u"早操：/"_s}));
+    open.first()->button(QMessageBox::No)->click();
     QCoreApplication::processEvents();
     EXPECT_EQ(shutdown.cancelled, 1);
-    EXPECT_FALSE(waited);
-    for (QMessageBox *box : openBoxes())
-        box->close();
+    open.last()->close();
 }
 
-// Slider1 shows the volume in force on every path; a page down from there
-// lowers it; the mute button and its box follow the player.
+// Slider1 shows the volume in force and sets it; the mute button and its box
+// follow the player.
 TEST_F(MainWindowTest, VolumeSliderShowsWhatSounds)
 {
     start();
     auto *slider = get<QSlider>("Slider1");
     auto *muted = get<QCheckBox>("chkVolume");
-    slider->setValue(65535);
     station->playback().setPlayerVolume(46);
     EXPECT_EQ(slider->value(), 30146);
     slider->triggerAction(QAbstractSlider::SliderPageStepSub); // a click on the track to the left
     EXPECT_LT(player.volume(), 46);
-    EXPECT_EQ(slider->value(), station->playback().slider());
 
     click("cmdMute");
     EXPECT_TRUE(muted->isChecked());
@@ -442,9 +318,9 @@ TEST_F(MainWindowTest, StopDayWithAStartDelayStillSaysSo)
     EXPECT_TRUE(station->scheduler().isEnabled());
 }
 
-// The running task is marked in the grid and named with its item; a double
-// click in its list asks once whether its end still counts; the stop key
-// clears the marks; 立即播放 says so until its list is over.
+// The running task is marked in the grid until it ends; a double click in its
+// list asks once a run whether its end still counts; the stop key clears the
+// marks.
 TEST_F(MainWindowTest, RunningTaskIsMarkedAndItsEndIsAskedAboutOnce)
 {
     addTask(u"早操"_s, u"11:00:00"_s, u"11:00:20"_s, {u"/m/广播体操.mp3"_s});
@@ -453,14 +329,8 @@ TEST_F(MainWindowTest, RunningTaskIsMarkedAndItsEndIsAskedAboutOnce)
     auto *grid = get<tav::TaskGrid>("MSHFlexGrid1");
     tickAt("2026-11-23 11:00:00");
     EXPECT_TRUE(grid->isColoured(0));
-    EXPECT_FALSE(grid->isColoured(1));
-    click("cmd_ShowAllTaskOK"); // the mark survives a new view
-    EXPECT_TRUE(grid->isColoured(0));
-    player.begin();
-    EXPECT_EQ(get<QLabel>("lblMediaName")->text(), u"广播体操");
     tickAt("2026-11-23 11:00:21"); // ends
     EXPECT_FALSE(grid->isColoured(0));
-    EXPECT_TRUE(get<QLabel>("lblMediaName")->text().isEmpty());
 
     tickAt("2026-11-23 11:01:00");
     EXPECT_TRUE(grid->isColoured(1));
@@ -477,16 +347,6 @@ TEST_F(MainWindowTest, RunningTaskIsMarkedAndItsEndIsAskedAboutOnce)
     EXPECT_TRUE(get<QLabel>("txtPlayingName")->text().isEmpty());
     EXPECT_FALSE(grid->isColoured(1));
 
-    selectTask(u"早操"_s);
-    click("cmdPlayOne"); // its file is checked as it starts
-    EXPECT_EQ(prompt.shown.last(), u"Tavrel多媒体定时播放系统|早操：/m/广播体操.mp3定时任务的音乐路径错误！  \r\n");
-    EXPECT_EQ(get<QLabel>("Label2")->text(), u"正在播放：早操");
-    EXPECT_TRUE(station->log().text().contains(u"立即播放：早操"_s));
-    player.begin();
-    player.finish();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return get<QLabel>("Label2")->text() == u"Tavrel多媒体定时播放系统"; }, 3000))
-        << get<QLabel>("Label2")->text().toStdString();
-
     tickAt("2026-11-24 11:01:00"); // the next day's start asks again
     prompt.shown.clear();
     prompt.answers = {true};
@@ -495,62 +355,9 @@ TEST_F(MainWindowTest, RunningTaskIsMarkedAndItsEndIsAskedAboutOnce)
     EXPECT_TRUE(station->scheduler().runningEnd().isEmpty()); // its end no longer stops the list
 }
 
-TEST_F(MainWindowTest, WindowKeepsItsPlaceOnTheScreenThroughTheTrayLooksAndARestart)
-{
-    addTask(u"甲"_s, u"9:00:00"_s, u"9:10:00"_s, {});
-    start();
-    auto *grid = get<QTableWidget>("MSHFlexGrid1");
-    const QRect screen = window->screen()->availableGeometry();
-    window->setGeometry(screen.x() + 30, screen.y() + 20, screen.width() - 100, screen.height() - 80);
-    window->show();
-    const QRect was = window->geometry();
-    window->hideToTray();
-    window->setGeometry(0, 0, 300, 200); // the window manager's idea
-    window->bringToFront();
-    EXPECT_EQ(window->geometry(), was);
-    // A look with bigger controls does not grow it, and the row number's heading still fits.
-    for (const char *look : {"mnuQQ09", "mnuVista", "mnuQQ08", "mnuWindow"}) {
-        get<QAction>(look)->trigger();
-        QCoreApplication::processEvents();
-        EXPECT_EQ(window->size(), was.size()) << look;
-        EXPECT_GE(grid->columnWidth(0), grid->horizontalHeader()->sectionSizeHint(0)) << look;
-        EXPECT_GE(grid->columnWidth(0), grid->horizontalHeader()->fontMetrics().horizontalAdvance(u"序号"_s)) << look;
-    }
-    // Left partly below and beside the screen: it comes back whole on it.
-    window->move(screen.right() - 100, screen.bottom() - 50);
-    window->hideToTray();
-    window->bringToFront();
-    EXPECT_TRUE(screen.contains(window->frameGeometry())) << window->frameGeometry().x() << ","
-                                                          << window->frameGeometry().y();
-    // Kept over a restart.
-    window->move(screen.x() + 10, screen.y() + 10);
-    const QRect kept(window->pos(), window->size());
-    window->hideToTray();
-    start();
-    EXPECT_EQ(QRect(window->pos(), window->size()), kept);
-}
-
-// Qt's own dialog texts and the calendar speak Chinese under any locale.
-TEST(Language, StandardTextsAndCalendarAreChinese)
-{
-    const QLocale before;
-    QLocale::setDefault(QLocale::c());
-    QString error;
-    ASSERT_TRUE(tav::useChinese(*qApp, &error)) << error.toStdString();
-    QMessageBox box(QMessageBox::Question, u"提示"_s, u"？"_s, QMessageBox::Yes | QMessageBox::No);
-    EXPECT_EQ(box.button(QMessageBox::Yes)->text(), u"是(&Y)");
-    EXPECT_EQ(box.button(QMessageBox::No)->text(), u"否(&N)");
-    QDateEdit date;
-    date.setCalendarPopup(true);
-    EXPECT_EQ(date.calendarWidget()->locale().dayName(1), u"星期一");
-    EXPECT_EQ(date.calendarWidget()->locale().monthName(11), u"十一月");
-    QLocale::setDefault(before);
-}
-
-// The week ahead on its page: warnings shown and logged once a day, the
-// running and next starts marked, a stop date added on the console redrawing
-// it, and a click on a block opening the editor.
-TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
+// The week ahead on its page: warnings shown and logged, the running and next
+// starts marked, a stop date added on the console redrawing it.
+TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndTheStopDates)
 {
     d.write(u"铃.mp3"_s, u"x"_s);
     addTask(u"早操"_s, u"11:00:00"_s, u"11:20:00"_s, {d.file(u"铃.mp3"_s)});
@@ -559,7 +366,6 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     auto *tabs = get<QTabWidget>("SSTab1");
     auto *agenda = get<tav::AgendaPage>("pageAgenda");
     auto *chart = get<tav::AgendaChart>("agendaChart");
-    EXPECT_EQ(tabs->tabText(tabs->indexOf(agenda)), u"一周节目表");
     tabs->setCurrentWidget(agenda);
     ASSERT_EQ(agenda->items().size(), 14); // two a day for seven days
     const auto indexOf = [&](int day, const QString &name) {
@@ -571,14 +377,10 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     auto *warnings = get<QLabel>("lblAgendaWarnings");
     EXPECT_FALSE(warnings->isHidden());
     EXPECT_TRUE(warnings->text().contains(u"定时任务“午休”：文件缺失：不在.mp3"_s)) << warnings->text().toStdString();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return station->log().text().contains(u"注意：定时任务“午休”：文件缺失：不在.mp3"_s); }, 3000));
-    EXPECT_EQ(chart->next(), indexOf(0, u"早操"_s));
-
+    EXPECT_TRUE(QTest::qWaitFor([&] { return station->log().text().contains(u"注意：定时任务“午休”"_s); }, 3000));
     tickAt("2026-11-23 11:00:00");
     EXPECT_EQ(chart->running(), indexOf(0, u"早操"_s));
     EXPECT_EQ(chart->next(), indexOf(1, u"早操"_s)); // 午休 will not play
-    tickAt("2026-11-23 11:20:01");
-    EXPECT_EQ(chart->running(), -1);
 
     // A stop date added on its page: its list, its file and the week follow.
     auto *date = get<QDateEdit>("DTPNoPlayDate");
@@ -588,37 +390,11 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndOpensTheEditor)
     click("cmdAddNoPlayDate");
     auto *stops = get<QListWidget>("ListDateNoPlay");
     EXPECT_EQ(tav::test::texts(stops), QStringList{u"2026/11/24"_s});
-    click("cmdAddNoPlayDate"); // a duplicate
-    EXPECT_EQ(stops->count(), 1);
     EXPECT_TRUE(QTest::qWaitFor([&] {
         const int i = indexOf(1, u"早操"_s);
         return i >= 0 && agenda->items()[i].reason == u"停播日期";
     }, 3000));
 
-    window->resize(1200, 800);
-    window->show();
-    QCoreApplication::processEvents();
-    const QRect block = chart->blockRect(indexOf(2, u"早操"_s));
-    ASSERT_FALSE(block.isEmpty());
-    QTest::mouseClick(chart, Qt::LeftButton, {}, block.center());
-    auto *editor = window->findChild<QWidget *>(u"FormAddTask"_s);
-    ASSERT_NE(editor, nullptr);
-    EXPECT_TRUE(editor->isVisible());
-    EXPECT_EQ(editor->findChild<QLineEdit *>(u"TxtTaskName"_s)->text(), u"早操");
-
-    // Said once a day, over a restart and a later first day too.
-    tickAt("2026-11-23 12:40:00"); // today's 午休 is past: the problem is seen from tomorrow
-    start();
-    QSignalSpy checked(station.get(), &tav::Station::weekChecked); // off the clockwork's thread
-    emit station->weekAhead().changed();
-    ASSERT_TRUE(checked.wait(3000));
-    EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 1) << station->log().text().toStdString();
-    clock.set(at("2026-11-24 09:00:00"));
-    emit station->weekAhead().changed();
-    ASSERT_TRUE(checked.wait(3000));
-    EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 2);
-
-    stops = get<QListWidget>("ListDateNoPlay"); // read back at the start
     stops->setCurrentRow(0);
     click("cmdDelNoPlayDate");
     EXPECT_EQ(stops->count(), 0);
@@ -643,11 +419,10 @@ TEST_F(MainWindowTest, NetworkTimeSwitchLetsTheStationKeepItsClock)
     ASSERT_TRUE(QTest::qWaitFor([&] { return station->timeKeeper().current() == nullptr; }, 5000));
     EXPECT_TRUE(health->text().endsWith(u"已校时"_s)) << health->text().toStdString();
     EXPECT_FALSE(health->property("warning").toBool());
-    EXPECT_TRUE(station->log().text().contains(u"网络校时已成功"_s));
 }
 
 // Without broadcast devices 语音播报 says why and opens nothing; with them the
-// 播音 switch runs today's list.
+// 播音 switch is kept and runs the list.
 TEST_F(MainWindowTest, BroadcastsNeedTheirDevicesAndTheSwitchRunsTheList)
 {
     start();
@@ -655,10 +430,6 @@ TEST_F(MainWindowTest, BroadcastsNeedTheirDevicesAndTheSwitchRunsTheList)
     EXPECT_TRUE(prompt.shown.last().startsWith(u"提示|语音播报不可用"_s));
     EXPECT_EQ(window->findChild<QWidget *>(u"TTSAppMain"_s), nullptr);
 
-    d.write(u"【TTS】.ini"_s, u"[TTS1]\nTTS_Name=早安\nTTS_TimeStart=11:00:00\nTTS_TimeEnd=11:00:00\n"
-                              u"TTS_DateStart=2026/11/1\nTTS_DateEnd=2026/11/30\nTTS_Week=一\nTTS_Switch=开\n"
-                              u"TTS_Interval=0\nTTS_Delay=0\nTTS_Frequency=1\n"_s);
-    d.write(u"早安.ini"_s, u"早上好"_s);
     withBroadcasts = true;
     start();
     tav::BroadcastScheduler *list = station->broadcastScheduler();
@@ -666,8 +437,6 @@ TEST_F(MainWindowTest, BroadcastsNeedTheirDevicesAndTheSwitchRunsTheList)
     click("chkTTS");
     EXPECT_EQ(control(u"复选控制"_s, u"播音"_s), u"1");
     EXPECT_EQ(list->mode(), tav::BroadcastScheduler::Mode::Running);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !list->isBuilding() && list->rows().size() == 1; }, 20000))
-        << list->header().toStdString();
 }
 
 // Between tasks 显示图片 runs the pictures in the player window, and they keep

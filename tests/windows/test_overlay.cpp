@@ -1,9 +1,7 @@
-#include "core/ini.h"
 #include "mainwindowfixture.h"
 #include "pictures/frmtimeshow.h"
 #include "pictures/frmtopmost.h"
 #include "pictures/logocontrols.h"
-#include "pictures/logomask.h"
 #include "pictures/overlaykeeper.h"
 
 #include <QApplication>
@@ -13,7 +11,6 @@
 #include <QImage>
 #include <QPainter>
 #include <QScreen>
-#include <QSet>
 
 namespace {
 
@@ -56,15 +53,11 @@ protected:
 
 TEST_F(TopMostTest, OnlyTheKeyGreyIsSeeThroughAndMissingPicturesShowNothing)
 {
+    d.writeBytes(u"LOGO.bmp"_s, "not a bitmap"); // counts as missing
     overlay->loadPictures();
     overlay->setLogoShown(true);
     EXPECT_FALSE(overlay->hasLogo());
     EXPECT_FALSE(overlay->isVisible());
-    d.writeBytes(u"LOGO.bmp"_s, "not a bitmap"); // counts as missing
-    overlay->loadPictures();
-    EXPECT_FALSE(overlay->hasLogo());
-    EXPECT_FALSE(overlay->isVisible());
-    EXPECT_TRUE(tav::opaqueRegion(QImage()).isEmpty());
 
     showLogo({30, 40});
     ASSERT_TRUE(overlay->hasLogo());
@@ -81,16 +74,10 @@ TEST_F(TopMostTest, OnlyTheKeyGreyIsSeeThroughAndMissingPicturesShowNothing)
     showLogo();
     ASSERT_TRUE(overlay->hasBackground());
     EXPECT_TRUE(sameArea(overlay->mask(), QRegion(0, 0, 40, 20)));
-    const QImage shown = overlay->grab().toImage();
-    EXPECT_GT(QColor(shown.pixel(0, 0)).blue(), 150); // not the key grey
-    EXPECT_EQ(shown.pixel(5, 5), kRed);
-    QFile::remove(d.file(u"LOGO.bmp"_s)); // the background alone is a logo too
-    overlay->loadPictures();
-    EXPECT_TRUE(overlay->isVisible());
-    EXPECT_EQ(overlay->size(), QSize(80, 60));
+    EXPECT_GT(QColor(overlay->grab().toImage().pixel(0, 0)).blue(), 150); // not the key grey
 }
 
-TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBack)
+TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndNeverInTheKeyColour)
 {
     showLogo();
     tav::ClockFont font;
@@ -115,27 +102,9 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBac
     EXPECT_FALSE(sameArea(before, after));
     EXPECT_TRUE(sameArea(overlay->mask().intersected(QRect(0, 0, 40, 20)), logoShape()));
 
-    // Only the see-through grey, the digits and their outline: no smoothed fringe of greys.
-    const QImage digits = overlay->grab(part).toImage().convertToFormat(QImage::Format_RGB32);
-    QSet<QRgb> colours;
-    for (int y = 0; y < digits.height(); ++y)
-        for (int x = 0; x < digits.width(); ++x)
-            colours.insert(digits.pixel(x, y));
-    EXPECT_EQ(colours, (QSet<QRgb>{kGrey, 0xFFFFFFFF, 0xFF000000}));
-
-    overlay->setLogoShown(false); // the clock takes the logo's place
-    EXPECT_TRUE(overlay->isVisible());
-    EXPECT_EQ(clock->pos(), QPoint(0, 0));
+    overlay->setLogoShown(false);
     overlay->setClockShown(false);
     EXPECT_FALSE(overlay->isVisible());
-
-    font.name = u"没有这种字体 Nowhere Sans"_s;
-    font.size = 30;
-    font.italic = true;
-    overlay->setClockFont(font);
-    EXPECT_EQ(clock->font().family(), QApplication::font().family());
-    EXPECT_EQ(clock->font().pointSize(), 30);
-    EXPECT_TRUE(clock->font().italic());
     // A clock in the key colour itself would vanish: it is drawn a step lighter.
     font.colorRef = tav::ColorRef::of(128, 128, 128);
     overlay->setClockFont(font);
@@ -144,38 +113,26 @@ TEST_F(TopMostTest, ClockBeneathTheLogoReshapedEachSecondAndAMissingFontFallsBac
 
 TEST(OverlayKeeper, RaisesVisibleOverlaysWhenAWatchedWindowComesUp)
 {
-    QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint), other(nullptr, Qt::Tool), player, unwatched;
+    QWidget overlay(nullptr, Qt::Tool | Qt::FramelessWindowHint), player;
     tav::OverlayKeeper keeper;
     const auto settle = [] { for (int i = 0; i < 5; ++i) QCoreApplication::processEvents(); };
-    const auto comeUpAgain = [&] { player.hide(); player.show(); settle(); };
     keeper.addOverlay(&overlay);
     keeper.addOverlay(&overlay); // once only
     keeper.watch(&player);
-    keeper.watch(nullptr);
     overlay.show();
     player.show();
     player.raise();
     player.showFullScreen();
     EXPECT_EQ(keeper.raises(), 0); // not before the window system has had its turn
     settle();
-    const int first = keeper.raises(); // one raise per change of the player, not one per event
-    EXPECT_GE(first, 1);
-    EXPECT_LE(first, 2);
-
-    unwatched.show();
-    unwatched.hide();
-    settle();
-    EXPECT_LE(keeper.raises(), first + 1); // at most the player's activation again
-    const int before = keeper.raises();
+    const int before = keeper.raises(); // one raise per change of the player, not one per event
+    EXPECT_GE(before, 1);
+    EXPECT_LE(before, 2);
     overlay.hide(); // hidden overlays are left alone
-    comeUpAgain();
+    player.hide();
+    player.show();
+    settle();
     EXPECT_EQ(keeper.raises(), before);
-
-    keeper.addOverlay(&other);
-    overlay.show();
-    other.show();
-    comeUpAgain();
-    EXPECT_GE(keeper.raises(), before + 2);
 }
 
 // The console with its overlay on a temporary data folder.
@@ -190,14 +147,9 @@ protected:
         get<QLineEdit>("txtLogoLeft")->setText(left);
         click("cmdSaveLogoMove");
     }
-    tav::frmTimeShow *timeShow() const
-    {
-        window->findChild<QAction *>(u"mnuTimeShow"_s)->trigger();
-        return window->findChild<tav::frmTimeShow *>(u"frmTimeShow"_s);
-    }
 };
 
-// Places off every screen are LogoPlace.FieldsMustBeNumbersOnAScreen.
+// What is refused is LogoPlace.FieldsMustBeWholeNumbersOnOneOfTheScreens.
 TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
 {
     d.write(u"【CONTROL】.ini"_s, u"[LOGO顶边]\nLOGOTop=300\n[LOGO左边]\nLOGOLeft=600\n"_s);
@@ -206,14 +158,10 @@ TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
     EXPECT_EQ(get<QLineEdit>("txtLogoLeft")->text(), u"600");
     EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
-    const QList<std::pair<QString, QString>> refused{{u"12a"_s, u"0"_s}, {u"0"_s, u"12a"_s}, {u""_s, u"0"_s}, {u"-15"_s, u"0"_s}};
     const QByteArray before = d.bytes(u"【CONTROL】.ini"_s);
-    for (const auto &[top, left] : refused) {
-        prompt.shown.clear();
-        placeLogo(top, left);
-        EXPECT_EQ(prompt.shown, QStringList{u"提示|超出范围或不是数字，请重新输入"_s}) << top.toStdString();
-        EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), top); // the input stays for correction
-    }
+    placeLogo(u"0"_s, u"12a"_s); // a bad top is LogoPlace's own table
+    EXPECT_EQ(prompt.shown, QStringList{u"提示|超出范围或不是数字，请重新输入"_s});
+    EXPECT_EQ(get<QLineEdit>("txtLogoLeft")->text(), u"12a"); // the input stays for correction
     EXPECT_EQ(d.bytes(u"【CONTROL】.ini"_s), before);
     EXPECT_EQ(overlay()->place(), QPoint(40, 20));
 
@@ -223,9 +171,6 @@ TEST_F(LogoConsoleTest, PlaceIsCheckedWrittenAndApplied)
     EXPECT_EQ(control(u"LOGO顶边"_s, u"LOGOTop"_s), u"1500");
     EXPECT_EQ(control(u"LOGO左边"_s, u"LOGOLeft"_s), u"3000");
     EXPECT_EQ(overlay()->place(), QPoint(200, 100));
-    start(); // read back at the next start
-    EXPECT_EQ(overlay()->place(), QPoint(200, 100));
-    EXPECT_EQ(get<QLineEdit>("txtLogoTop")->text(), u"1500");
 }
 
 TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
@@ -249,53 +194,35 @@ TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
 
     get<QCheckBox>("chkLogo")->click();
     EXPECT_TRUE(overlay()->isVisible()); // the clock stays
-    EXPECT_FALSE(overlay()->findChild<QLabel *>(u"imgLogo"_s)->isVisible());
-    get<QCheckBox>("chkTimeShow")->click();
-    EXPECT_FALSE(overlay()->isVisible());
-
-    get<QCheckBox>("chkTimeShow")->click(); // both come back at the next start as they were left
-    start();
-    EXPECT_TRUE(overlay()->isVisible());
+    start(); // both come back at the next start as they were left
     EXPECT_TRUE(overlay()->isClockShown());
     EXPECT_FALSE(overlay()->isLogoShown());
-    EXPECT_EQ(prompt.shown.size(), 1);
+    get<QCheckBox>("chkTimeShow")->click();
+    EXPECT_FALSE(overlay()->isVisible());
 }
 
-// How the font is written and read back is ClockFont.RoundTripThroughTheControlFile.
+// How the font is written and read back is ClockFont.RoundTripAndOlderAndDamagedValues.
 TEST_F(LogoConsoleTest, ClockFontChosenInItsWindowIsKeptAndApplied)
 {
     start();
-    tav::frmTimeShow *dialog = timeShow();
+    get<QAction>("mnuTimeShow")->trigger();
+    auto *dialog = get<tav::frmTimeShow>("frmTimeShow");
     ASSERT_NE(dialog, nullptr);
-    EXPECT_TRUE(dialog->isVisible());
     QFont chosen(QApplication::font().family(), 40);
     chosen.setBold(false);
     chosen.setUnderline(true);
     const QColor colour(0x10, 0x80, 0xF0);
     dialog->setFontChooser([&](const QFont &) { return std::optional<QFont>(chosen); });
     dialog->setColourChooser([&](const QColor &) { return std::optional<QColor>(colour); });
-    const auto choose = [&] {
-        dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
-        dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
-    };
-    const auto expectKept = [&](const QLabel *label) {
-        EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
-        EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
-        EXPECT_EQ(label->font().pointSize(), 40);
-        EXPECT_TRUE(label->font().underline());
-        EXPECT_EQ(label->palette().color(QPalette::WindowText), colour);
-    };
-    choose();
+    dialog->findChild<QPushButton *>(u"cmdFont"_s)->click();
+    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
     EXPECT_EQ(control(u"时间字体"_s, u"Bold"_s), u"False");
-    expectKept(clockLabel());
-    expectKept(dialog->findChild<QLabel *>(u"lblSample"_s));
-
-    dialog->setFontChooser([](const QFont &) { return std::nullopt; }); // cancelled: nothing changes
-    dialog->setColourChooser([](const QColor &) { return std::nullopt; });
-    choose();
-    expectKept(clockLabel());
+    EXPECT_EQ(control(u"时间字体"_s, u"Size"_s), u"40");
+    EXPECT_EQ(control(u"时间字体"_s, u"ForeColor"_s), QString::number(0xF08010));
     start();
-    expectKept(clockLabel());
+    EXPECT_EQ(clockLabel()->font().pointSize(), 40);
+    EXPECT_TRUE(clockLabel()->font().underline());
+    EXPECT_EQ(clockLabel()->palette().color(QPalette::WindowText), colour);
 }
 
 TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
@@ -313,10 +240,7 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     EXPECT_TRUE(sameArea(overlay()->mask(), QRegion(overlay()->rect()))); // all of it, and it takes clicks
     EXPECT_FALSE(overlay()->testAttribute(Qt::WA_TransparentForMouseEvents)
                  || overlay()->windowFlags().testFlag(Qt::WindowTransparentForInput));
-    const QImage shown = overlay()->grab().toImage();
-    EXPECT_EQ(shown.pixel(0, 0), 0xFF000000u); // black without PBG.JPG, the logo in its place on it
-    EXPECT_EQ(shown.pixel(105, 55), kRed);
-    EXPECT_EQ(shown.pixel(100, 50), 0xFF000000u);
+    EXPECT_EQ(overlay()->grab().toImage().pixel(105, 55), kRed); // the logo in its place on it
 
     player.open(u"/tmp/a.mp3"_s);
     player.play();
@@ -331,7 +255,6 @@ TEST_F(LogoConsoleTest, ScreenSaverAfterAQuietSpellUntilSomethingPlays)
     EXPECT_FALSE(overlay()->isScreenSaver());
     EXPECT_EQ(overlay()->geometry(), QRect(100, 50, 40, 20));
     EXPECT_TRUE(overlay()->windowFlags().testFlag(Qt::WindowTransparentForInput));
-    EXPECT_TRUE(sameArea(overlay()->mask(), logoShape()));
     tickRun("2026-11-23 10:00:30", 20);
     EXPECT_FALSE(overlay()->isScreenSaver());
 
@@ -353,11 +276,4 @@ TEST_F(LogoConsoleTest, UnwritableSettingsAreReported)
     placeLogo(u"150"_s, u"150"_s);
     EXPECT_EQ(prompt.shown, QStringList{failure});
     EXPECT_EQ(overlay()->place(), QPoint(10, 10)); // in force all the same
-
-    prompt.shown.clear();
-    tav::frmTimeShow *dialog = timeShow();
-    dialog->setColourChooser([](const QColor &) { return std::optional<QColor>(Qt::green); });
-    dialog->findChild<QPushButton *>(u"cmdColor"_s)->click();
-    EXPECT_EQ(prompt.shown, QStringList{failure});
-    EXPECT_EQ(clockLabel()->palette().color(QPalette::WindowText), QColor(Qt::green));
 }
