@@ -76,7 +76,7 @@ TEST_F(BroadcastWindows, EachControlReachesItsCheckAndARefusalSavesNothing)
     EXPECT_TRUE(store.tasks().isEmpty());
 }
 
-TEST_F(BroadcastWindows, PriorityAndDaysRoundTripThroughTheEditor)
+TEST_F(BroadcastWindows, PriorityRoundTripAndTheWaitingListFollows)
 {
     open();
     tav::frmTTSModify *e = newTask(u"早操"_s);
@@ -95,10 +95,21 @@ TEST_F(BroadcastWindows, PriorityAndDaysRoundTripThroughTheEditor)
     tasks->setCurrentCell(0, 1);
     click("cmdModifyTTSTask");
     EXPECT_EQ(get<QComboBox>(e, "cboPriority")->currentText(), u"7");
-    EXPECT_EQ(get<QTimeEdit>(e, "DTP_TTSTimeStart")->time(), QTime(8, 30)); // the priority is not part of the time
     setText(e, "cboPriority", u"2"_s);
     ASSERT_TRUE(e->save()) << lastShown().toStdString(); // its own name is no clash
     EXPECT_EQ(store.tasks()[0].timeStart, u"08:30:02");
+
+    // Today's list: waiting, then overdue and not spoken late once three hours passed without a tick.
+    ASSERT_TRUE(built());
+    auto *wait = get<QTableWidget>("HF_WaitList");
+    ASSERT_EQ(wait->rowCount(), 1);
+    EXPECT_EQ(wait->item(0, 3)->text(), u"待播");
+    clock.set(at("2026-11-23 08:29:59"));
+    scheduler.tick();
+    clock.set(at("2026-11-23 11:30:00"));
+    scheduler.tick();
+    EXPECT_EQ(wait->item(0, 3)->text(), u"超时");
+    EXPECT_FALSE(broadcaster.isBusy());
 }
 
 TEST_F(BroadcastWindows, SpeakingPanelReadsTheFilledInTextOnTheChosenDevice)
