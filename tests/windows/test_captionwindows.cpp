@@ -131,24 +131,20 @@ TEST_F(CaptionWindows, BadHeightIsResetTo50AndTheSettingsFontAndColourAreSaved)
     EXPECT_TRUE(d.text(u"【CONTROL】.ini"_s).contains(u"ForeColor=%1\r\n"_s.arg(0 + 128 * 256 + 255 * 65536)));
 }
 
-TEST_F(CaptionWindows, StripRunsTheNextCaptionTakesItsPlaceAndItComesBackFromTheRight)
+TEST_F(CaptionWindows, StripShowsTheCaptionOnTheScreenTheNextTakesItsPlaceAndStopEndsIt)
 {
     d.write(u"【SCROLL】.ini"_s, u"[Scroll1]\ncontent=欢迎光临\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"
                                 u"[Scroll2]\ncontent=乙\nstartTime=08:00:00\nendTime=09:00:00\nswicth=开\n"_s);
-    d.write(u"【CONTROL】.ini"_s, u"[速度]\nMOVE=4\n[跳跃速度]\nJUMP=2\n[高度位置]\nY=99999\n"_s);
+    d.write(u"【CONTROL】.ini"_s, u"[高度位置]\nY=99999\n"_s);
     open(); // the editor's preview starts the first caption
     ASSERT_TRUE(strip->isVisible());
     EXPECT_EQ(strip->caption(), u"欢迎光临"_s);
-    const QRect screen = strip->screen()->geometry();
-    EXPECT_EQ(strip->geometry().bottom(), screen.bottom()); // a huge Y keeps the band on the screen
+    EXPECT_TRUE(strip->isMoving());
+    EXPECT_EQ(strip->geometry().bottom(), strip->screen()->geometry().bottom()); // a huge Y keeps it on the screen
 
     clock.advance(60); // the next caption takes its place
     scroller.onSecond();
     ASSERT_EQ(strip->caption(), u"乙"_s);
-
-    QTest::qWait(int((screen.width() + 400) / 2)); // once it has left on the left it comes in again on the right
-    EXPECT_GT(strip->position(), -400);
-    EXPECT_TRUE(strip->isMoving());
 
     click("cmdSRstop");
     EXPECT_FALSE(strip->isVisible());
