@@ -1,5 +1,6 @@
 #include "broadcast/broadcastscheduler.h"
 #include "captions/captionstrip.h"
+#include "captions/frmmovefont.h"
 #include "core/datafaults.h"
 #include "mainwindowfixture.h"
 #include "pictures/frmtopmost.h"
@@ -15,7 +16,10 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QGroupBox>
 #include <QMessageBox>
+#include <QScreen>
+#include <QSignalSpy>
 #include <QTabWidget>
 #include <QTimer>
 
@@ -27,6 +31,7 @@ TEST_F(MainWindowTest, TaskListFiltersMovesAndDeletes)
                                 {u"每日"_s, u"每天"_s}, {u"下月"_s, u"指定 2026/12/24"_s}};
     for (const auto &t : tasks)
         addTask(t[0], u"11:00:00"_s, u"11:10:00"_s, {}, t[1]);
+    d.write(u"每日.ini"_s, tav::test::mediaList({u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s}));
     start();
     const struct { const char *button; QStringList shown; } filters[] = {
         {"cmdWeekOK", {u"每日"_s, u"周二"_s, u"下周"_s}},
@@ -46,6 +51,17 @@ TEST_F(MainWindowTest, TaskListFiltersMovesAndDeletes)
     for (const char *menu : {"mnuTaskUp", "mnuDownTask", "mnuTaskDown"})
         get<QAction>(menu)->trigger();
     EXPECT_EQ(gridNames(), (QStringList{u"下周"_s, u"周二"_s, u"每日"_s, u"下月"_s}));
+
+    auto *preview = get<QListWidget>("ListPreview");
+    click("chkViewList");
+    EXPECT_EQ(tav::test::texts(preview), (QStringList{u"/m/广播体操.mp3"_s, u"/m/眼保健操.mp3"_s}));
+    click("chkViewList");
+    EXPECT_TRUE(preview->isHidden());
+    // 隐藏 hides the messages; the view menu brings them back.
+    click("cmdTipsHide");
+    EXPECT_TRUE(get<QGroupBox>("Frame11")->isHidden());
+    get<QAction>("mnuTips")->trigger();
+    EXPECT_FALSE(get<QGroupBox>("Frame11")->isHidden());
 
     // A No to deleting or to quitting changes nothing.
     selectTask(u"下月"_s);
@@ -99,6 +115,10 @@ TEST_F(MainWindowTest, CaptionSwitchRunsTheStripAndTheStationsSecondTimesIt)
         EXPECT_EQ(strip->isVisible(), on);
     }
     EXPECT_EQ(strip->caption(), u"欢迎"_s);
+    click("cmdScrollOpen");
+    auto *editor = window->findChild<tav::frmMoveFont *>();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_FALSE(editor->frameGeometry().intersects(strip->frameGeometry())) << "the editor opens clear of the strip";
     start();
     EXPECT_TRUE(window->findChild<tav::CaptionStrip *>()->isVisible());
 
@@ -353,6 +373,44 @@ TEST_F(MainWindowTest, RunningTaskIsMarkedAndItsEndIsAskedAboutOnce)
     window->playListDoubleClicked(1);
     EXPECT_EQ(prompt.shown, QStringList{u"提示|正在定时播放,结束时间在：11:10:00，要取消结束时间吗"_s});
     EXPECT_TRUE(station->scheduler().runningEnd().isEmpty()); // its end no longer stops the list
+
+    click("CommandStopKey");
+    selectTask(u"早操"_s);
+    click("cmdPlayOne"); // 立即播放 says so until its list is over
+    EXPECT_EQ(get<QLabel>("Label2")->text(), u"正在播放：早操");
+    EXPECT_TRUE(station->log().text().contains(u"立即播放：早操"_s));
+    player.begin();
+    player.finish();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return get<QLabel>("Label2")->text() == u"Tavrel多媒体定时播放系统"; }, 3000));
+}
+
+// The console keeps its place and size over the tray, the looks and a
+// restart, and comes back whole on the screen.
+TEST_F(MainWindowTest, WindowKeepsItsPlaceOnTheScreen)
+{
+    start();
+    const QRect screen = window->screen()->availableGeometry();
+    window->setGeometry(screen.x() + 30, screen.y() + 20, screen.width() - 100, screen.height() - 80);
+    window->show();
+    const QRect was = window->geometry();
+    window->hideToTray();
+    window->setGeometry(0, 0, 300, 200); // the window manager's idea
+    window->bringToFront();
+    EXPECT_EQ(window->geometry(), was);
+    for (const char *look : {"mnuQQ09", "mnuVista", "mnuWindow"}) {
+        get<QAction>(look)->trigger();
+        QCoreApplication::processEvents();
+        EXPECT_EQ(window->size(), was.size()) << look;
+    }
+    window->move(screen.right() - 100, screen.bottom() - 50);
+    window->hideToTray();
+    window->bringToFront();
+    EXPECT_TRUE(screen.contains(window->frameGeometry()));
+    window->move(screen.x() + 10, screen.y() + 10);
+    const QRect kept(window->pos(), window->size());
+    window->hideToTray();
+    start();
+    EXPECT_EQ(QRect(window->pos(), window->size()), kept);
 }
 
 // The week ahead on its page: warnings shown and logged, the running and next
@@ -399,6 +457,16 @@ TEST_F(MainWindowTest, WeekAheadPageFollowsTheScheduleAndTheStopDates)
     click("cmdDelNoPlayDate");
     EXPECT_EQ(stops->count(), 0);
     EXPECT_EQ(tav::IniFile(d.file(u"【DATE】.ini"_s)).value(u"The number of Date"_s, u"quantity"_s), u"0");
+
+    // The warning is logged once a day, over a restart too.
+    start();
+    QSignalSpy checked(station.get(), &tav::Station::weekChecked);
+    for (const char *day : {"2026-11-23 12:40:00", "2026-11-24 09:00:00"}) {
+        clock.set(at(day));
+        emit station->weekAhead().changed();
+        ASSERT_TRUE(checked.wait(3000));
+    }
+    EXPECT_EQ(station->log().text().count(u"注意：定时任务“午休”"_s), 2) << station->log().text().toStdString();
 }
 
 // The network time switch lets the station keep its clock; the health
