@@ -57,7 +57,6 @@ TEST(OnDemandPlayer, MakesItsEngineWhenNeededAndLetsItGoOnlyAfterStandingIdle)
     EXPECT_EQ(engines.made, 0);
     EXPECT_EQ(player.state(), State::Stopped);
     EXPECT_EQ(player.volume(), 35);
-
     player.open(u"/data/TONE.wav"_s);
     ASSERT_EQ(engines.made, 1);
     ASSERT_TRUE(engines.last);
@@ -67,8 +66,7 @@ TEST(OnDemandPlayer, MakesItsEngineWhenNeededAndLetsItGoOnlyAfterStandingIdle)
     EXPECT_EQ(engines.last->opened, QStringList{u"/data/TONE.wav"_s});
     EXPECT_EQ(player.currentUrl(), u"/data/TONE.wav"_s);
 
-    // The engine's signals are the player's.
-    engines.last->sound();
+    engines.last->sound(); // the engine's signals are the player's
     EXPECT_EQ(player.state(), State::Playing);
     EXPECT_EQ(started.count(), 1);
 
@@ -107,11 +105,6 @@ TEST(OnDemandPlayer, WarmingUpMakesTheEngineAheadAndRenewsItsIdleTime)
     EXPECT_EQ(engines.made, 1);
     player.open(u"/data/TONE.wav"_s);
     EXPECT_EQ(engines.made, 1);
-
-    // Listing the outputs needs an engine too.
-    OnDemandPlayer lister(engines.factory(), kIdleMs);
-    EXPECT_EQ(lister.audioDevices().size(), 2);
-    QTRY_VERIFY_WITH_TIMEOUT(!lister.hasEngine(), 20 * kIdleMs);
 }
 
 TEST(OnDemandPlayer, AnEngineThatCannotBeMadeIsAnItemThatCannotBePlayed)
@@ -125,7 +118,6 @@ TEST(OnDemandPlayer, AnEngineThatCannotBeMadeIsAnItemThatCannotBePlayed)
     EXPECT_EQ(errors.first().at(0).toString(), u"/data/TONE.wav"_s);
     EXPECT_EQ(player.errorString(), u"no audio output"_s);
     EXPECT_EQ(player.state(), State::Stopped);
-    EXPECT_TRUE(player.audioDevices().isEmpty());
     player.play(); // nothing to resume, nothing breaks
     player.stop();
 
