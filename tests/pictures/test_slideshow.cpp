@@ -139,10 +139,8 @@ TEST_F(SlideshowTest, SwitchTimesDoNotDriftWithLateWakeUps)
     ASSERT_TRUE(show.play(three()));
     const struct { const char *why; QDateTime now; int shown; QDateTime next; } wakes[] = {
         {"700 ms late", at("2026-11-23 10:00:05").addMSecs(700), 2, at("2026-11-23 10:00:10")},
-        {"within the early margin", at("2026-11-23 10:00:10").addMSecs(-3), 3, at("2026-11-23 10:00:15")},
-        {"a second early: nothing", at("2026-11-23 10:00:14"), 3, at("2026-11-23 10:00:15")},
-        {"the machine slept: counted afresh", at("2026-11-23 11:00:00"), 4, at("2026-11-23 11:00:05")},
-        {"the clock set back: not stuck", at("2026-11-23 09:00:00"), 5, at("2026-11-23 09:00:05")},
+        {"the machine slept: counted afresh", at("2026-11-23 11:00:00"), 3, at("2026-11-23 11:00:05")},
+        {"the clock set back: not stuck", at("2026-11-23 09:00:00"), 4, at("2026-11-23 09:00:05")},
     };
     for (const auto &w : wakes) {
         SCOPED_TRACE(w.why);
@@ -202,16 +200,6 @@ TEST_F(SlideshowTest, MusicStartsAfterTheDelayAtItsOwnVolumeUnlessItIsAStopDate)
     playback.startTask(u"顺序"_s, {u"/task/news.mp3"_s});
     show.stop();
     EXPECT_EQ(playback.items(), QStringList{u"/task/news.mp3"_s});
-}
-
-TEST_F(SlideshowTest, WithoutAScreenOnlyMusicCounts)
-{
-    show.setDisplay(false);
-    EXPECT_FALSE(show.play(three())); // pictures alone: nothing to do
-    EXPECT_TRUE(shown.isEmpty());
-    EXPECT_TRUE(show.play(withMusic({u"/m/a.mp3"_s})));
-    EXPECT_TRUE(shown.isEmpty());
-    EXPECT_EQ(show.pictureCount(), 0);
 }
 
 TEST_F(SlideshowTest, ATasksPicturesFollowItsModeAndInterval)
