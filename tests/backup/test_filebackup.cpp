@@ -1,11 +1,9 @@
 #include "backup/filebackup.h"
-#include "core/ini.h"
 #include "fakes/fakes.h"
 #include "fakes/filesizelimit.h"
 
 #include <QDir>
 #include <QFile>
-#include <QStorageInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -43,28 +41,6 @@ struct Station
 };
 
 } // namespace
-
-// The folders' checks and their order are driven through the backup window;
-// here: the root of a mounted file system is refused like "/".
-TEST(FileBackupTest, AMountedFileSystemsRootIsARootFolder)
-{
-    if (QStorageInfo(u"/proc"_s).rootPath() != u"/proc")
-        GTEST_SKIP() << "/proc is not mounted here";
-    EXPECT_EQ(FileBackup::check(u"/proc"_s, QDir::tempPath()), u"尚不支持来源文件夹从根目录开始！");
-}
-
-// The window remembers both folders; a destination gone since is not given back.
-TEST(FileBackupTest, RememberedFoldersAreTwoLinesAndOnlyExistingOnesComeBack)
-{
-    QTemporaryDir dir, a;
-    const QString set = dir.filePath(u"【FILEBAK】.ini"_s);
-    ASSERT_TRUE(FileBackup::saveSet(set, {a.path(), dir.filePath(u"不存在"_s)}));
-    EXPECT_EQ(bytesOf(set), tav::toGbk(a.path() + u"\r\n"_s + dir.filePath(u"不存在"_s) + u"\r\n"_s));
-    const FileBackup::Folders back = FileBackup::openSet(set);
-    EXPECT_EQ(back.source, a.path());
-    EXPECT_TRUE(back.destination.isEmpty());
-    EXPECT_TRUE(FileBackup::openSet(dir.filePath(u"无.ini"_s)).source.isEmpty());
-}
 
 // The window's tests read the comparison and the copied folders. Here: no
 // hidden folder is taken; the next night's backup replaces what changed,
