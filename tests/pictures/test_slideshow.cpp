@@ -1,4 +1,3 @@
-#include "broadcast/broadcaster.h"
 #include "core/ini.h"
 #include "fakes/rig.h"
 #include "pictures/picturestore.h"
@@ -224,7 +223,7 @@ TEST_F(SlideshowTest, ATasksPicturesFollowItsModeAndInterval)
 }
 
 // The station between tasks: the clockwork asks, the slideshow answers.
-class StationSlideshowTest : public ::testing::Test, protected tav::test::StationFakes, tav::test::BroadcastFakes
+class StationSlideshowTest : public ::testing::Test, protected tav::test::StationFakes
 {
 protected:
     StationSlideshowTest() : StationFakes("2026-11-23 08:59:58") {}
@@ -243,11 +242,9 @@ protected:
                                    u"停播日期音乐静音=1\n图片切换时间=5\n"_s.arg(ad));
     }
     const QString ad = d.file(u"ad.jpg"_s);
-    void startStation(bool display, bool voice = false)
+    void startStation(bool display)
     {
         station = std::make_unique<tav::Station>(d.path(), player, prompt, clock, shutdown);
-        if (voice)
-            station->setBroadcastDevices(broadcastPlayer, voicePlayer, synth);
         station->slideshow().setDisplay(display);
         station->start();
         station->ticker().stop(); // the test gives the seconds
@@ -259,10 +256,9 @@ protected:
     }
 };
 
-// Headless the music between tasks still plays; a broadcast turns it down.
-TEST_F(StationSlideshowTest, HeadlessTheMusicBetweenTasksStillPlaysAndABroadcastTurnsItDown)
+TEST_F(StationSlideshowTest, HeadlessTheMusicBetweenTasksStillPlays)
 {
-    startStation(false, true);
+    startStation(false);
     second("2026-11-23 09:00:00");
     EXPECT_EQ(station->slideshow().source(), Slideshow::Source::None); // a task's pictures need a screen
     EXPECT_EQ(player.opened, QStringList{u"/news.mp3"_s});
@@ -272,15 +268,6 @@ TEST_F(StationSlideshowTest, HeadlessTheMusicBetweenTasksStillPlaysAndABroadcast
     station->slideshow().startMusic();
     ASSERT_EQ(player.opened.last(), u"/bgm.mp3");
     EXPECT_EQ(player.volume(), 100);
-    tav::BroadcastRequest request;
-    request.text = u"请注意"_s;
-    request.musicVolume = 30;
-    ASSERT_TRUE(station->broadcaster()->speak(request));
-    EXPECT_EQ(player.volume(), 30);
-    station->slideshow().stop(); // the music starting again while it speaks stays down
-    ASSERT_TRUE(station->slideshow().startIdle());
-    station->slideshow().startMusic();
-    EXPECT_EQ(player.volume(), 30);
 }
 
 // A task with pictures of its own shows them; a sound-only task without any
