@@ -89,7 +89,6 @@ TEST(FileBackupTest, LinksOddNamesAndATargetInsideTheFolder)
     EXPECT_EQ(r.copied, 6) << r.failed.join(u'|').toStdString();
     EXPECT_TRUE(r.failed.isEmpty()) << r.failed.join(u'|').toStdString();
     EXPECT_EQ(r.skipped.size(), 2) << r.skipped.join(u'|').toStdString();
-    EXPECT_TRUE(r.skipped.join(u'|').contains(u"link.ini"_s));
     EXPECT_FALSE(QFileInfo::exists(target.filePath(u"link.ini"_s)));
     EXPECT_FALSE(QFileInfo::exists(target.filePath(u"linked"_s)));
     const QByteArray copiedOdd = QFile::encodeName(target.path()) + "/\xd4\xe7\xb2\xd9.ini";

@@ -10,7 +10,6 @@
 using namespace Qt::StringLiterals;
 using tav::PlaybackController;
 using tav::PlayMode;
-using tav::test::at;
 
 class ControllerTest : public ::testing::Test, protected tav::test::PlaybackRig
 {
@@ -110,17 +109,6 @@ TEST(PlaybackControllerStatic, StreamsAndSoundFilesAreAudioOnlyWhateverTheirCase
 {
     for (const auto &[url, audio] : {std::pair{u"MMS://radio/live"_s, true}, {u"/m/SONG.FLAC"_s, true}, {u"/m/film.mpeg"_s, false}})
         EXPECT_EQ(PlaybackController::isAudioOnly(url), audio) << url.toStdString();
-}
-
-TEST_F(ControllerTest, PathCheckReportsMissingFilesAndSkipsStreams)
-{
-    d.write(u"here.mp3"_s, u"x"_s);
-    pc.setItems({d.file(u"here.mp3"_s), u"mms://radio"_s, u"http://s/live"_s, u" /m/gone.mp3 "_s, d.path()});
-    const QString report = pc.checkPaths(u"早操"_s, prompt);
-    EXPECT_EQ(report, u"早操：/m/gone.mp3定时任务的音乐路径错误！  \r\n");
-    EXPECT_EQ(pc.selectedIndex(), 3);
-    EXPECT_EQ(prompt.shown.size(), 1);
-    EXPECT_TRUE(log.text().endsWith(u"/m/gone.mp3定时任务的音乐路径错误！"));
 }
 
 // The watchdog, looking once a second on the fake clock.
