@@ -20,8 +20,10 @@ TEST(LogoPlace, FieldsMustBeWholeNumbersOnOneOfTheScreens)
         {"as low on the first", 1000 * 15, 100 * 15, false},
         {"right of both", 0, 3200 * 15, false},
     };
-    for (const auto &p : places)
-        EXPECT_EQ(bool(LogoPlace::parse(QString::number(p.top), QString::number(p.left), screens)), p.ok) << p.what;
+    for (const auto &p : places) {
+        const auto place = LogoPlace::parse(QString::number(p.top), QString::number(p.left), screens);
+        EXPECT_EQ(bool(place), p.ok) << p.what;
+    }
     EXPECT_FALSE(LogoPlace::parse(u"1.5"_s, u"0"_s, screens));
     EXPECT_FALSE(LogoPlace::parse(u"0"_s, u"0"_s, {}));
 }

@@ -82,20 +82,12 @@ protected:
         show.setDisplay(true);
         QObject::connect(&show, &Slideshow::pictureChanged, [this](const QString &p) { shown.append(p); });
     }
-    SlideshowSettings three(int order = SlideshowSettings::InOrder)
+    SlideshowSettings three()
     {
         SlideshowSettings s;
         s.pictures = {u"/p/0.jpg"_s, u"/p/1.jpg"_s, u"/p/2.jpg"_s};
-        s.pictureOrder = order;
         s.switchSeconds = 5;
         s.volume = 65535;
-        return s;
-    }
-    SlideshowSettings withMusic(const QStringList &music)
-    {
-        SlideshowSettings s = three();
-        s.music = music;
-        s.playMusic = true;
         return s;
     }
     // Seconds pass and the switch timer wakes, `times` times.
@@ -165,7 +157,9 @@ TEST_F(SlideshowTest, PicturesThatCannotBeShownAreLoggedOnceAndSkipped)
 
 TEST_F(SlideshowTest, MusicStartsAfterTheDelayAtItsOwnVolumeUnlessItIsAStopDate)
 {
-    SlideshowSettings s = withMusic({u"/m/a.mp3"_s, u"/m/b.mp3"_s});
+    SlideshowSettings s = three();
+    s.music = {u"/m/a.mp3"_s, u"/m/b.mp3"_s};
+    s.playMusic = true;
     s.volume = 32768;
     s.muteOnStopDates = true;
     show.setStopDay([](QDate date) { return date == QDate(2026, 11, 23); });

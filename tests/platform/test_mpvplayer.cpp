@@ -113,7 +113,6 @@ TEST_F(MpvPlayerTest, AnItemEndsOnceWhenItsLastSampleIsHeard)
     EXPECT_GE(heard, 450);
     EXPECT_LE(heard, 500 + MpvPlayer::kDrainSlackMs + 300);
     EXPECT_LT(handedOver, heard - 100) << "handed over well before it was heard";
-    EXPECT_GE(p->outputLatencyMs(), -1);
 
     rec.clear(); // replaced while its last samples sound: that end is not reported
     p->open(half);

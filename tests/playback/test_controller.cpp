@@ -25,11 +25,6 @@ protected:
         ASSERT_TRUE(pc.isNextStepArmed());
         pc.nextItemStep();
     }
-    void randomDraws(std::initializer_list<double> draws)
-    {
-        auto queue = std::make_shared<QList<double>>(draws);
-        pc.setRandomSource([queue] { return queue->takeFirst(); });
-    }
 };
 
 TEST_F(ControllerTest, SequentialPlaysInOrderAndStopsAfterTheLast)
@@ -60,7 +55,8 @@ TEST_F(ControllerTest, LoopStartsOverAndOneItemRepeats)
 
 TEST_F(ControllerTest, RandomPlaysTheItemAfterThePick)
 {
-    randomDraws({0.5, 0.4, 0.9});
+    auto draws = std::make_shared<QList<double>>(QList<double>{0.5, 0.4, 0.9});
+    pc.setRandomSource([draws] { return draws->takeFirst(); });
     pc.startTask(u"随机"_s, three);
     EXPECT_EQ(player.opened.last(), three[1]); // floor(0.5 * 3)
     itemEnds();                                // picks 1, then steps to 2
