@@ -42,6 +42,26 @@ struct Station
 
 } // namespace
 
+// The folders are checked in order, each failure with its own message.
+TEST(FileBackupTest, FoldersAreCheckedBeforeAnythingIsSearched)
+{
+    QTemporaryDir a, b;
+    const QString gone = a.filePath(u"gone"_s);
+    const struct { QString source, destination; const char16_t *message; } cases[] = {
+        {u" "_s, b.path(), u"请设置来源文件夹！"},
+        {a.path(), QString(), u"请设置目的文件夹！"},
+        {gone, b.path(), u"来源文件夹不存在！"},
+        {a.path(), gone, u"目的文件夹不存在！"},
+        {a.path(), a.path() + u"/"_s, u"来源文件夹和目的文件夹不能相同！"},
+        {u"/"_s, b.path(), u"尚不支持来源文件夹从根目录开始！"},
+        {a.path(), u"/"_s, u"尚不支持来目的件夹从根目录开始！"},
+        {a.path(), b.path(), u""},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(FileBackup::check(c.source, c.destination), QString::fromUtf16(c.message))
+            << qPrintable(c.source) << " -> " << qPrintable(c.destination);
+}
+
 // The window's tests read the comparison and the copied folders. Here: no
 // hidden folder is taken; the next night's backup replaces what changed,
 // whole; on a disk that fills up (a file-size limit stands in for it; an
