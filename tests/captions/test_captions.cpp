@@ -197,8 +197,8 @@ TEST_F(CaptionTest, OnceInOrderStopsOnTheLastCaption)
     EXPECT_EQ(scroller.text(), u"二"_s);
 }
 
-// Its minute and end through the station's second: the main window's
-// TimedCaptionComesWithTheStationsSecond; here the end to the second, a single
+// Its minute and end through the station's second: MainWindowTest.
+// CaptionSwitchRunsTheStripAndTheStationsSecondTimesIt; here the end to the second, a single
 // start, a stop that leaves the check running, and a caption too long to show.
 TEST_F(CaptionTest, TimedCaptionRunsFromItsMinuteToItsEnd)
 {

@@ -158,7 +158,7 @@ TEST(PictureDecoding, BadPicturesAreRefusedWithAReasonBigOnesReadSmallHugeOnesNo
     EXPECT_EQ(tav::decodePicture(d.file(u"huge.png"_s), {1920, 1080}).error, u"图片太大（40000×40000）");
 }
 
-// The video taking over is MainWindowTest.PlayerWindowComesUpWithTheSlideshowBetweenTasks.
+// The video taking over is StationSlideshowTest.ATaskTakesOverFromTheIdleContentAndHandsBack.
 TEST_F(PicturesWindow, ThePanelShowsPicturesOverTheVideoOnlyWhenNoVideoIsToBeSeen)
 {
     settings.load();

@@ -201,7 +201,6 @@ TEST_F(LogoConsoleTest, SwitchesShowTheLogoAndTheClock)
     EXPECT_FALSE(overlay()->isVisible());
 }
 
-// How the font is written and read back is ClockFont.RoundTripAndOlderAndDamagedValues.
 TEST_F(LogoConsoleTest, ClockFontChosenInItsWindowIsKeptAndApplied)
 {
     start();
