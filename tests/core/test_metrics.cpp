@@ -35,33 +35,6 @@ TEST(Metrics, FamiliesAreWrittenWithHelpTypeAndEscapedLabels)
                                    "t_results_total{result=\"spoken\"} 1\n"));
 }
 
-TEST(Metrics, AHistogramCountsCumulativelyUpToInfinity)
-{
-    Metrics m;
-    m.declare(u"t_late_seconds"_s, Metrics::Type::Histogram, u"Lateness."_s, {0.5, 0.125, 1});
-    for (double v : {0.0625, 0.125, 0.25, 2.0})
-        m.observe(u"t_late_seconds"_s, v);
-    const QByteArray text = m.text();
-    EXPECT_TRUE(text.contains("t_late_seconds_bucket{le=\"0.125\"} 2\nt_late_seconds_bucket{le=\"0.5\"} 3\n"
-                              "t_late_seconds_bucket{le=\"1\"} 3\nt_late_seconds_bucket{le=\"+Inf\"} 4\n"))
-        << text.toStdString();
-    EXPECT_TRUE(text.contains("t_late_seconds_sum 2.4375\nt_late_seconds_count 4\n")) << text.toStdString();
-    EXPECT_EQ(m.value(u"t_late_seconds"_s), 4);
-}
-
-TEST(Metrics, NumbersAndNamesFollowTheFormat)
-{
-    const std::pair<double, QByteArray> numbers[] = {
-        {0, "0"}, {-3, "-3"}, {1764000000, "1764000000"}, {0.25, "0.25"},
-        {std::numeric_limits<double>::infinity(), "+Inf"}, {std::nan(""), "NaN"}};
-    for (const auto &[value, text] : numbers)
-        EXPECT_EQ(Metrics::number(value), text) << value;
-    for (const QString &good : {u"a"_s, u"_x:y_1"_s})
-        EXPECT_TRUE(Metrics::isValidName(good)) << good.toStdString();
-    for (const QString &bad : {u""_s, u"1a"_s, u"a-b"_s, u"站"_s})
-        EXPECT_FALSE(Metrics::isValidName(bad)) << bad.toStdString();
-}
-
 TEST(Metrics, TheSamplerRunsWhenTheTextIsAskedForFromAnotherThread)
 {
     Metrics m;
