@@ -108,12 +108,9 @@ TEST_F(DataFilesTest, AFileThatCannotBeReadIsToldAndLeftAsItIs)
     EXPECT_TRUE(told().at(0).contains(u"无法读取数据文件“"_s + d.file(u"【SONG】.ini"_s)));
     EXPECT_TRUE(told().at(0).contains(u"文件夹"));
     EXPECT_EQ(DataFaults::instance().outstanding().size(), 2);
-    // An edit never replaces it, and the old interface says so.
+    // An edit never replaces it.
     EXPECT_FALSE(IniFile(d.file(u"【SONG】.ini"_s)).setValue(u"s"_s, u"k"_s, u"v"_s));
-    tav::Class1 ini(d.path());
-    ini.SpecifyIni(d.file(u"【DATE】.ini"_s));
-    EXPECT_FALSE(ini.WriteString(u"s"_s, u"k"_s, u"v"_s));
-    EXPECT_EQ(ini.lastError(), u"写入失败");
+    EXPECT_FALSE(IniFile(d.file(u"【DATE】.ini"_s)).setValue(u"s"_s, u"k"_s, u"v"_s));
     EXPECT_TRUE(QFileInfo(d.file(u"【SONG】.ini"_s)).isDir());
     EXPECT_FALSE(QFileInfo(d.file(u"【DATE】.ini"_s)).isFile());
     // Mended, it is no longer at fault; a missing file never is.

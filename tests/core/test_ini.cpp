@@ -34,22 +34,6 @@ TEST(Class1, UnspecifiedFileFailsWithMessageAndWritesNothing)
     EXPECT_EQ(ini.fileName(), d.file(u"x.ini"_s));
 }
 
-TEST(Class1, ReadIntTellsMissingFromZeroOnlyByTheMessage)
-{
-    DataFolder d;
-    d.write(u"n.ini"_s, u"[s]\nzero=0\none=1\nword=abc\nneg=-7\n"_s);
-    Class1 ini = iniOn(d, u"n.ini"_s);
-    EXPECT_EQ(ini.ReadInt(u"s"_s, u"zero"_s), 0);
-    EXPECT_EQ(ini.ReadInt(u"s"_s, u"neg"_s), -7);
-    EXPECT_TRUE(ini.lastError().isEmpty());
-    EXPECT_EQ(ini.ReadInt(u"s"_s, u"missing"_s), 0);
-    EXPECT_EQ(ini.lastError(), u"不能读取");
-    // A later success does not clear the message.
-    EXPECT_EQ(ini.ReadInt(u"s"_s, u"one"_s), 1);
-    EXPECT_EQ(ini.lastError(), u"不能读取");
-    EXPECT_EQ(ini.ReadInt(u"s"_s, u"word"_s), 0);
-}
-
 // The buffer cuts at the byte, as the profile function does.
 TEST(Class1, ReadStringCutsAtTheByte)
 {

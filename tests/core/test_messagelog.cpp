@@ -60,14 +60,3 @@ TEST_F(MessageLogTest, RestartRecountsJoinsFirstMessageAndAddsOneLineBreak)
     log.flush();
     EXPECT_EQ(d.bytes(u"【PLAYLOG】.txt"_s), tav::toGbk(u"一\r\n二\r\n三\r\n四\r\n"_s));
 }
-
-// A log written as UTF-8 by another tool, or as GBK by the station.
-TEST_F(MessageLogTest, ReadsUtf8AndGbkLogs)
-{
-    for (const QByteArray &bytes : {u"开播：早操\r\n"_s.toUtf8(), tav::toGbk(u"开播：早操\r\n"_s)}) {
-        d.writeBytes(u"【PLAYLOG】.txt"_s, bytes);
-        MessageLog log(path(), clock);
-        log.startUp();
-        EXPECT_EQ(log.text(), u"开播：早操\r\n");
-    }
-}

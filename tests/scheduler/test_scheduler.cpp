@@ -59,18 +59,6 @@ TEST_F(SchedulerTest, EndAsksForPicturesAndClaimsNoScreenItDidNotGet)
     EXPECT_FALSE(log.text().contains(u"广告内容"));
 }
 
-TEST_F(SchedulerTest, TaskWithNothingToPlaySaysWhy)
-{
-    addTask(1, u"示例"_s, u"9:00:00"_s, u"9:10:00"_s);
-    d.write(u"示例.ini"_s, u"[多媒体文件数量]\n数量=0\n"_s);
-    startAt("2026-11-23 08:59:58");
-    secondsAt({"2026-11-23 09:00:00"});
-    ASSERT_EQ(prompt.shown.size(), 1);
-    EXPECT_EQ(prompt.shown[0], u"Tavrel多媒体定时播放系统|示例："_s + dir.taskListFile(u"示例"_s)
-                                   + u"定时任务的音乐路径错误！  \r\n"_s);
-    EXPECT_TRUE(log.text().endsWith(u"定时任务的音乐路径错误！"));
-}
-
 TEST_F(SchedulerTest, WorkingHoursGateTheTickAndEndTheDayFiveSecondsEarly)
 {
     addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);
