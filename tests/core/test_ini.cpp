@@ -20,20 +20,6 @@ Class1 iniOn(const DataFolder &d, const QString &name)
 
 } // namespace
 
-TEST(Class1, UnspecifiedFileFailsWithMessageAndWritesNothing)
-{
-    DataFolder d;
-    Class1 ini(d.path());
-    EXPECT_EQ(ini.ReadString(u"a"_s, u"b"_s, 100), QString());
-    EXPECT_EQ(ini.lastError(), u"没有指定 ini 文件");
-    EXPECT_FALSE(ini.WriteString(u"a"_s, u"b"_s, u"c"_s));
-    QStringList names{u"untouched"_s};
-    EXPECT_EQ(ini.getSectionsName(names), -1);
-    EXPECT_EQ(names, QStringList{u"untouched"_s});
-    ini.SpecifyIni(u"   "_s + d.file(u"x.ini"_s) + u"  "_s);
-    EXPECT_EQ(ini.fileName(), d.file(u"x.ini"_s));
-}
-
 // The buffer cuts at the byte, as the profile function does.
 TEST(Class1, ReadStringCutsAtTheByte)
 {

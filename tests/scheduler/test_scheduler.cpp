@@ -165,21 +165,6 @@ TEST_F(SchedulerTest, ChangedStopsAndHoursTakeEffectAtOnce)
     EXPECT_EQ(store.today().at(0).name(), u"甲");
 }
 
-TEST_F(SchedulerTest, NextTaskStatusCountsDown)
-{
-    addTask(1, u"午"_s, u"12:00:00"_s, u"12:10:00"_s);
-    addTask(2, u"早"_s, u"9:00:00"_s, u"9:10:00"_s);
-    addTask(3, u"末"_s, u"23:59:59"_s, u"23:59:59"_s);
-    startAt("2026-11-23 08:59:51");
-    auto s = scheduler.nextTaskStatus();
-    EXPECT_EQ(s.next, u"将播:早  9:00:00");
-    EXPECT_EQ(s.remaining, u"还剩00:00:09");
-    EXPECT_TRUE(s.lastTen);
-    EXPECT_EQ(s.workHours, u"当前全天播放,未启用工作时段");
-    clock.set(at("2026-11-23 12:00:00"));
-    EXPECT_EQ(scheduler.nextTaskStatus().next, u"今天的定时节目已经全部播送");
-}
-
 TEST_F(SchedulerTest, StartDelayHoldsBackTheFirstTicks)
 {
     addTask(1, u"甲"_s, u"9:00:00"_s, u"9:30:00"_s);

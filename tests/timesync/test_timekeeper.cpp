@@ -51,12 +51,10 @@ TEST(TimeHealthTest, StatusFromTheLastCheckTheSystemAndARefusal)
 
     // The time found but the clock not set: the last check stands, the
     // status warns at once, even for a clock within two seconds.
-    for (const char *answer : {"26-11-24 23:14:19", "26-11-24 23:14:01"}) {
-        const QDateTime later = at("2026-11-25 07:14:00");
-        health.refused(answerAt(later, answer), u"没有权限"_s);
-        EXPECT_TRUE(health.status(later, false).warning) << answer;
-        EXPECT_EQ(health.lastCheck(), at("2026-11-24 07:14:19"));
-    }
+    const QDateTime later = at("2026-11-25 07:14:00");
+    health.refused(answerAt(later, "26-11-24 23:14:01"), u"没有权限"_s);
+    EXPECT_TRUE(health.status(later, false).warning);
+    EXPECT_EQ(health.lastCheck(), at("2026-11-24 07:14:19"));
     EXPECT_EQ(health.status(now, false).text, u"时钟：无法设置系统时间（没有权限），偏差1.0秒"_s);
     EXPECT_EQ(health.residualOffsetMs(), 1000);
     // A check that sets the clock ends the warning.
