@@ -46,11 +46,8 @@ TEST(DataWatcher, TellsReplacedWrittenAndRemovedFilesButNotTheStationsOwnOrOther
     tav::DataWatcher watcher;
     QSignalSpy spy(&watcher, &tav::DataWatcher::changed);
     watcher.watch(d.path(), {u"【PLAYLOG】.txt"_s}, kSettleMs);
-    QElapsedTimer took;
-    took.start();
     renameInto(d, u"【SONG】.ini"_s, "[FileInfo1]\r\nName=b\r\n");
     EXPECT_EQ(toldUntil(spy, u"【SONG】.ini"_s), QStringList{u"【SONG】.ini"_s});
-    EXPECT_LT(took.elapsed(), kSettleMs) << "a file renamed into place is whole at once";
 
     d.write(u"【PLAYLOG】.txt"_s, u"more log"_s);
     d.write(u"notes.doc"_s, u"x"_s);
