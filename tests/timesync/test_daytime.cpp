@@ -93,13 +93,3 @@ TEST(DaytimeSyncTest, TheFirstHealthyAnswerSetsTheClockOnceAndAFarOneNeedsASecon
             EXPECT_TRUE(close.wait(DaytimeSync::kFinishMs + 1000));
     }
 }
-
-TEST(DaytimeHostKey, OneHostOneKey)
-{
-    const std::pair<const char *, const char *> cases[] = {
-        {"127.0.0.1", "127.0.0.1"}, {"::1", "127.0.0.1"},     {"::ffff:192.0.2.7", "192.0.2.7"},
-        {"192.0.2.7", "192.0.2.7"}, {"fe80::1%1", "fe80::1"}, {"2001:db8::5", "2001:db8::5"},
-    };
-    for (const auto &[address, key] : cases)
-        EXPECT_EQ(tav::hostKey(QHostAddress(QString::fromLatin1(address))), QString::fromLatin1(key)) << address;
-}
