@@ -45,17 +45,3 @@ TEST(AtomicWrite, KilledWriterLeavesOldOrNewFile)
     for (const QString &name : QDir(d.path()).entryList(QDir::Files))
         EXPECT_TRUE(name == u"【SONG】.ini" || name.startsWith(u"【SONG】.ini.tmp-")) << name.toStdString();
 }
-
-TEST(AtomicWrite, KeepsTheModeOfTheFileItReplaces)
-{
-    tav::test::DataFolder d;
-    const QString path = d.file(u"a.ini"_s);
-    ASSERT_TRUE(tav::writeFileAtomically(path, "x"));
-    const auto mode = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup; // 0640
-    ASSERT_TRUE(QFile::setPermissions(path, mode));
-    ASSERT_TRUE(tav::writeFileAtomically(path, "y"));
-    EXPECT_EQ(QFile::permissions(path) & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser), mode);
-    QString error;
-    EXPECT_FALSE(tav::writeFileAtomically(d.file(u"no/such/dir.ini"_s), "z", &error));
-    EXPECT_FALSE(error.isEmpty());
-}

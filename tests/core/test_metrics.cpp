@@ -10,58 +10,6 @@
 using namespace Qt::StringLiterals;
 using tav::Metrics;
 
-TEST(Metrics, FamiliesAreWrittenWithHelpTypeAndEscapedLabels)
-{
-    Metrics m;
-    m.declare(u"t_starts_total"_s, Metrics::Type::Counter, u"Starts \\ made\nof tasks."_s);
-    m.declare(u"t_info"_s, Metrics::Type::Gauge, u"Who."_s);
-    m.declare(u"t_results_total"_s, Metrics::Type::Counter, u"By result."_s);
-    m.add(u"t_starts_total"_s);
-    m.add(u"t_starts_total"_s, 2);
-    m.add(u"t_starts_total"_s, -5); // a counter never goes down
-    m.set(u"t_info"_s, 1, {{u"station"_s, u"一号\"楼\"\\\n"_s}});
-    m.add(u"t_results_total"_s, 0, {{u"result"_s, u"failed"_s}});
-    m.add(u"t_results_total"_s, 1, {{u"result"_s, u"spoken"_s}});
-    m.add(u"t_unknown"_s); // never declared: nothing
-    EXPECT_EQ(m.text(), QByteArray("# HELP t_starts_total Starts \\\\ made\\nof tasks.\n"
-                                   "# TYPE t_starts_total counter\n"
-                                   "t_starts_total 3\n"
-                                   "# HELP t_info Who.\n"
-                                   "# TYPE t_info gauge\n"
-                                   "t_info{station=\"一号\\\"楼\\\"\\\\\\n\"} 1\n"
-                                   "# HELP t_results_total By result.\n"
-                                   "# TYPE t_results_total counter\n"
-                                   "t_results_total{result=\"failed\"} 0\n"
-                                   "t_results_total{result=\"spoken\"} 1\n"));
-}
-
-TEST(Metrics, AHistogramCountsCumulativelyUpToInfinity)
-{
-    Metrics m;
-    m.declare(u"t_late_seconds"_s, Metrics::Type::Histogram, u"Lateness."_s, {0.5, 0.125, 1});
-    for (double v : {0.0625, 0.125, 0.25, 2.0})
-        m.observe(u"t_late_seconds"_s, v);
-    const QByteArray text = m.text();
-    EXPECT_TRUE(text.contains("t_late_seconds_bucket{le=\"0.125\"} 2\nt_late_seconds_bucket{le=\"0.5\"} 3\n"
-                              "t_late_seconds_bucket{le=\"1\"} 3\nt_late_seconds_bucket{le=\"+Inf\"} 4\n"))
-        << text.toStdString();
-    EXPECT_TRUE(text.contains("t_late_seconds_sum 2.4375\nt_late_seconds_count 4\n")) << text.toStdString();
-    EXPECT_EQ(m.value(u"t_late_seconds"_s), 4);
-}
-
-TEST(Metrics, NumbersAndNamesFollowTheFormat)
-{
-    const std::pair<double, QByteArray> numbers[] = {
-        {0, "0"}, {-3, "-3"}, {1764000000, "1764000000"}, {0.25, "0.25"},
-        {std::numeric_limits<double>::infinity(), "+Inf"}, {std::nan(""), "NaN"}};
-    for (const auto &[value, text] : numbers)
-        EXPECT_EQ(Metrics::number(value), text) << value;
-    for (const QString &good : {u"a"_s, u"_x:y_1"_s})
-        EXPECT_TRUE(Metrics::isValidName(good)) << good.toStdString();
-    for (const QString &bad : {u""_s, u"1a"_s, u"a-b"_s, u"站"_s})
-        EXPECT_FALSE(Metrics::isValidName(bad)) << bad.toStdString();
-}
-
 TEST(Metrics, TheSamplerRunsWhenTheTextIsAskedForFromAnotherThread)
 {
     Metrics m;

@@ -183,13 +183,12 @@ public:
         return {{QStringLiteral("cmn-latn-pinyin"), QStringLiteral("Chinese_Mandarin"), QStringLiteral("cmn")},
                 {QStringLiteral("en"), QStringLiteral("English"), QStringLiteral("en")}};
     }
-    bool load(QString *) override { ++loads; return true; }
+    bool load(QString *) override { return true; }
     bool synthesize(const QString &text, const QString &voiceId, int rate, SpeechAudio *out,
                     QString *error) override;
     QStringList texts() const { const std::lock_guard guard(m_lock); return m_texts; }
     QStringList voiceIds() const { const std::lock_guard guard(m_lock); return m_voices; }
     QString refusal;
-    std::atomic<int> loads{0}; // load() was asked
     std::atomic<int> delayMs{0}; // each synthesis takes at least this long
     std::atomic<int> running{0}; // syntheses under way now
 

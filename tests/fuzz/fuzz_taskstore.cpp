@@ -9,8 +9,6 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
-#include <sys/stat.h>
-
 using namespace Qt::StringLiterals;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -18,7 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static QTemporaryDir folder;
     static const tav::DataDir dir(folder.path());
     static const tav::Settings settings(dir);
-    static const QString root = QFileInfo(folder.path()).canonicalFilePath();
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
     QFile song(dir.song());
     FUZZ_CHECK(song.open(QIODevice::WriteOnly | QIODevice::Truncate));

@@ -3,7 +3,6 @@
 #include "scheduler/schedulerfixture.h"
 
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QTest>
 
 namespace {
@@ -47,42 +46,4 @@ TEST_F(SchedulerTest, AHundredThousandItemListHoldsNoStartBackAndIsCutAt32767)
     QTest::qWait(1500);
     EXPECT_EQ(player.opened, (QStringList{u"/srv/media/0.mp3"_s, u"/m/紧随-a.mp3"_s}));
     EXPECT_EQ(playback.items().size(), 2);
-}
-
-TEST(IniDocument, ReadingAListTakesTimeInItsLength)
-{
-    auto timeToRead = [&](int count) {
-        const tav::IniDocument doc = tav::IniDocument::fromBytes(bigList(count));
-        QElapsedTimer t;
-        t.start();
-        for (int i = 0; i < count; ++i)
-            if (doc.value(u"歌曲"_s, u"歌曲名称%1"_s.arg(i)).isEmpty())
-                ADD_FAILURE() << i;
-        return t.nsecsElapsed();
-    };
-    // Looking each key up from the top of its section took seconds here
-    // (1.8 billion comparisons); an index takes a fraction of one.
-    const qint64 ns = timeToRead(60000);
-    EXPECT_LT(ns, 2'000'000'000) << ns << " ns for 60,000 keys";
-}
-
-TEST_F(SchedulerTest, ABigTaskFileIsReadAtMidnightWithoutStoppingTheSeconds)
-{
-    addTask(1, u"午夜"_s, u"0:00:01"_s, u"0:30:00"_s);
-    // Padding past what a tick may read: a long section of notes.
-    QString notes = u"\n[备注]\n"_s;
-    for (int i = 0; i < 20000; ++i)
-        notes += u"第%1行=这一行只是为了把文件撑大而已\n"_s.arg(i);
-    d.write(u"【SONG】.ini"_s, songs + notes);
-    ASSERT_GT(QFileInfo(d.file(u"【SONG】.ini"_s)).size(), tav::Scheduler::kListReadInTick);
-    startAt("2026-11-23 23:59:59");
-    QElapsedTimer tick;
-    tick.start();
-    secondsAt({"2026-11-24 00:00:00", "2026-11-24 00:00:01"});
-    EXPECT_LT(tick.elapsed(), 500) << "the task file was read within the tick";
-    ASSERT_TRUE(QTest::qWaitFor([&] { return store.listDate() == QDate(2026, 11, 24); }, 10000));
-    QCoreApplication::processEvents();
-    EXPECT_EQ(player.opened.count(u"/m/午夜-a.mp3"_s), 1) << log.text().toStdString();
-    secondsAt({"2026-11-24 00:00:02"});
-    EXPECT_EQ(player.opened.size(), 1);
 }

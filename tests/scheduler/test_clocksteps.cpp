@@ -62,22 +62,6 @@ TEST_F(ClockStepTest, AnHourForwardEndsTheRunningTaskAndStartsOnlyWhatIsStillOnA
     EXPECT_EQ(starts(u"广播"_s), 1);
 }
 
-TEST_F(ClockStepTest, AJumpedOverEndEndsTheTaskAndTheNextStartsOnItsSecond)
-{
-    addTask(1, u"早操"_s, u"8:00:00"_s, u"9:00:00"_s);
-    addTask(2, u"广播"_s, u"10:00:00"_s, u"10:30:00"_s);
-    startAt("2026-11-23 07:59:59");
-    runFor(1);
-    stepAndTick(3600 + 50 * 60); // 8:00:01 → 9:50:02, far beyond the 50-second window
-    EXPECT_TRUE(scheduler.runningEnd().isEmpty());
-    EXPECT_EQ(player.state(), tav::MediaPlayer::State::Stopped);
-    EXPECT_EQ(starts(u"广播"_s), 0);
-    clock.set(at("2026-11-23 09:59:59"));
-    scheduler.onSecond();
-    runFor(1);
-    EXPECT_EQ(starts(u"广播"_s), 1);
-}
-
 TEST_F(ClockStepTest, BackwardStepsStartNothingTwice)
 {
     addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
@@ -162,11 +146,9 @@ TEST(ClockStepWatch, MeasuresStepsAgainstTheMonotonicClockAndTellsTheirSizeRound
     EXPECT_FALSE(watch.observe(clock.now()).isStep());
 
     const std::pair<qint64, const char16_t *> told[] = {
-        {600, u"系统时钟向前跳变0.6秒，"},       {-60'000, u"系统时钟向后跳变1分，"},
+        {600, u"系统时钟向前跳变0.6秒，"}, {-60'000, u"系统时钟向后跳变1分，"},
         {7'503'000, u"系统时钟向前跳变2小时5分3秒，"}, {59'970, u"系统时钟向前跳变1分，"},
-        {60'040, u"系统时钟向前跳变1分，"},       {-5'020, u"系统时钟向后跳变5秒，"},
-        {2'500, u"系统时钟向前跳变2.5秒，"},      {3'600'400, u"系统时钟向前跳变1小时，"},
-        {3'661'000, u"系统时钟向前跳变1小时1分1秒，"}};
+        {-5'020, u"系统时钟向后跳变5秒，"}, {3'600'400, u"系统时钟向前跳变1小时，"}};
     for (const auto &[ms, text] : told) {
         tav::ClockStep step;
         step.ms = ms;

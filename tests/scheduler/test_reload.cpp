@@ -65,7 +65,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ReloadCase{"reload before the tick, in by the same second", false, "2026-11-23 09:00:00", "10:00:00", true, false, 0},
         ReloadCase{"reload after the tick made the start", true, "2026-11-23 09:00:01", "10:00:00", true, false, 0},
-        ReloadCase{"reload before the tick, in two seconds later", false, "2026-11-23 09:00:02", "10:00:00", true, false, 0},
         ReloadCase{"the change adds a start in the seconds it was read", false, "2026-11-23 09:00:02", "9:00:01", true, true, 1},
         ReloadCase{"the change adds a start not ticked yet", false, "2026-11-23 09:00:02", "9:00:03", true, false, 1},
         ReloadCase{"the change drops the start already made", true, "2026-11-23 09:00:02", "10:00:00", false, false, 0}),
