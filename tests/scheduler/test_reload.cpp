@@ -5,6 +5,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 using tav::test::at;
 
@@ -85,4 +86,20 @@ TEST_F(SchedulerTest, ATaskFileNotWholeKeepsTheTasksInForce)
     }
     secondsAt({"2026-11-23 08:59:59", "2026-11-23 09:00:00"});
     EXPECT_EQ(player.currentUrl(), u"/m/早操-a.mp3");
+}
+
+// An edit here writes the file and loads it again while the watcher's read of
+// the file before it is still on its way: that older read does not take the
+// edit back.
+TEST_F(SchedulerTest, AReadOlderThanAnEditHereDoesNotUndoIt)
+{
+    addTask(1, u"早操"_s, u"9:00:00"_s, u"9:30:00"_s);
+    startAt("2026-11-23 08:59:58");
+    QSignalSpy reloaded(&scheduler, &tav::Scheduler::tasksReloaded);
+    scheduler.reloadTasks();
+    QThread::msleep(300); // read by now; taken in only when events run
+    addTask(2, u"课前"_s, u"10:00:00"_s, u"10:10:00"_s);
+    store.load(clock.now().date());
+    ASSERT_TRUE(reloaded.wait(5000));
+    EXPECT_EQ(store.rows().size(), 2);
 }
