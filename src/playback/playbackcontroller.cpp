@@ -61,7 +61,6 @@ PlaybackController::PlaybackController(MediaPlayer &player, Settings &settings, 
     m_watchdog.setInterval(1000);
     connect(&m_watchdog, &QTimer::timeout, this, &PlaybackController::checkProgress);
     m_preparedLimit.setSingleShot(true);
-    m_preparedLimit.setInterval(kPreparedMs);
     connect(&m_preparedLimit, &QTimer::timeout, this, [this] {
         if (m_holdsPrepared)
             m_player.stop(); // its Stopped ends the holding, see below
@@ -198,10 +197,10 @@ void PlaybackController::prepare(const QString &path, const QDateTime &startsAt)
     m_player.prepare(path);
     if (idle && m_player.state() == MediaPlayer::State::Paused) {
         m_holdsPrepared = true;
-        m_preparedLimit.start();
+        m_preparedLimit.start(m_preparedMs); // not what a release before left
         const qint64 latency = m_player.outputLatencyMs();
         const qint64 in = startsAt.isValid() && latency > 0 ? m_clock.now().msecsTo(startsAt) - latency : -1;
-        if (in > 0 && in < kPreparedMs) // no time to go ahead: the start lets it go
+        if (in > 0 && in < m_preparedMs) // no time to go ahead: the start lets it go
             m_release.start(int(in));
     }
 }

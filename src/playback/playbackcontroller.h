@@ -99,7 +99,7 @@ public:
     int releaseInMs() const { return m_release.isActive() ? m_release.remainingTime() : -1; }
     static constexpr int kPreparedMs = 6000;
     bool holdsPrepared() const { return m_holdsPrepared; }
-    void setPreparedTimeout(int ms) { m_preparedLimit.setInterval(ms); }
+    void setPreparedTimeout(int ms) { m_preparedMs = ms; }
     void playSong();
     void stop();
     // The operator's stop key: also ends the list, so no next item follows.
@@ -193,6 +193,7 @@ private:
     bool m_nowPlaying = false;
     QTimer m_timer1;
     QTimer m_preparedLimit;
+    int m_preparedMs = kPreparedMs;
     QTimer m_release; // lets the held item go ahead of its start
     bool m_holdsPrepared = false;
     QString m_nextHeld; // held paused for the next step

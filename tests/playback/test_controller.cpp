@@ -261,8 +261,8 @@ TEST_F(ControllerTest, AHeldFirstItemGoesAheadOfItsStartByTheOutputsLatency)
     // From the holding to the start leftMs; releaseMs -1: the start lets it go.
     const struct { const char *name; qint64 latency, leftMs; int releaseMs; } cases[] = {
         {"latency unknown", -1, 400, -1},
-        {"300 ms", 300, 400, 100},
         {"1.5 s, before the second before", 1500, 1600, 100},
+        {"300 ms", 300, 400, 100},
         {"2 s, more than is left", 2000, 1500, -1},
     };
     for (const auto &c : cases) {
@@ -283,4 +283,11 @@ TEST_F(ControllerTest, AHeldFirstItemGoesAheadOfItsStartByTheOutputsLatency)
         EXPECT_EQ(player.opened, QStringList{u"/m/1.mp3"_s});
         EXPECT_EQ(player.state(), c.releaseMs < 0 ? State::Loading : State::Playing) << "not opened again";
     }
+    // Going ahead before does not shorten the next holding.
+    pc.stopAndClear();
+    player.latency = -1;
+    pc.prepare(u"/m/1.mp3"_s, clock.now().addSecs(3));
+    QTest::qWait(1400);
+    EXPECT_TRUE(pc.holdsPrepared());
+    EXPECT_EQ(player.state(), State::Paused);
 }
