@@ -129,8 +129,9 @@ TEST(CommandLineParse, WrongLinesAreRefusedWithTheReasonAndTheWayToHelp)
         EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer: "_s + bad.english + u'\n')) << cl.errorText().toStdString();
         EXPECT_TRUE(cl.errorText().endsWith(u"Run 'tavplayer --help' to see every option and verb."_s));
         EXPECT_FALSE(cl.parse(bad.args, Language::Chinese));
-        if (!bad.chinese.isEmpty())
+        if (!bad.chinese.isEmpty()) {
             EXPECT_TRUE(cl.errorText().startsWith(u"tavplayer："_s + bad.chinese + u'\n')) << cl.errorText().toStdString();
+        }
     }
 }
 

@@ -87,9 +87,11 @@ TEST(DaytimeSyncTest, TheFirstHealthyAnswerSetsTheClockOnceAndAFarOneNeedsASecon
         else
             EXPECT_TRUE(joined.contains(c.said)) << joined.toStdString();
         ASSERT_EQ(setter.set.size(), c.set.isValid() ? 1 : 0);
-        if (c.set.isValid())
+        if (c.set.isValid()) {
             EXPECT_LT(qAbs(setter.set[0].msecsTo(c.set)), 500);
-        if (&c == &cases[0]) // a while after success the window may close
+        }
+        if (&c == &cases[0]) { // a while after success the window may close
             EXPECT_TRUE(close.wait(DaytimeSync::kFinishMs + 1000));
+        }
     }
 }
